@@ -1,0 +1,38 @@
+#pragma once
+
+#include <caprion/caprion.hpp>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace caprion {
+
+/// The facade: searches by file or by text, with every outcome as a pair of optional values of which exactly one
+/// is present. It holds nothing; any thread may call any member at any time.
+class CAPRION_EXPORT CaprionHelper {
+ public:
+  using SubtitleList = std::vector<std::shared_ptr<const Subtitle>>;
+  using SearchCompletion = std::function<void(std::optional<SubtitleList>, std::optional<Error>)>;
+
+  /// The one facade object, made on first use and never destroyed.
+  static CaprionHelper& shared() noexcept;
+
+  /// Searches for subtitles of a video file by its movie hash and size, in a language of the service such as
+  /// "eng". The file is read on the calling thread; if it can't be, `completion` is called at once, on this
+  /// thread, with the error "Cannot create a video hash for the file". Otherwise it is called exactly once,
+  /// later, on a background thread, as Caprion::query tells.
+  void findSubtitles(const URL& videoFile, std::string_view language, SearchCompletion completion) noexcept;
+
+  /// Searches for subtitles by a text, in a language of the service such as "eng". `completion` is called
+  /// exactly once, later, on a background thread, as Caprion::query tells.
+  void findSubtitles(std::string_view matching, std::string_view language,
+                     SearchCompletion completion) noexcept;
+
+ private:
+  CaprionHelper() = default;
+};
+
+}  // namespace caprion

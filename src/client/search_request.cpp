@@ -1,0 +1,48 @@
+#include "client/search_request.hpp"
+
+#include "platform/url_components.hpp"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <utility>
+
+namespace caprion {
+
+namespace {
+
+constexpr const char* serviceHost = "rest.opensubtitles.org";
+constexpr std::chrono::seconds timeout{60};
+constexpr const char* userAgent = "Tovix";
+
+constexpr std::array<std::string_view, 8> keys{"episode", "imdbid", "moviebytesize", "moviehash",
+                                               "query",   "season", "sublanguageid", "tag"};
+
+}  // namespace
+
+std::string_view rawValue(Param param) noexcept { return keys[static_cast<std::size_t>(param)]; }
+
+std::optional<Param> paramFrom(std::string_view rawValue) noexcept {
+  const auto found = std::find(keys.begin(), keys.end(), rawValue);
+  if (found == keys.end()) return std::nullopt;
+  return static_cast<Param>(found - keys.begin());
+}
+
+Arg::Arg(Param param, std::string arg) : param_(param), arg_(std::move(arg)) {}
+
+std::string Arg::path() const { return "/" + std::string(rawValue(param_)) + "-" + arg_; }
+
+URLRequest searchRequest(const std::vector<Arg>& args) {
+  URLComponents components;
+  components.scheme = "https";
+  components.host = serviceHost;
+  components.path = "/search";
+  for (const Arg& arg : args) components.path += arg.path();
+
+  // A path that begins with a slash always makes a URL.
+  URLRequest request{.url = *components.url(), .timeoutInterval = timeout};
+  request.addValue(userAgent, "User-Agent");
+  return request;
+}
+
+}  // namespace caprion

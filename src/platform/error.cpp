@@ -1,0 +1,64 @@
+#include "platform/error.hpp"
+
+#include <system_error>
+#include <utility>
+
+namespace caprion {
+
+struct Error::State {
+  std::string domain;
+  std::int64_t code;
+  UserInfo userInfo;
+  std::string description;
+};
+
+namespace {
+
+const std::string* textFor(const Error::UserInfo& userInfo, std::string_view key) {
+  const auto found = userInfo.find(key);
+  return found == userInfo.end() ? nullptr : std::get_if<std::string>(&found->second);
+}
+
+}  // namespace
+
+Error::Error(std::string domain, std::int64_t code, UserInfo userInfo, std::string suppliedDescription) {
+  std::string description = std::move(suppliedDescription);
+  if (const std::string* text = textFor(userInfo, NSLocalizedDescriptionKey)) {
+    description = *text;
+  } else if (description.empty()) {
+    description = "The operation failed (" + (domain.empty() ? "" : domain + ", ") + "code " +
+                  std::to_string(code) + ")";
+  }
+  state_ =
+      std::make_shared<const State>(State{std::move(domain), code, std::move(userInfo), std::move(description)});
+}
+
+Error::Error(const Error&) noexcept = default;
+Error& Error::operator=(const Error&) noexcept = default;
+Error::~Error() = default;
+
+const std::string& Error::domain() const noexcept { return state_->domain; }
+std::int64_t Error::code() const noexcept { return state_->code; }
+const Error::UserInfo& Error::userInfo() const noexcept { return state_->userInfo; }
+std::string_view Error::localizedDescription() const noexcept { return state_->description; }
+
+std::optional<std::string_view> Error::localizedRecoverySuggestion() const noexcept {
+  if (const std::string* text = textFor(state_->userInfo, NSLocalizedRecoverySuggestionErrorKey)) return *text;
+  return std::nullopt;
+}
+
+bool operator==(const Error& a, const Error& b) noexcept {
+  return a.state_ == b.state_ ||
+         (a.domain() == b.domain() && a.code() == b.code() && a.userInfo() == b.userInfo());
+}
+
+Error libraryError(std::string_view message) {
+  return Error("", 0, {{std::string(NSLocalizedDescriptionKey), std::string(message)}});
+}
+
+Error posixError(int number) {
+  return Error(std::string(NSPOSIXErrorDomain), number,
+               {{std::string(NSLocalizedDescriptionKey), std::generic_category().message(number)}});
+}
+
+}  // namespace caprion

@@ -1,0 +1,271 @@
+#include "platform/json.hpp"
+
+#include "platform/text.hpp"
+
+#include <boost/json/basic_parser_impl.hpp>
+#include <boost/json/serialize.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+namespace caprion {
+
+namespace {
+
+constexpr std::size_t maximumDepth = 512;
+
+Error decodingError(DecodingErrorKind kind, std::string_view key, std::string_view why) {
+  Error::UserInfo userInfo{{std::string(NSLocalizedDescriptionKey), std::string(why)}};
+  if (!key.empty()) userInfo.emplace(CodingKeyKey, std::string(key));
+  return Error(std::string(DecodingErrorDomain), static_cast<std::int64_t>(kind), std::move(userInfo));
+}
+
+Error notJSON(std::string_view why) {
+  return decodingError(DecodingErrorKind::dataCorrupted, "", "The data is not valid JSON: " + std::string(why));
+}
+
+}  // namespace
+
+/// Follows the parser through the text and fills one view after the other, from each value at a certain depth:
+/// the text's only value, or each element of its array.
+class JSONReader {
+ public:
+  using Visit = std::function<void(const KeyedView&)>;
+
+  // Limits that the parser asks for: none beside the memory.
+  static constexpr std::size_t max_object_size = static_cast<std::size_t>(-1);
+  static constexpr std::size_t max_array_size = static_cast<std::size_t>(-1);
+  static constexpr std::size_t max_key_size = static_cast<std::size_t>(-1);
+  static constexpr std::size_t max_string_size = static_cast<std::size_t>(-1);
+
+  JSONReader(CodingKeys keys, bool elements, const Visit& visit)
+      : view_(keys), slot_(keys.size()), viewed_(elements ? 1 : 0), elements_(elements), visit_(visit) {}
+
+  bool on_document_begin(boost::json::error_code&) { return true; }
+  bool on_document_end(boost::json::error_code&) { return true; }
+
+  bool on_object_begin(boost::json::error_code&) {
+    // The members of an object lie at the depth of an array's elements, but there is nothing to view in them.
+    if (elements_ && depth_ == 0) viewed_ = nowhere;
+    begin(Found::object);
+    ++depth_;
+    return true;
+  }
+  bool on_object_end(std::size_t, boost::json::error_code&) { return containerEnd(); }
+
+  bool on_array_begin(boost::json::error_code&) {
+    if (depth_ == 0) isArray_ = true;
+    begin(Found::other);
+    ++depth_;
+    return true;
+  }
+  bool on_array_end(std::size_t, boost::json::error_code&) { return containerEnd(); }
+
+  bool on_key_part(boost::json::string_view part, std::size_t, boost::json::error_code&) {
+    if (inside()) key_.append(part.data(), part.size());
+    return true;
+  }
+  bool on_key(boost::json::string_view part, std::size_t, boost::json::error_code&) {
+    if (!inside()) return true;
+    if (key_.empty()) {
+      slot_ = slotOf({part.data(), part.size()});
+    } else {
+      key_.append(part.data(), part.size());
+      slot_ = slotOf(key_);
+      key_.clear();
+    }
+    textBegin_ = view_.texts_.size();
+    return true;
+  }
+
+  bool on_string_part(boost::json::string_view part, std::size_t, boost::json::error_code&) {
+    if (inside() && slot_ != view_.keys_.size()) view_.texts_.append(part.data(), part.size());
+    return true;
+  }
+  bool on_string(boost::json::string_view part, std::size_t size, boost::json::error_code& error) {
+    on_string_part(part, size, error);
+    return scalar(Found::text);
+  }
+
+  bool on_number_part(boost::json::string_view, boost::json::error_code&) { return true; }
+  bool on_int64(std::int64_t number, boost::json::string_view, boost::json::error_code&) {
+    return scalar(Found::integer, number);
+  }
+  bool on_uint64(std::uint64_t, boost::json::string_view, boost::json::error_code&) {
+    return scalar(Found::other);  // past the range of int64, or it would have come as one
+  }
+  bool on_double(double number, boost::json::string_view, boost::json::error_code&) {
+    constexpr double limit = 9223372036854775808.0;  // 2^63
+    if (number >= -limit && number < limit && number == std::trunc(number)) {
+      return scalar(Found::integer, static_cast<std::int64_t>(number));
+    }
+    return scalar(Found::other);
+  }
+  bool on_bool(bool, boost::json::error_code&) { return scalar(Found::other); }
+  bool on_null(boost::json::error_code&) { return scalar(Found::null); }
+  bool on_comment_part(boost::json::string_view, boost::json::error_code&) { return true; }
+  bool on_comment(boost::json::string_view, boost::json::error_code&) { return true; }
+
+  KeyedView takeView() { return std::move(view_); }
+  bool isArray() const { return isArray_; }
+
+ private:
+  using Found = KeyedView::Found;
+  static constexpr std::size_t nowhere = static_cast<std::size_t>(-2);
+
+  /// Whether the parser stands among the members of a viewed object.
+  bool inside() const { return depth_ == viewed_ + 1; }
+
+  std::size_t slotOf(std::string_view key) const {
+    const auto found = std::find(view_.keys_.begin(), view_.keys_.end(), key);
+    return static_cast<std::size_t>(found - view_.keys_.begin());
+  }
+
+  void begin(Found found, std::int64_t integer = 0) {
+    if (depth_ == viewed_) {
+      std::fill(view_.slots_.begin(), view_.slots_.end(), KeyedView::Slot());
+      view_.texts_.clear();
+      view_.value_ = found;
+    } else if (inside() && slot_ != view_.keys_.size()) {
+      view_.slots_[slot_] = {found, textBegin_, view_.texts_.size() - textBegin_, integer};
+    }
+    slot_ = view_.keys_.size();
+  }
+
+  bool scalar(Found found, std::int64_t integer = 0) {
+    begin(found, integer);
+    if (depth_ == viewed_) visit_(view_);
+    return true;
+  }
+
+  bool containerEnd() {
+    if (--depth_ == viewed_) visit_(view_);
+    return true;
+  }
+
+  KeyedView view_;
+  std::string key_;        // the parts of a key so far, when it comes in several
+  std::size_t slot_;       // of the key whose value comes next; past the end for a key that nobody asked for
+  std::size_t textBegin_ = 0;
+  std::size_t depth_ = 0;  // of the value that comes next
+  std::size_t viewed_;     // the depth of the values to view
+  bool elements_;
+  bool isArray_ = false;
+  const Visit& visit_;
+};
+
+namespace {
+
+/// Runs the reader over the whole text; the reason when it isn't JSON.
+std::optional<Error> parse(boost::json::basic_parser<JSONReader>& parser, std::string_view json) {
+  boost::json::error_code error;
+  const std::size_t parsed = parser.write_some(false, json.data(), json.size(), error);
+  if (error) return notJSON(error.message());
+  if (parsed < json.size()) return notJSON("extra data");
+  return std::nullopt;
+}
+
+boost::json::parse_options parseOptions() {
+  boost::json::parse_options options;
+  options.max_depth = maximumDepth;
+  return options;
+}
+
+}  // namespace
+
+Result<KeyedView> JSONDecoder::decodeValue(std::string_view json, CodingKeys keys) const {
+  const JSONReader::Visit nothing = [](const KeyedView&) {};
+  boost::json::basic_parser<JSONReader> parser(parseOptions(), keys, false, nothing);
+  if (auto error = parse(parser, json)) return *error;
+  return parser.handler().takeView();
+}
+
+std::optional<Error> JSONDecoder::decodeArray(std::string_view json, CodingKeys keys,
+                                              const std::function<void(const KeyedView&)>& visit) const {
+  boost::json::basic_parser<JSONReader> parser(parseOptions(), keys, true, visit);
+  if (auto error = parse(parser, json)) return error;
+  if (parser.handler().isArray()) return std::nullopt;
+  return decodingError(DecodingErrorKind::typeMismatch, "", "The value is not a JSON array");
+}
+
+std::optional<Error> KeyedView::notAnObject() const {
+  if (value_ == Found::object) return std::nullopt;
+  const auto kind = value_ == Found::null ? DecodingErrorKind::valueNotFound : DecodingErrorKind::typeMismatch;
+  return decodingError(kind, "", "The value is not a JSON object");
+}
+
+Result<std::string_view> KeyedView::text(std::size_t key) const {
+  switch (slots_[key].found) {
+    case Found::nothing:
+      return error(DecodingErrorKind::keyNotFound, key);
+    case Found::null:
+      return error(DecodingErrorKind::valueNotFound, key);
+    case Found::text:
+      return std::string_view(texts_).substr(slots_[key].begin, slots_[key].length);
+    default:
+      return error(DecodingErrorKind::typeMismatch, key);
+  }
+}
+
+Result<std::optional<std::string_view>> KeyedView::optionalText(std::size_t key) const {
+  if (slots_[key].found == Found::nothing || slots_[key].found == Found::null) {
+    return std::optional<std::string_view>();
+  }
+  const auto present = text(key);
+  if (!present) return present.error();
+  return std::optional(*present);
+}
+
+Result<std::optional<std::int64_t>> KeyedView::optionalInteger(std::size_t key) const {
+  switch (slots_[key].found) {
+    case Found::nothing:
+    case Found::null:
+      return std::optional<std::int64_t>();
+    case Found::integer:
+      return std::optional(slots_[key].integer);
+    default:
+      return error(DecodingErrorKind::typeMismatch, key);
+  }
+}
+
+Error KeyedView::error(DecodingErrorKind kind, std::size_t key) const {
+  static constexpr std::array words{"a value of another type", "null", "nothing",
+                                    "a text outside the key's vocabulary"};
+  const std::string name(keys_[key]);
+  return decodingError(kind, name, "Under the key \"" + name + "\" there is " + words[static_cast<std::size_t>(kind)]);
+}
+
+void JSONObjectWriter::key(std::string_view name) {
+  if (json_.size() > 1) json_ += ',';
+  json_ += boost::json::serialize(boost::json::string_view(name.data(), name.size()));
+  json_ += ':';
+}
+
+void JSONObjectWriter::text(std::string_view name, std::string_view value) {
+  if (!isValidUTF8(value)) failed_ = true;
+  key(name);
+  json_ += boost::json::serialize(boost::json::string_view(value.data(), value.size()));
+}
+
+void JSONObjectWriter::integer(std::string_view name, std::int64_t value) {
+  key(name);
+  json_ += std::to_string(value);
+}
+
+void JSONObjectWriter::raw(std::string_view name, std::string_view json) {
+  key(name);
+  json_ += json;
+}
+
+Result<std::string> JSONObjectWriter::finish() && {
+  if (failed_) {
+    return Error(std::string(EncodingErrorDomain), 0,
+                 {{std::string(NSLocalizedDescriptionKey), "A text is not valid UTF-8"}});
+  }
+  json_ += '}';
+  return std::move(json_);
+}
+
+}  // namespace caprion

@@ -1,0 +1,28 @@
+#include "platform/thread.hpp"
+
+#include <pthread.h>
+#include <signal.h>
+
+#include <system_error>
+#include <utility>
+
+namespace caprion {
+
+std::optional<std::thread> startThread(const char* name, std::function<void()> body) noexcept {
+  sigset_t blocked;
+  sigset_t before;
+  sigfillset(&blocked);
+  for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) sigdelset(&blocked, fault);
+  pthread_sigmask(SIG_SETMASK, &blocked, &before);  // a new thread inherits its maker's mask
+  std::optional<std::thread> thread;
+  try {
+    thread.emplace(std::move(body));
+    pthread_setname_np(thread->native_handle(), name);
+  } catch (const std::exception&) {
+    thread.reset();
+  }
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return thread;
+}
+
+}  // namespace caprion

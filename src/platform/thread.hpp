@@ -1,0 +1,14 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <thread>
+
+namespace caprion {
+
+/// Starts a thread on which signals are blocked, so that the host's handlers run on the host's own threads; only
+/// the faults of the thread itself (SIGSEGV and its like) get through to the host's crash handler. Absent when
+/// the system has no thread to give.
+std::optional<std::thread> startThread(const char* name, std::function<void()> body) noexcept;
+
+}  // namespace caprion

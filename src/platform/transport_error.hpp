@@ -1,0 +1,38 @@
+#pragma once
+
+#include <caprion/error.hpp>
+
+#include <curl/curl.h>
+
+#include <string>
+
+namespace caprion {
+
+/// The well-known codes of NSURLErrorDomain that the session gives.
+namespace url_error {
+inline constexpr int unknown = -1;
+inline constexpr int cancelled = -999;
+inline constexpr int badURL = -1000;
+inline constexpr int timedOut = -1001;
+inline constexpr int unsupportedURL = -1002;
+inline constexpr int cannotFindHost = -1003;
+inline constexpr int cannotConnectToHost = -1004;
+inline constexpr int networkConnectionLost = -1005;
+inline constexpr int httpTooManyRedirects = -1007;
+inline constexpr int cannotDecodeContentData = -1016;
+inline constexpr int cannotParseResponse = -1017;
+inline constexpr int dataLengthExceedsMaximum = -1103;
+inline constexpr int secureConnectionFailed = -1200;
+inline constexpr int serverCertificateHasBadDate = -1201;
+inline constexpr int serverCertificateUntrusted = -1202;
+inline constexpr int serverCertificateHasUnknownRoot = -1203;
+inline constexpr int serverCertificateNotYetValid = -1204;
+}  // namespace url_error
+
+/// The error of this code, with its description; `message` is the transport's own account, if it has one.
+Error urlError(int code, std::string message = {});
+
+/// The error of a transfer that libcurl ended with `result`. `message` is the content of its error buffer.
+Error transportError(CURLcode result, CURL* easy, const char* message);
+
+}  // namespace caprion

@@ -1,0 +1,187 @@
+#include <caprion/url.hpp>
+
+#include "platform/url_components.hpp"
+
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <memory>
+
+namespace caprion {
+
+namespace {
+
+bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isOneOf(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
+
+int hexValue(char c) {
+  if (isDigit(c)) return c - '0';
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// The character classes of RFC 3986, section 2 and appendix A.
+bool isUnreserved(char c) { return isAlpha(c) || isDigit(c) || isOneOf("-._~", c); }
+bool isSubDelim(char c) { return isOneOf("!$&'()*+,;=", c); }
+bool mayStandInPath(char c) { return isUnreserved(c) || isSubDelim(c) || isOneOf(":@/", c); }
+
+/// Whether the text is made of percent-escapes, characters of a path, and those in `more`.
+bool isMadeOf(std::string_view text, std::string_view more) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%') {
+      if (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0) return false;
+      i += 2;
+    } else if (!mayStandInPath(text[i]) && !isOneOf(more, text[i])) {
+      return false;
+    }
+  }
+  return true;
+}
+
+bool isScheme(std::string_view text) {
+  if (text.empty() || !isAlpha(text.front())) return false;
+  for (char c : text) {
+    if (!isAlpha(c) && !isDigit(c) && !isOneOf("+-.", c)) return false;
+  }
+  return true;
+}
+
+std::string lowercasedASCII(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+/// The pieces of a reference, split as appendix B of RFC 3986 tells.
+struct Pieces {
+  std::optional<std::string_view> scheme, authority;
+  std::string_view path;
+  std::string_view queryAndFragment;  // with the '?' or '#' in front
+};
+
+Pieces split(std::string_view text) {
+  Pieces pieces;
+  const std::size_t colon = text.find_first_of(":/?#");
+  if (colon != std::string_view::npos && colon > 0 && text[colon] == ':') {
+    pieces.scheme = text.substr(0, colon);
+    text.remove_prefix(colon + 1);
+  }
+  if (text.starts_with("//")) {
+    text.remove_prefix(2);
+    const std::size_t end = std::min(text.find_first_of("/?#"), text.size());
+    pieces.authority = text.substr(0, end);
+    text.remove_prefix(end);
+  }
+  const std::size_t end = std::min(text.find_first_of("?#"), text.size());
+  pieces.path = text.substr(0, end);
+  pieces.queryAndFragment = text.substr(end);
+  return pieces;
+}
+
+/// The authority's host and port: what stands behind the user.
+std::string_view hostAndPort(std::string_view authority) {
+  const std::size_t at = authority.rfind('@');
+  return at == std::string_view::npos ? authority : authority.substr(at + 1);
+}
+
+/// How many characters of `hostAndPort` are the host; an IP literal keeps its brackets.
+std::size_t hostLength(std::string_view hostAndPort) {
+  const std::size_t start = hostAndPort.starts_with('[') ? hostAndPort.find(']') : 0;
+  return std::min(hostAndPort.find(':', start), hostAndPort.size());
+}
+
+bool isAuthority(std::string_view authority) {
+  const std::string_view place = hostAndPort(authority);
+  const std::string_view user = authority.substr(0, authority.size() - place.size());
+  if (!isMadeOf(user, "") || isOneOf(user, '/')) return false;
+  if (user.find('@') != std::string_view::npos && user.find('@') + 1 != user.size()) return false;
+
+  const std::string_view host = place.substr(0, hostLength(place));
+  if (host.starts_with('[')) {
+    if (host.size() < 3 || !host.ends_with(']')) return false;
+    for (char c : host.substr(1, host.size() - 2)) {
+      if (!isUnreserved(c) && !isSubDelim(c) && c != ':') return false;
+    }
+  } else if (!isMadeOf(host, "") || host.find_first_of(":@") != std::string_view::npos) {
+    return false;
+  }
+  for (char c : place.substr(std::min(host.size() + 1, place.size()))) {
+    if (!isDigit(c)) return false;
+  }
+  return true;
+}
+
+std::string percentEncodedPath(std::string_view path) {
+  static constexpr char digits[] = "0123456789ABCDEF";
+  std::string encoded;
+  encoded.reserve(path.size());
+  for (char c : path) {
+    if (mayStandInPath(c)) {
+      encoded += c;
+    } else {
+      const auto byte = static_cast<unsigned char>(c);
+      encoded += {'%', digits[byte >> 4], digits[byte & 15]};
+    }
+  }
+  return encoded;
+}
+
+std::string percentDecoded(std::string_view text) {
+  std::string decoded;
+  decoded.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '%') {
+      decoded += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
+      i += 2;
+    } else {
+      decoded += text[i];
+    }
+  }
+  return decoded;
+}
+
+}  // namespace
+
+URL URL::fileURLWithPath(std::string_view path) {
+  std::string absolute;
+  if (!path.starts_with('/')) {
+    const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), std::free);
+    if (folder) absolute = folder.get();
+    if (!absolute.ends_with('/')) absolute += '/';
+  }
+  absolute += path;
+  return URL("file://" + percentEncodedPath(absolute));
+}
+
+std::optional<URL> URL::fromString(std::string_view text) {
+  const Pieces pieces = split(text);
+  const std::size_t fragment = pieces.queryAndFragment.find('#');
+  const bool valid = !text.empty() && (!pieces.scheme || isScheme(*pieces.scheme)) &&
+                     (!pieces.authority || isAuthority(*pieces.authority)) && isMadeOf(pieces.path, "") &&
+                     isMadeOf(pieces.queryAndFragment.substr(0, fragment), "?") &&
+                     (fragment == std::string_view::npos ||
+                      isMadeOf(pieces.queryAndFragment.substr(fragment + 1), "?"));
+  if (!valid || text.starts_with(':')) return std::nullopt;
+  return URL(std::string(text));
+}
+
+std::string URL::scheme() const { return lowercasedASCII(split(text_).scheme.value_or("")); }
+
+std::string URL::host() const {
+  const std::string_view place = hostAndPort(split(text_).authority.value_or(""));
+  return lowercasedASCII(percentDecoded(place.substr(0, hostLength(place))));
+}
+
+std::string URL::path() const { return percentDecoded(split(text_).path); }
+
+std::optional<URL> URLComponents::url() const {
+  if (!path.empty() && !path.starts_with('/')) return std::nullopt;
+  return URL(scheme + "://" + host + percentEncodedPath(path));
+}
+
+}  // namespace caprion

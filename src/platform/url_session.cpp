@@ -1,0 +1,360 @@
+#include "platform/url_session.hpp"
+
+#include "platform/completion_queue.hpp"
+#include "platform/error.hpp"
+#include "platform/thread.hpp"
+#include "platform/transfer.hpp"
+#include "platform/transport_error.hpp"
+
+#include <curl/curl.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <new>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace caprion {
+
+namespace {
+
+constexpr std::size_t connectionsPerHost = 6;
+constexpr int redirectLimit = 20;
+constexpr std::size_t dataSizeLimit = std::size_t{64} << 20;
+/// How many answers may wait for their completions before the exchanges that wait for their turn are held back:
+/// what bounds the memory when answers come in faster than the host takes them.
+constexpr std::size_t backlogLimit = 16;
+
+/// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of them in
+/// a host that has closed them.
+class StandardDescriptorsTaken {
+ public:
+  StandardDescriptorsTaken() {
+    int descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+      taken_[count_++] = descriptor;
+      descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    }
+    if (descriptor >= 0) ::close(descriptor);
+  }
+  ~StandardDescriptorsTaken() {
+    while (count_ > 0) ::close(taken_[--count_]);
+  }
+  StandardDescriptorsTaken(const StandardDescriptorsTaken&) = delete;
+  StandardDescriptorsTaken& operator=(const StandardDescriptorsTaken&) = delete;
+
+ private:
+  std::array<int, 3> taken_{};
+  std::size_t count_ = 0;
+};
+
+}  // namespace
+
+/// The session's side of a task. What isn't constant belongs to the I/O thread until the task has ended, and then
+/// to the completion.
+class URLSession::Impl {
+ public:
+  class Task : public URLSessionTask, public std::enable_shared_from_this<Task> {
+   public:
+    Task(Impl& session, URLRequest request) : session_(session), request_(std::move(request)) {}
+
+    void resume() noexcept override { session_.submit({shared_from_this(), Command::resume}); }
+    void cancel() noexcept override { session_.submit({shared_from_this(), Command::cancel}); }
+
+   protected:
+    /// How many bytes a body may have, and where they go: from the start again after clear().
+    virtual std::size_t sizeLimit() const = 0;
+    virtual std::optional<Error> append(std::string_view bytes) = 0;
+    virtual void clear() = 0;
+
+    /// Runs the completion, and lets go of it and of all that it holds.
+    virtual void complete(std::optional<HTTPURLResponse> response, std::optional<Error> error) = 0;
+
+   private:
+    friend class Impl;
+    enum class Phase { suspended, waiting, running, ended };
+
+    Impl& session_;
+    const URLRequest request_;
+    Phase phase_ = Phase::suspended;
+    std::string url_;   // of the request, and then of the redirects
+    std::string host_;
+    int redirects_ = 0;
+    std::unique_ptr<Transfer> transfer_;
+  };
+
+  class DataTask;
+
+  /// Hands a task to the I/O thread, which is started if need be.
+  struct Command {
+    enum What { resume, cancel };
+    std::shared_ptr<Task> task;
+    What what;
+  };
+  void submit(Command command) noexcept;
+
+ private:
+  using TaskPointer = std::shared_ptr<Task>;
+
+  /// The tasks of one host.
+  struct Host {
+    std::deque<TaskPointer> waiting;
+    std::vector<TaskPointer> running;
+  };
+
+  std::optional<Error> start();
+  void stop();
+
+  // What follows runs on the I/O thread.
+  void run();
+  void resume(const TaskPointer& task);
+  void cancel(const TaskPointer& task);
+  void enqueue(const TaskPointer& task, std::string url);
+  void startWaiting();
+  void startTransfer(const TaskPointer& task, Host& host);
+  void finishTransfers();
+  void endTransfer(const TaskPointer& task);
+  void end(const TaskPointer& task, std::optional<HTTPURLResponse> response, std::optional<Error> error);
+
+  const TransportSettings settings_ = TransportSettings::fromEnvironment();
+  CompletionQueue completions_{backlogLimit, [this] { curl_multi_wakeup(multi_); }};
+
+  std::mutex mutex_;
+  std::vector<Command> commands_;
+  bool stopping_ = false;
+  std::atomic<pid_t> process_ = 0;  // that the I/O thread runs in; 0 before there is one
+  CURLM* multi_ = nullptr;
+  std::optional<std::thread> thread_;
+
+  std::map<std::string, Host> hosts_;
+};
+
+class URLSession::Impl::DataTask final : public Task {
+ public:
+  DataTask(Impl& session, URLRequest request, DataCompletion completion)
+      : Task(session, std::move(request)), completion_(std::move(completion)) {}
+
+ private:
+  std::size_t sizeLimit() const override { return dataSizeLimit; }
+  std::optional<Error> append(std::string_view bytes) override {
+    body_ += bytes;
+    return std::nullopt;
+  }
+  void clear() override { body_.clear(); }
+
+  void complete(std::optional<HTTPURLResponse> response, std::optional<Error> error) override {
+    const auto completion = std::exchange(completion_, nullptr);
+    std::optional<std::string> body;
+    if (!error) body = std::exchange(body_, {});
+    completion(std::move(body), response, std::move(error));
+  }
+
+  std::string body_;
+  DataCompletion completion_;
+};
+
+URLSession& URLSession::shared() {
+  static URLSession* const session = new URLSession;
+  return *session;
+}
+
+URLSession::URLSession() : impl_(new Impl) {}
+
+std::shared_ptr<URLSessionTask> URLSession::dataTask(URLRequest request, DataCompletion completion) {
+  return std::make_shared<Impl::DataTask>(*impl_, std::move(request), std::move(completion));
+}
+
+void URLSession::Impl::submit(Command command) noexcept {
+  std::optional<Error> refused;
+  // In a child of fork() there is no I/O thread, and the lock may be held by a thread that is not there either.
+  if (process_ != 0 && process_ != ::getpid()) {
+    refused = posixError(ECHILD);
+  } else {
+    std::lock_guard lock(mutex_);
+    if (stopping_) return;
+    refused = start();
+    if (!refused) commands_.push_back(command);
+  }
+  if (!refused) {
+    curl_multi_wakeup(multi_);
+    return;
+  }
+  if (command.what == Command::cancel) return;
+  const auto report = [task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); };
+  auto thread = startThread("caprion-done", report);
+  thread ? thread->detach() : report();
+}
+
+/// Starts the I/O thread, once. What can't be had now may be had the next time.
+std::optional<Error> URLSession::Impl::start() {
+  if (process_ != 0) return std::nullopt;
+  // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a thread.
+  if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return posixError(ENOMEM);
+  if (multi_ == nullptr) {
+    const StandardDescriptorsTaken taken;
+    multi_ = curl_multi_init();
+    if (multi_ == nullptr) return posixError(EMFILE);
+    curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
+    curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, 4L * static_cast<long>(connectionsPerHost));
+  }
+  if (!completions_.start()) return posixError(EAGAIN);
+  thread_ = startThread("caprion-io", [this] { run(); });
+  if (!thread_) return posixError(EAGAIN);
+  process_ = ::getpid();
+  std::atexit([] { shared().impl_->stop(); });
+  return std::nullopt;
+}
+
+void URLSession::Impl::stop() {
+  if (process_ != ::getpid()) return;
+  {
+    std::lock_guard lock(mutex_);
+    stopping_ = true;
+  }
+  curl_multi_wakeup(multi_);
+  thread_->join();
+  completions_.stop();
+}
+
+void URLSession::Impl::run() {
+  std::vector<Command> commands;
+  while (true) {
+    {
+      std::lock_guard lock(mutex_);
+      if (stopping_) return;
+      commands.swap(commands_);
+    }
+    for (const Command& command : commands) {
+      command.what == Command::resume ? resume(command.task) : cancel(command.task);
+    }
+    commands.clear();
+
+    startWaiting();
+    int running = 0;
+    curl_multi_perform(multi_, &running);
+    finishTransfers();
+    startWaiting();
+
+    constexpr int untilWoken = 60'000;
+    const bool tending = completions_.tend();
+    curl_multi_poll(multi_, nullptr, 0, tending ? static_cast<int>(CompletionQueue::patience.count()) : untilWoken,
+                    nullptr);
+  }
+}
+
+void URLSession::Impl::resume(const TaskPointer& task) {
+  if (task->phase_ == Task::Phase::suspended) enqueue(task, task->request_.url.absoluteString());
+}
+
+void URLSession::Impl::cancel(const TaskPointer& task) {
+  switch (task->phase_) {
+    case Task::Phase::ended:
+      return;
+    case Task::Phase::waiting:
+      std::erase(hosts_[task->host_].waiting, task);
+      break;
+    case Task::Phase::running:
+      endTransfer(task);
+      break;
+    case Task::Phase::suspended:
+      break;
+  }
+  end(task, std::nullopt, urlError(url_error::cancelled));
+}
+
+/// Lets the task wait for its turn with the URL's host, or ends it when the URL can't be followed.
+void URLSession::Impl::enqueue(const TaskPointer& task, std::string url) {
+  const std::string scheme = lowercasedScheme(url);
+  const bool stepsDown = scheme == "http" && lowercasedScheme(task->url_) == "https";
+  if ((scheme != "http" && scheme != "https") || stepsDown) {
+    end(task, std::nullopt, urlError(url_error::unsupportedURL, stepsDown ? "Redirected from https to http" : ""));
+    return;
+  }
+  std::optional<std::string> host = hostOf(url);
+  if (!host) {
+    end(task, std::nullopt, urlError(url_error::badURL));
+    return;
+  }
+  task->url_ = std::move(url);
+  task->host_ = std::move(*host);
+  task->phase_ = Task::Phase::waiting;
+  auto& waiting = hosts_[task->host_].waiting;
+  waiting.insert(task->redirects_ > 0 ? waiting.begin() : waiting.end(), task);
+}
+
+void URLSession::Impl::startWaiting() {
+  for (auto entry = hosts_.begin(); entry != hosts_.end();) {
+    Host& host = entry->second;
+    while (!host.waiting.empty() && host.running.size() < connectionsPerHost && !completions_.isFull()) {
+      const TaskPointer task = std::move(host.waiting.front());
+      host.waiting.pop_front();
+      startTransfer(task, host);
+    }
+    entry = host.waiting.empty() && host.running.empty() ? hosts_.erase(entry) : std::next(entry);
+  }
+}
+
+void URLSession::Impl::startTransfer(const TaskPointer& task, Host& host) {
+  try {
+    task->transfer_ = std::make_unique<Transfer>(task->request_, task->url_, settings_, task->sizeLimit(),
+                                                 [&task = *task](auto bytes) { return task.append(bytes); });
+    if (curl_easy_setopt(task->transfer_->easy(), CURLOPT_PRIVATE, task.get()) != CURLE_OK ||
+        curl_multi_add_handle(multi_, task->transfer_->easy()) != CURLM_OK) {
+      throw std::bad_alloc();
+    }
+  } catch (const std::bad_alloc&) {
+    task->transfer_.reset();
+    end(task, std::nullopt, posixError(ENOMEM));
+    return;
+  }
+  task->phase_ = Task::Phase::running;
+  host.running.push_back(task);
+}
+
+void URLSession::Impl::finishTransfers() {
+  int left = 0;
+  while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+    if (message->msg != CURLMSG_DONE) continue;
+    void* found = nullptr;
+    curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &found);
+    const TaskPointer task = static_cast<Task*>(found)->shared_from_this();
+    Transfer::Outcome outcome = task->transfer_->outcome(message->data.result);
+    endTransfer(task);
+
+    if (!outcome.redirect) {
+      std::optional<HTTPURLResponse> response;
+      if (!outcome.error) response = HTTPURLResponse{outcome.statusCode};
+      end(task, response, std::move(outcome.error));
+    } else if (++task->redirects_ > redirectLimit) {
+      end(task, std::nullopt, urlError(url_error::httpTooManyRedirects));
+    } else {
+      task->clear();
+      enqueue(task, std::move(*outcome.redirect));
+    }
+  }
+}
+
+/// Takes the task off libcurl, with its connection closed if the transfer was not over.
+void URLSession::Impl::endTransfer(const TaskPointer& task) {
+  curl_multi_remove_handle(multi_, task->transfer_->easy());
+  task->transfer_.reset();
+  std::erase(hosts_[task->host_].running, task);
+}
+
+void URLSession::Impl::end(const TaskPointer& task, std::optional<HTTPURLResponse> response,
+                           std::optional<Error> error) {
+  task->phase_ = Task::Phase::ended;
+  completions_.add([task, response, error = std::move(error)] { task->complete(response, error); });
+}
+
+}  // namespace caprion

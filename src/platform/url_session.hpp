@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/url_request.hpp"
+
+#include <caprion/error.hpp>
+#include <caprion/url.hpp>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace caprion {
+
+/// What an HTTP exchange answered with, beside the body.
+struct HTTPURLResponse {
+  int statusCode;
+};
+
+/// One exchange of a URLSession. Any thread may call its members.
+class URLSessionTask {
+ public:
+  virtual ~URLSessionTask() = default;
+
+  /// Starts the exchange and returns at once; does nothing the second time.
+  virtual void resume() noexcept = 0;
+
+  /// Ends the exchange, if it has not ended yet, with the error -999 of NSURLErrorDomain. Returns at once.
+  virtual void cancel() noexcept = 0;
+};
+
+/// The process's HTTP client. One I/O thread runs all exchanges; there are at most six at a time with one host,
+/// and the others wait for their turn. Any thread may call its members.
+///
+/// A completion runs exactly once per task that is resumed or cancelled, on a background thread and never inside
+/// resume() or cancel(). It gets the response and the body, or an error. (Only when the system refuses the very
+/// first thread, the completion has to run on the caller's.)
+class URLSession {
+ public:
+  using DataCompletion =
+      std::function<void(std::optional<std::string>, std::optional<HTTPURLResponse>, std::optional<Error>)>;
+
+  /// The one session, made on first use, which is when it reads the proxies and the certificate authorities
+  /// from the environment. Starts no thread before the first task does. Never destroyed.
+  static URLSession& shared();
+
+  /// A task whose body is kept in memory; past 64 MiB it ends with an error.
+  std::shared_ptr<URLSessionTask> dataTask(URLRequest request, DataCompletion completion);
+
+ private:
+  URLSession();
+
+  class Impl;
+  Impl* impl_;
+};
+
+}  // namespace caprion

@@ -1,0 +1,43 @@
+#include <caprion/query_result.hpp>
+
+#include "platform/error.hpp"
+#include "platform/json.hpp"
+#include "records/subtitle_coding.hpp"
+
+#include <cerrno>
+#include <new>
+#include <utility>
+
+namespace caprion {
+
+Result<QueryResult> QueryResult::decode(std::string_view json) noexcept {
+  try {
+    QueryResult result;
+    const auto error = JSONDecoder().decodeArray(json, SubtitleCoding::keys, [&](const KeyedView& element) {
+      if (auto subtitle = SubtitleCoding::decode(element)) result.subtitles.push_back(std::move(*subtitle));
+    });
+    if (error) return *error;
+    return result;
+  } catch (const std::bad_alloc&) {
+    return posixError(ENOMEM);
+  }
+}
+
+Result<std::string> QueryResult::encode() const noexcept {
+  try {
+    std::string list = "[";
+    for (const auto& subtitle : subtitles) {
+      const auto json = subtitle->encode();
+      if (!json) return json.error();
+      if (list.size() > 1) list += ',';
+      list += *json;
+    }
+    JSONObjectWriter writer;
+    writer.raw("subtitles", list + ']');
+    return std::move(writer).finish();
+  } catch (const std::bad_alloc&) {
+    return posixError(ENOMEM);
+  }
+}
+
+}  // namespace caprion
