@@ -31,6 +31,10 @@ class CAPRION_EXPORT URL {
   /// The path with its percent-escapes resolved, so possibly any bytes: for a `file` URL, the file's path.
   std::string path() const;
 
+  /// The last segment of the path with its percent-escapes resolved, so possibly any bytes, an escaped slash
+  /// included. Slashes at the path's end don't count; the component of a path of slashes alone is "/".
+  std::string lastPathComponent() const;
+
   bool isFileURL() const { return scheme() == "file"; }
 
   friend bool operator==(const URL&, const URL&) = default;

@@ -3,7 +3,11 @@
 #include "client/caprion_impl.hpp"
 #include "client/search_answer.hpp"
 #include "client/search_request.hpp"
+#include "platform/error.hpp"
+#include "platform/thread.hpp"
 
+#include <cerrno>
+#include <new>
 #include <utility>
 
 namespace caprion {
@@ -17,8 +21,15 @@ Caprion::Caprion() : impl_(std::make_unique<Impl>()) {}
 Caprion::~Caprion() = default;
 
 void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexcept {
+  std::optional<URLRequest> request;
+  try {
+    request = searchRequest(args);
+  } catch (const std::bad_alloc&) {  // criteria may be of any size
+    runInBackground([result = std::move(result)] { result(posixError(ENOMEM)); });
+    return;
+  }
   const auto task = impl_->urlSession.dataTask(
-      searchRequest(args),
+      std::move(*request),
       [result = std::move(result)](const auto& body, const auto& response, const auto& error) {
         result(searchAnswer(body, response, error));
       });

@@ -25,4 +25,12 @@ std::optional<std::thread> startThread(const char* name, std::function<void()> b
   return thread;
 }
 
+void runInBackground(std::function<void()> work) noexcept {
+  if (auto thread = startThread("caprion-done", work)) {
+    thread->detach();
+  } else {
+    work();
+  }
+}
+
 }  // namespace caprion

@@ -11,4 +11,7 @@ namespace caprion {
 /// the system has no thread to give.
 std::optional<std::thread> startThread(const char* name, std::function<void()> body) noexcept;
 
+/// Runs the work on a thread of its own; on the caller's if the system has no other to give.
+void runInBackground(std::function<void()> work) noexcept;
+
 }  // namespace caprion

@@ -81,6 +81,8 @@ std::string lowercasedScheme(std::string_view url) {
 
 std::optional<std::string> hostOf(const std::string& url) {
   ParsedURL parsed;
+  const std::size_t scheme = std::min(url.find(':'), url.size());
+  if (url.compare(scheme, 4, ":///") == 0) return std::nullopt;  // libcurl would take "https:///x" for the host x
   if (!parsed.set(url.c_str(), CURLU_PATH_AS_IS)) return std::nullopt;
   auto host = parsed.get(CURLUPART_HOST);
   if (host) *host = lowercased(*host);

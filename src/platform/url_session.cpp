@@ -187,12 +187,9 @@ void URLSession::Impl::submit(Command command) noexcept {
   }
   if (!refused) {
     curl_multi_wakeup(multi_);
-    return;
+  } else if (command.what == Command::resume) {
+    runInBackground([task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); });
   }
-  if (command.what == Command::cancel) return;
-  const auto report = [task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); };
-  auto thread = startThread("caprion-done", report);
-  thread ? thread->detach() : report();
 }
 
 /// Starts the I/O thread, once. What can't be had now may be had the next time.

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <openssl/ssl.h>
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace caprion::stand_in {
+
+/// A throw-away certificate authority. Its keys live in memory alone; its certificate lies in a private
+/// folder, which goes away with it. All members may be called from any thread.
+class Authority {
+ public:
+  /// Throws std::runtime_error when the keys or the file can't be made.
+  Authority();
+  ~Authority();
+
+  Authority(const Authority&) = delete;
+  Authority& operator=(const Authority&) = delete;
+
+  /// The authority's certificate, PEM.
+  std::filesystem::path file() const { return folder_ / "authority.pem"; }
+
+  /// What a server needs to pass for `host`; made at first use and valid as long as the authority. The host
+  /// names expired.test, wrong-name.test and untrusted.test get the fault of their name.
+  SSL_CTX* contextFor(const std::string& host);
+
+ private:
+  struct FreeOpenSSL {
+    void operator()(EVP_PKEY* key) const { EVP_PKEY_free(key); }
+    void operator()(X509* certificate) const { X509_free(certificate); }
+    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  };
+  template <class T>
+  using Owned = std::unique_ptr<T, FreeOpenSSL>;
+
+  Owned<X509> certificateFor(const std::string& host) const;
+
+  std::filesystem::path folder_;
+  Owned<EVP_PKEY> key_;
+  Owned<X509> certificate_;
+  Owned<EVP_PKEY> serverKey_;  // one for all hosts
+  std::mutex mutex_;
+  std::map<std::string, Owned<SSL_CTX>> contexts_;
+};
+
+}  // namespace caprion::stand_in

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace caprion::stand_in {
+
+struct ZipOptions {
+  unsigned mode = 0644;  ///< the Unix permission bits
+  bool deflate = true;   ///< else the data is stored as it is
+  std::string password;  ///< not empty: traditional (ZipCrypto) encryption
+};
+
+/// Writes a zip archive into memory, as a Unix system would, and hostile ones too: names are any bytes at all
+/// ("../up", "/absolute", the same twice), and no mode is refused.
+///
+/// Throws std::length_error where the format without its 64-bit extension ends: 4 GiB for an entry or the
+/// archive, 65,535 entries, 65,535 bytes for a name.
+class ZipWriter {
+ public:
+  void add(std::string_view name, std::string_view data, const ZipOptions& options = {});
+
+  /// A file of `size` zero bytes, deflated to a thousandth of that without ever being in memory.
+  void addZeros(std::string_view name, std::uint64_t size, const ZipOptions& options = {});
+
+  void addSymlink(std::string_view name, std::string_view target);
+
+  /// The name should end with a slash.
+  void addFolder(std::string_view name, unsigned mode = 0755);
+
+  /// The archive; the writer is as new afterwards.
+  std::string finish();
+
+ private:
+  struct Packed {
+    std::string bytes;
+    std::uint64_t size = 0;  // before packing
+    std::uint32_t crc = 0;   // before packing
+    bool deflated = false;
+  };
+
+  static Packed pack(std::string_view data, bool deflate);
+  void append(std::string_view name, unsigned mode, Packed packed, const std::string& password);
+
+  std::string archive_;
+  std::string directory_;
+  unsigned count_ = 0;
+};
+
+}  // namespace caprion::stand_in

@@ -1,0 +1,295 @@
+#include "client/search_answer.hpp"
+#include "service.hpp"
+
+#include <caprion/caprion_helper.hpp>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <fstream>
+#include <latch>
+#include <mutex>
+#include <set>
+#include <sstream>
+#include <thread>
+
+namespace caprion::test {
+
+using stand_in::Answer;
+using Fault = Answer::Fault;
+using namespace std::string_literals;
+
+namespace {
+
+const std::vector<Arg> anything{Arg(Param::query, "x")};
+
+/// The last request that the service has seen.
+stand_in::Request lastRequest() { return service().requests().back(); }
+
+std::size_t threadsOfThisProcess() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("Threads:")) return std::stoul(line.substr(8));
+  }
+  return 0;
+}
+
+}  // namespace
+
+TEST(Search, SendsTheCriteriaByteForByte) {
+  service().setHandler(always({.body = "[]"}));
+  struct Case {
+    std::vector<Arg> args;
+    std::string target;
+  };
+  for (const Case& c : {
+           Case{{}, "/search"},
+           Case{{Arg(Param::query, "the matrix"), Arg(Param::sublanguageid, "eng")},
+                "/search/query-the%20matrix/sublanguageid-eng"},
+           Case{{Arg(Param::query, "alien"), Arg(Param::sublanguageid, "eng"), Arg(Param::query, "aliens")},
+                "/search/query-alien/sublanguageid-eng/query-aliens"},
+           Case{{Arg(Param::tag, ""), Arg(Param::imdbid, "133"), Arg(Param::season, "1"), Arg(Param::episode, "2")},
+                "/search/tag-/imdbid-133/season-1/episode-2"},
+           Case{{Arg(Param::query, "a/../b/./c//d")}, "/search/query-a/../b/./c//d"},
+           Case{{Arg(Param::query, "%41?x#y[z]\"\\\xC3\xA4\n\0."s)},
+                "/search/query-%2541%3Fx%23y%5Bz%5D%22%5C%C3%A4%0A%00."},
+           Case{{Arg(Param::query, ":@!$&'()*+,;=~{}|^`<>")},
+                "/search/query-:@!$&'()*+,;=~%7B%7D%7C%5E%60%3C%3E"},
+           Case{{Arg(Param::query, std::string(60'000, 'x'))}, "/search/query-" + std::string(60'000, 'x')},
+       }) {
+    ASSERT_TRUE(search(c.args)) << c.target;
+    const auto request = lastRequest();
+    EXPECT_EQ(request.target, c.target);
+    EXPECT_EQ(request.scheme, "https");
+    EXPECT_EQ(request.method, "GET");
+    EXPECT_EQ(request.host, "rest.opensubtitles.org");
+    EXPECT_EQ(request.header("User-Agent"), std::vector{"Tovix"s});
+  }
+}
+
+TEST(Search, TheFacadeBuildsTheCriteria) {
+  service().setHandler(always({.body = "[" + record() + "]"}));
+  const auto find = [](const auto& what, std::string_view language) {
+    std::promise<std::size_t> hits;
+    CaprionHelper::shared().findSubtitles(what, language, [&](auto subtitles, auto error) {
+      EXPECT_TRUE(subtitles && !error);
+      hits.set_value(subtitles->size());
+    });
+    EXPECT_EQ(wait(hits.get_future()), 1u);
+    return lastRequest().target;
+  };
+  const std::string path = testing::TempDir() + "caprion-video";
+  std::ofstream(path) << std::string(65'536, '\0');
+  EXPECT_EQ(find(URL::fileURLWithPath(path), "eng"),
+            "/search/moviebytesize-65536/moviehash-0000000000010000/sublanguageid-eng");
+  std::ofstream(path) << std::string(1'000, 'x');
+  EXPECT_EQ(find(URL::fileURLWithPath(path), "all"), "/search/moviebytesize-0/moviehash-/sublanguageid-all");
+  EXPECT_EQ(find(std::string_view("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
+  std::remove(path.c_str());
+}
+
+TEST(Search, JudgesAnAnswerByItsBodyAlone) {
+  struct Case {
+    int status;
+    std::string body;
+    std::optional<std::size_t> hits;  // or a failure with the body as its description
+    bool isText = true;
+  };
+  for (const Case& c : {
+           Case{200, "[]", 0},
+           Case{404, "[]", 0},
+           Case{500, "[" + record() + ",{}]", 1},
+           Case{304, "", std::nullopt},
+           Case{204, "", std::nullopt},
+           Case{200, "", std::nullopt},
+           Case{503, "Service Unavailable", std::nullopt},
+           Case{200, "{\"subtitles\":[]}", std::nullopt},
+           Case{200, "a\0b\r\n\xC3\xA4"s, std::nullopt},
+           Case{200, "[\"\xFF\"]", std::nullopt, false},
+       }) {
+    service().setHandler(always({.status = c.status, .body = c.body}));
+    testing::internal::CaptureStdout();
+    const auto result = search(anything);
+    const std::string printed = testing::internal::GetCapturedStdout();
+    ASSERT_EQ(result.has_value(), c.hits.has_value()) << c.status << c.body;
+    if (result) {
+      EXPECT_EQ(result->subtitles.size(), c.hits);
+      EXPECT_EQ(printed, "");
+      continue;
+    }
+    const Error& error = result.error();
+    EXPECT_EQ(error.domain(), AnswerErrorDomain);
+    EXPECT_EQ(error.code(), 0);
+    const auto expected = c.isText ? Error::Value(c.body) : Error::Value(Error::Null());
+    EXPECT_EQ(error.userInfo(), (Error::UserInfo{{std::string(NSLocalizedDescriptionKey), expected}}));
+    EXPECT_EQ(error.localizedDescription().empty(), c.isText && c.body.empty());
+    EXPECT_EQ(printed, (c.isText ? c.body : "defaultvalue") + "\n");
+  }
+}
+
+TEST(Search, WithoutAResponseIsABadResponse) {
+  const auto result = searchAnswer(std::nullopt, std::nullopt, std::nullopt);
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.error().domain(), "Caprion.NetworkingError");
+  EXPECT_EQ(result.error().code(), 0);
+  EXPECT_EQ(result.error().localizedDescription(), "Bad response from the server");
+  EXPECT_TRUE(result.error().userInfo().empty());
+  const Error passed("d", 1);
+  EXPECT_EQ(&searchAnswer("[]"s, HTTPURLResponse{200}, passed).error().userInfo(), &passed.userInfo());
+}
+
+TEST(Search, ReportsAFaultOfTheExchangeOnce) {
+  const std::string answer = "[" + record() + "]";
+  const auto redirect = [](const std::string& to) { return Answer{.status = 302, .headers = {{"Location", to}}}; };
+  struct Case {
+    const char* what;
+    Answer answer;
+    int code;
+  };
+  for (const Case& c : {
+           Case{"reset", {.fault = Fault::reset}, -1005},
+           Case{"closed early", {.fault = Fault::close}, -1005},
+           Case{"cut short", {.body = answer, .fault = Fault::truncate}, -1005},
+           Case{"chunks cut short",
+                {.headers = {{"Transfer-Encoding", "chunked"}}, .body = "5\r\n[]", .fault = Fault::truncate}, -1005},
+           Case{"not HTTP", {.body = answer, .fault = Fault::garbage}, -1017},
+           Case{"not gzip", {.headers = {{"Content-Encoding", "gzip"}}, .body = answer}, -1016},
+           Case{"too large", {.body = std::string(1 << 20, ' '), .fault = Fault::endless}, -1103},
+           Case{"announced too large", {.headers = {{"Content-Length", "99999999999"}}, .body = answer}, -1103},
+           Case{"redirected in a circle", redirect("/search/query-x"), -1007},
+           Case{"redirected to a file", redirect("file:///etc/passwd"), -1002},
+           Case{"redirected to http", redirect("http://rest.opensubtitles.org/"), -1002},
+           Case{"redirected nowhere", redirect("https://"), -1000},
+       }) {
+    service().setHandler(always(c.answer));
+    const auto result = search(anything);
+    ASSERT_FALSE(result) << c.what;
+    EXPECT_EQ(result.error().domain(), NSURLErrorDomain) << c.what;
+    EXPECT_EQ(result.error().code(), c.code) << c.what << result.error().localizedDescription();
+    EXPECT_FALSE(result.error().localizedDescription().empty());
+  }
+}
+
+TEST(Search, FollowsRedirectsWithItsHeader) {
+  service().setHandler([](const stand_in::Request& request) -> std::optional<Answer> {
+    if (request.target == "/search/query-x") {
+      return Answer{.status = 301, .headers = {{"Location", "https://other.test/a b?c"}}, .body = "moved"};
+    }
+    return Answer{.body = "[]"};
+  });
+  ASSERT_TRUE(search(anything));
+  EXPECT_EQ(lastRequest().host, "other.test");
+  EXPECT_EQ(lastRequest().target, "/a%20b?c");
+  EXPECT_EQ(lastRequest().header("User-Agent"), std::vector{"Tovix"s});
+}
+
+TEST(Search, CancellationReachesTheLatestAlone) {
+  Caprion& client = Caprion::shared();
+  std::promise<void> release;
+  const auto released = release.get_future().share();
+  service().setHandler([&](const stand_in::Request& request) -> std::optional<Answer> {
+    if (request.target.ends_with("held")) return Answer{.fault = Fault::hang};
+    if (request.target.ends_with("first")) released.wait();
+    return Answer{.body = "[]"};
+  });
+  const std::size_t before = service().requests().size();
+  std::promise<Result<QueryResult>> first, second;
+  client.query({Arg(Param::query, "first")}, [&](auto result) { first.set_value(result); });
+  client.query({Arg(Param::query, "held")}, [&](auto result) { second.set_value(result); });
+  ASSERT_TRUE(service().waitForRequests(before + 2));
+  client.cancelQueryTask();
+  const auto cancelled = wait(second.get_future());
+  ASSERT_FALSE(cancelled);
+  EXPECT_EQ(cancelled.error().domain(), NSURLErrorDomain);
+  EXPECT_EQ(cancelled.error().code(), -999);
+  client.cancelQueryTask();
+  release.set_value();
+  EXPECT_TRUE(wait(first.get_future()));
+}
+
+TEST(Search, CancelledAtAnyMomentReportsOnce) {
+  service().setHandler(always({.body = "[]"}));
+  constexpr int searches = 400;
+  std::latch all(searches);
+  std::atomic<int> reports = 0, cancelled = 0;
+  std::atomic<bool> done = false;
+  std::thread canceller([&] {
+    while (!done) Caprion::shared().cancelQueryTask();
+  });
+  std::vector<std::thread> callers;
+  for (int caller = 0; caller < 4; ++caller) {
+    callers.emplace_back([&, caller] {
+      for (int i = 0; i < searches / 4; ++i) {
+        Caprion::shared().query(anything, [&](auto result) {
+          ++reports;
+          if (!result) {
+            EXPECT_EQ(result.error().code(), -999);
+            ++cancelled;
+          }
+          all.count_down();
+        });
+        std::this_thread::sleep_for(std::chrono::microseconds(i * (caller + 1)));
+      }
+    });
+  }
+  for (auto& caller : callers) caller.join();
+  all.wait();
+  done = true;
+  canceller.join();
+  EXPECT_EQ(reports, searches);
+  EXPECT_GT(cancelled, 0);
+}
+
+TEST(Search, ManyAtOnceReportOnceEachOnFewThreads) {
+  service().setHandler(always({.body = "[" + record() + "]"}));
+  constexpr int searches = 1'000;
+  std::latch all(searches);
+  std::vector<std::atomic<int>> reports(searches);
+  std::atomic<std::size_t> mostThreads = 0;
+  const std::size_t connections = service().connections();
+  const std::size_t threads = threadsOfThisProcess();
+  for (int i = 0; i < searches; ++i) {
+    Caprion::shared().query(anything, [&, i](auto result) {
+      EXPECT_TRUE(result);
+      ++reports[static_cast<std::size_t>(i)];
+      if (i % 50 == 0) mostThreads = std::max(mostThreads.load(), threadsOfThisProcess());
+      all.count_down();
+    });
+  }
+  all.wait();
+  for (const auto& count : reports) EXPECT_EQ(count, 1);
+  // Six connections have a thread each in the stand-in; the library adds a handful.
+  EXPECT_LE(mostThreads, threads + 20);
+  EXPECT_LE(service().connections(), connections + 6);
+}
+
+TEST(Search, CallbacksMayBlockOnOneAnother) {
+  service().setHandler(always({.body = "[]"}));
+  constexpr int searches = 40;
+  std::latch inside(searches), all(searches);
+  for (int i = 0; i < searches; ++i) {
+    Caprion::shared().query(anything, [&](auto) {
+      inside.arrive_and_wait();  // all of them are inside their callbacks at once
+      EXPECT_TRUE(search(anything));
+      all.count_down();
+    });
+  }
+  all.wait();
+}
+
+TEST(Search, DiagnosticLinesStayWhole) {
+  service().setHandler(always({.body = std::string(30'000, 'x')}));
+  constexpr int searches = 24;
+  std::latch all(searches);
+  testing::internal::CaptureStdout();
+  for (int i = 0; i < searches; ++i) {
+    Caprion::shared().query(anything, [&](auto) { all.count_down(); });
+  }
+  all.wait();
+  std::istringstream printed(testing::internal::GetCapturedStdout());
+  int lines = 0;
+  for (std::string line; std::getline(printed, line); ++lines) EXPECT_EQ(line, std::string(30'000, 'x'));
+  EXPECT_EQ(lines, searches);
+}
+
+}  // namespace caprion::test

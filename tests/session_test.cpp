@@ -1,0 +1,95 @@
+#include "platform/completion_queue.hpp"
+#include "platform/url_session.hpp"
+#include "service.hpp"
+
+#include <gtest/gtest.h>
+
+#include <latch>
+
+namespace caprion::test {
+
+using stand_in::Answer;
+using Fault = Answer::Fault;
+
+namespace {
+
+struct Completion {
+  std::optional<std::string> body;
+  std::optional<HTTPURLResponse> response;
+  std::optional<Error> error;
+};
+
+Completion get(const std::string& url, std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
+  std::promise<Completion> promise;
+  const auto task = URLSession::shared().dataTask(
+      {*URL::fromString(url), timeout},
+      [&](auto body, auto response, auto error) { promise.set_value({body, response, error}); });
+  task->resume();
+  task->resume();
+  return wait(promise.get_future());
+}
+
+}  // namespace
+
+TEST(URLSession, GivesTheResponseAndTheBody) {
+  service().setHandler(always({.status = 404, .body = "x"}));
+  for (const char* url : {"https://a.test/", "HTTPS://A.test/", "http://a.test/"}) {
+    const auto got = get(url);
+    EXPECT_FALSE(got.error) << url << got.error->localizedDescription();
+    EXPECT_EQ(got.body, "x") << url;
+    EXPECT_EQ(got.response->statusCode, 404) << url;
+  }
+}
+
+TEST(URLSession, TellsFaultsApart) {
+  struct Case {
+    const char* url;
+    Answer answer;
+    int code;
+  };
+  for (const Case& c : {
+           Case{"ftp://a.test/", {}, -1002},
+           Case{"file:///etc/passwd", {}, -1002},
+           Case{"mailto:a@b.test", {}, -1002},
+           Case{"a/b", {}, -1002},
+           Case{"https:///x", {}, -1000},
+           Case{"https://a.test/hang", {.fault = Fault::hang}, -1001},
+           Case{"https://expired.test/", {}, -1201},
+           Case{"https://wrong-name.test/", {}, -1202},
+       }) {
+    service().setHandler(always(c.answer));
+    const auto got = get(c.url, std::chrono::seconds(1));
+    ASSERT_TRUE(got.error) << c.url;
+    EXPECT_EQ(got.error->domain(), NSURLErrorDomain) << c.url;
+    EXPECT_EQ(got.error->code(), c.code) << c.url << got.error->localizedDescription();
+    EXPECT_FALSE(got.body || got.response) << c.url;
+  }
+}
+
+TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
+  std::promise<Completion> promise;
+  const auto task = URLSession::shared().dataTask(
+      {*URL::fromString("https://a.test/"), std::chrono::seconds(1)},
+      [&](auto body, auto response, auto error) { promise.set_value({body, response, error}); });
+  task->cancel();
+  task->resume();
+  EXPECT_EQ(wait(promise.get_future()).error->code(), -999);
+}
+
+TEST(CompletionQueue, GrowsOnlyWhileItIsStuck) {
+  std::atomic<int> relieved = 0;
+  static auto& queue = *new CompletionQueue(2, [&] { ++relieved; });  // its threads outlive the test
+  ASSERT_TRUE(queue.start());
+  constexpr int works = 30;
+  std::latch stuck(works);
+  for (int i = 0; i < works; ++i) queue.add([&] { stuck.arrive_and_wait(); });
+  EXPECT_TRUE(queue.isFull());
+  while (queue.tend()) std::this_thread::sleep_for(CompletionQueue::patience);
+  stuck.wait();
+  EXPECT_FALSE(queue.isFull());
+  EXPECT_GT(relieved, 0);
+  queue.stop();
+  queue.add([] { ADD_FAILURE() << "ran after the stop"; });
+}
+
+}  // namespace caprion::test

@@ -1,0 +1,66 @@
+#include "arguments.hpp"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+
+namespace caprion::tool {
+
+namespace {
+
+constexpr OptionRule commonRules[] = {{"json", false}, {"quiet", false}, {"help", false, 'h'}};
+
+// What getopt_long reports for a long option: its place in the list, out of the way of all letters.
+constexpr int firstLong = 256;
+
+}  // namespace
+
+// getopt_long and no parser library: those that were tried read lists into values such as "[720p]" or refuse
+// the empty one, and here every byte of a file name counts.
+Arguments parseArguments(int argc, char** argv, std::span<const OptionRule> rules) {
+  std::vector<OptionRule> all(std::begin(commonRules), std::end(commonRules));
+  all.insert(all.end(), rules.begin(), rules.end());
+
+  std::string letters = ":";  // tell a missing value from an unknown option
+  std::vector<::option> longOptions;
+  for (std::size_t i = 0; i < all.size(); ++i) {
+    const int takesValue = all[i].takesValue ? required_argument : no_argument;
+    longOptions.push_back({all[i].name, takesValue, nullptr, firstLong + static_cast<int>(i)});
+    if (all[i].letter) letters.append(1, all[i].letter).append(all[i].takesValue ? ":" : "");
+  }
+  longOptions.push_back({});
+
+  const auto ruleFor = [&all](int reported) -> const OptionRule& {
+    if (reported >= firstLong) return all[static_cast<std::size_t>(reported - firstLong)];
+    return *std::find_if(all.begin(), all.end(), [&](const auto& rule) { return rule.letter == reported; });
+  };
+
+  Arguments arguments;
+  opterr = 0;
+  for (int found; (found = getopt_long(argc, argv, letters.c_str(), longOptions.data(), nullptr)) != -1;) {
+    if (found == ':') throw UsageError(std::string("--") + ruleFor(optopt).name + " needs a value");
+    if (found == '?') {
+      if (optopt >= firstLong) throw UsageError(std::string("--") + ruleFor(optopt).name + " takes no value");
+      if (optopt != 0) throw UsageError(std::string("unknown option -") + static_cast<char>(optopt));
+      throw UsageError(std::string("unknown or ambiguous option ") + argv[optind - 1]);
+    }
+    const std::string_view name = ruleFor(found).name;
+    if (name == "help") {
+      arguments.help = true;
+      return arguments;
+    }
+    if (name == "json") {
+      arguments.json = true;
+    } else if (name == "quiet") {
+      arguments.quiet = true;
+    } else {
+      arguments.options.push_back({name, optarg ? optarg : std::string_view()});
+    }
+  }
+  arguments.operands.assign(argv + optind, argv + argc);
+  return arguments;
+}
+
+}  // namespace caprion::tool

@@ -1,0 +1,43 @@
+#include "command.hpp"
+#include "text.hpp"
+
+#include <caprion/caprion.hpp>
+
+#include <string>
+
+namespace caprion::tool {
+
+namespace {
+
+constexpr std::string_view help = R"(usage: caprion hash VIDEO...
+
+Prints the movie hash and the size in bytes of each file: what the service knows
+a video by. A file shorter than 65,536 bytes has no hash; it shows as "-" and 0.
+)";
+
+ExitStatus run(const Arguments& arguments, Output& output) {
+  if (arguments.operands.empty()) throw UsageError("name at least one video file");
+
+  ExitStatus status = ExitStatus::done;
+  for (const std::string_view file : arguments.operands) {
+    const auto hash = Caprion::hashFor(URL::fileURLWithPath(file));
+    if (!hash) {
+      const Error error("", 0, {}, "Cannot create a video hash for the file");
+      output.printFailure(file, error, file);
+      status = ExitStatus::failed;
+    } else if (output.json()) {
+      output.printJSON(
+          {{"file", wellFormed(file)}, {"fileHash", hash->fileHash}, {"fileSize", hash->fileSize}});
+    } else {
+      const std::string fileHash = hash->fileHash.empty() ? "-" : hash->fileHash;
+      output.print(fileHash + "  " + std::to_string(hash->fileSize) + "  " + printable(file) + "\n");
+    }
+  }
+  return status;
+}
+
+}  // namespace
+
+constexpr Command hashCommand{"hash", "print the movie hash of video files", help, {}, run};
+
+}  // namespace caprion::tool

@@ -1,0 +1,95 @@
+#include "text.hpp"
+
+#include <wchar.h>
+
+#include <algorithm>
+
+namespace caprion::tool {
+
+namespace {
+
+constexpr std::string_view replacement = "\uFFFD";
+
+struct Character {
+  char32_t codePoint;
+  std::string_view bytes;
+};
+
+/// Takes the first character off a text that isn't empty. A part that is ill-formed as UTF-8 (the longest
+/// start of a character, or a lone byte) counts as U+FFFD.
+Character takeCharacter(std::string_view& text) {
+  const auto byteAt = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+  const unsigned lead = byteAt(0);
+  const std::size_t size = lead < 0x80                    ? 1
+                           : lead >= 0xC2 && lead <= 0xDF ? 2
+                           : lead >= 0xE0 && lead <= 0xEF ? 3
+                           : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                          : 0;
+  char32_t codePoint = size < 2 ? lead : lead & (0x7Fu >> size);
+  std::size_t taken = 1;
+  for (; taken < std::min(size, text.size()); ++taken) {
+    const unsigned byte = byteAt(taken);
+    // Longer forms than needed, surrogates, and what lies past U+10FFFF show in the second byte.
+    const unsigned least = taken > 1 ? 0x80 : lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+    const unsigned most = taken > 1 ? 0xBF : lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+    if (byte < least || byte > most) break;
+    codePoint = codePoint << 6 | (byte & 0x3F);
+  }
+  const Character character = taken == size ? Character{codePoint, text.substr(0, size)}  //
+                                            : Character{0xFFFD, replacement};
+  text.remove_prefix(taken);
+  return character;
+}
+
+bool isBetween(char32_t c, char32_t first, char32_t last) { return c >= first && c <= last; }
+
+std::size_t columns(char32_t codePoint) {
+  const int count = ::wcwidth(static_cast<wchar_t>(codePoint));
+  return count < 0 ? 1 : static_cast<std::size_t>(count);
+}
+
+}  // namespace
+
+std::string wellFormed(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) result += takeCharacter(text).bytes;
+  return result;
+}
+
+std::string printable(std::string_view text) {
+  std::string result;
+  result.reserve(text.size());
+  while (!text.empty()) {
+    const auto [c, bytes] = takeCharacter(text);
+    if (c < 0x20) {
+      result.append("\xE2\x90").append(1, static_cast<char>(0x80 + c));  // its picture, U+2400 and on
+    } else if (c == 0x7F) {
+      result += "\u2421";
+    } else if (isBetween(c, 0x80, 0x9F) || isBetween(c, 0x2028, 0x202E) || isBetween(c, 0x2066, 0x2069) ||
+               c == 0x200E || c == 0x200F || c == 0x061C) {
+      result += replacement;
+    } else {
+      result += bytes;
+    }
+  }
+  return result;
+}
+
+std::size_t columns(std::string_view printable) {
+  std::size_t count = 0;
+  while (!printable.empty()) count += columns(takeCharacter(printable).codePoint);
+  return count;
+}
+
+std::string fitted(std::string_view printable, std::size_t limit) {
+  std::size_t count = 0, kept = 0;
+  for (std::string_view rest = printable; !rest.empty();) {
+    count += columns(takeCharacter(rest).codePoint);
+    if (count > limit) return std::string(printable.substr(0, kept)) + "…";
+    if (count < limit) kept = printable.size() - rest.size();
+  }
+  return std::string(printable);
+}
+
+}  // namespace caprion::tool
