@@ -53,10 +53,12 @@ TEST(Command, ReportsByItsExitStatus) {
            Case{"search --where query=sintel --where sublanguageid=eng -l ger", 0, "English", ""},
            Case{"search --text nothing-of-the-kind", 1, "", "nothing found"},
            Case{"search --quiet --text nothing-of-the-kind", 1, "", ""},
-           Case{"search --json --file missing", 3, "{\"file\":\"missing\",\"error\":{\"domain\":\"\",\"code\":0,", ""},
+           Case{"search --json --file missing", 3,
+                "{\"file\":\"missing\",\"error\":{\"domain\":\"\",\"code\":0,", ""},
            Case{"search --file missing", 3, "", "Cannot create a video hash for the file"},
            Case{"hash " + file + " missing", 3, "0000000000100000  1048576  ", "missing"},
-           Case{"hash --json -- " + file, 0, "a\xEF\xBF\xBD.mkv\",\"fileHash\":\"0000000000100000\",\"fileSize\":1048576}\n", ""},
+           Case{"hash --json -- " + file, 0,
+                "a\xEF\xBF\xBD.mkv\",\"fileHash\":\"0000000000100000\",\"fileSize\":1048576}\n", ""},
            Case{"hash " + file + " >/dev/full", 3, "", "No space left"},
            Case{"hash " + file + " <&- >&- 2>&-", 3, "", ""},
        }) {
@@ -71,8 +73,9 @@ TEST(Command, ReportsByItsExitStatus) {
 
 TEST(Command, SendsEveryByteOfItsArguments) {
   stand_in::StandIn service;
-  for (const auto& [word, sent] : {std::pair("[a,b]"s, "%5Ba,b%5D"s), std::pair(""s, ""s), std::pair("-x"s, "-x"s),
-                                   std::pair("a=b=c"s, "a=b=c"s), std::pair("\xFF\n{}%"s, "%FF%0A%7B%7D%25"s)}) {
+  for (const auto& [word, sent] :
+       {std::pair("[a,b]"s, "%5Ba,b%5D"s), std::pair(""s, ""s), std::pair("-x"s, "-x"s),
+        std::pair("a=b=c"s, "a=b=c"s), std::pair("\xFF\n{}%"s, "%FF%0A%7B%7D%25"s)}) {
     runThrough(service, command + " search --text " + shellQuoted(word));
     EXPECT_EQ(service.requests().back().target, "/search/query-" + sent + "/sublanguageid-eng");
     runThrough(service, command + " search --where " + shellQuoted("tag=" + word) + " --where tag=");
@@ -100,7 +103,8 @@ TEST(Command, PrintsFailuresAsJSON) {
            Case{"https_proxy=http://host.invalid:1 ", {}, "NSURLErrorDomain", -1003, false},
        }) {
     service.setHandler([&](const auto&) { return c.answer; });
-    const auto run = runThrough(service, "env -u SSL_CERT_DIR " + c.settings + command + " search --json --text x 2>&1");
+    const auto run =
+        runThrough(service, "env -u SSL_CERT_DIR " + c.settings + command + " search --json --text x 2>&1");
     ASSERT_EQ(run.status, 3) << c.settings << run.output;
     const auto lines = objects(run.output.substr(run.output.rfind("{\"error\"")));
     ASSERT_EQ(lines.size(), 1u) << run.output;
@@ -118,7 +122,8 @@ TEST(Command, PrintsFailuresAsJSON) {
 TEST(Command, KeepsTheServersTextOffTheTerminal) {
   stand_in::StandIn service("", [](const auto&) { return Answer{.body = "\x1b]0;title\x07no list"}; });
   // script gives it a terminal.
-  const auto run = runThrough(service, "script -qec " + shellQuoted(command + " search --text x") + " /dev/null");
+  const auto run =
+      runThrough(service, "script -qec " + shellQuoted(command + " search --text x") + " /dev/null");
   EXPECT_EQ(run.status, 3);
   EXPECT_NE(run.output.find("title"), std::string::npos);
   EXPECT_EQ(run.output.find("\x1b]"), std::string::npos);

@@ -13,8 +13,8 @@ std::string record(const std::vector<std::pair<std::string, std::string>>& chang
   std::vector<std::pair<std::string, std::string>> members;
   for (const char* key :
        {"IDSubtitle", "MatchedBy", "SubFileName", "SubLanguageID", "LanguageName", "ISO639", "SubFormat",
-        "MovieName", "MovieYear", "MovieKind", "IDMovieImdb", "SeriesIMDBParent", "SeriesSeason", "SeriesEpisode",
-        "ZipDownloadLink", "SubDownloadLink", "SubSumCD"}) {
+        "MovieName", "MovieYear", "MovieKind", "IDMovieImdb", "SeriesIMDBParent", "SeriesSeason",
+        "SeriesEpisode", "ZipDownloadLink", "SubDownloadLink", "SubSumCD"}) {
     members.emplace_back(key, std::string("\"the ") + key + "\"");
   }
   members[9].second = R"("movie")";

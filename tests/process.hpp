@@ -15,7 +15,8 @@
 
 namespace caprion::test {
 
-/// What a finished process left: its exit status (128 and the number of a signal that ended it), and all it wrote.
+/// What a finished process left: its exit status (128 and the number of a signal that ended it), and all it
+/// wrote.
 struct Run {
   int status = -1;
   std::string output, error;
@@ -51,7 +52,8 @@ inline std::string shellQuoted(const std::string& text) {
 inline Run runThrough(const stand_in::StandIn& service, const std::string& commandLine) {
   const TemporaryFolder folder;
   const std::string settings = "env -u no_proxy -u NO_PROXY https_proxy=" + service.proxyURL() +
-                               " http_proxy=" + service.proxyURL() + " SSL_CERT_FILE=" + service.authorityFile().string();
+                               " http_proxy=" + service.proxyURL() +
+                               " SSL_CERT_FILE=" + service.authorityFile().string();
   const std::string line = settings + " timeout 60 sh -c " + shellQuoted(commandLine) + " >" +
                            (folder.path / "output").string() + " 2>" + (folder.path / "error").string();
   const int status = std::system(line.c_str());

@@ -91,13 +91,20 @@ TEST(Subtitle, DerivesItsDisplayValues) {
     const char *kind, *movie, *series, *imdbID;
   };
   for (const Case& c : {
-           Case{"movie", "133", "9", "tt0000133"}, Case{"episode", "1", "903", "tt0000903"},
-           Case{"movie", "", "", "tt0000000"}, Case{"movie", "tt0000133", "", "tt0000000"},
-           Case{"movie", " 42", "", "tt0000000"}, Case{"movie", "42 ", "", "tt0000000"},
-           Case{"movie", "+42", "", "tt0000042"}, Case{"movie", "-42", "", "tt-000042"},
-           Case{"movie", "+-42", "", "tt0000000"}, Case{"movie", "++1", "", "tt0000000"},
-           Case{"movie", "0000042", "", "tt0000042"}, Case{"movie", "12345678", "", "tt12345678"},
-           Case{"movie", "9223372036854775808", "", "tt0000000"}, Case{"movie", "0x1f", "", "tt0000000"},
+           Case{"movie", "133", "9", "tt0000133"},
+           Case{"episode", "1", "903", "tt0000903"},
+           Case{"movie", "", "", "tt0000000"},
+           Case{"movie", "tt0000133", "", "tt0000000"},
+           Case{"movie", " 42", "", "tt0000000"},
+           Case{"movie", "42 ", "", "tt0000000"},
+           Case{"movie", "+42", "", "tt0000042"},
+           Case{"movie", "-42", "", "tt-000042"},
+           Case{"movie", "+-42", "", "tt0000000"},
+           Case{"movie", "++1", "", "tt0000000"},
+           Case{"movie", "0000042", "", "tt0000042"},
+           Case{"movie", "12345678", "", "tt12345678"},
+           Case{"movie", "9223372036854775808", "", "tt0000000"},
+           Case{"movie", "0x1f", "", "tt0000000"},
        }) {
     const auto quoted = [](std::string text) { return '"' + text + '"'; };
     const auto subtitle = Subtitle::decode(record({{"MovieKind", quoted(c.kind)},
@@ -106,8 +113,10 @@ TEST(Subtitle, DerivesItsDisplayValues) {
     ASSERT_TRUE(subtitle);
     EXPECT_EQ((*subtitle)->imdbID(), c.imdbID) << c.kind << " " << c.movie;
   }
-  const std::vector<std::pair<std::string, std::string>> pilot{
-      {"MovieName", "\"Pilot\""}, {"MovieYear", "\"99\""}, {"SeriesSeason", "\"1\""}, {"SeriesEpisode", "\"\""}};
+  const std::vector<std::pair<std::string, std::string>> pilot{{"MovieName", "\"Pilot\""},
+                                                               {"MovieYear", "\"99\""},
+                                                               {"SeriesSeason", "\"1\""},
+                                                               {"SeriesEpisode", "\"\""}};
   EXPECT_EQ((*Subtitle::decode(record(pilot)))->detailString(), "Pilot (99)");
   auto episode = pilot;
   episode.emplace_back("MovieKind", "\"episode\"");
@@ -142,21 +151,35 @@ TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
 
 TEST(QueryResult, TakesNothingButAWholeArrayOfValidJSON) {
   const std::string ignored = "[{\"ignored\":";
-  for (const std::string& json :
-       {std::string(), std::string("{\"subtitles\":[]}"), "[" + record(), "[" + record() + ",]", record(),
-        std::string("null"), std::string("[] x"), std::string("[]]"), ignored + "nul}]", ignored + "01}]",
-        ignored + "\"\xFF\"}]", ignored + "\"\\ud800\"}]", ignored + "\"\n\"}]", ignored + "NaN}]",
-        std::string("['a']"), std::string("[1,/* */2]"), std::string("[\"\xED\xA0\x80\"]"), std::string("[1e]"),
-        std::string("\xEF\xBB\xBF[]"), std::string("[\0]", 3), std::string(1'000'000, '['),
-        std::string("[") + std::string(1'000'000, '{')}) {
+  for (const std::string& json : {std::string(),
+                                  std::string("{\"subtitles\":[]}"),
+                                  "[" + record(),
+                                  "[" + record() + ",]",
+                                  record(),
+                                  std::string("null"),
+                                  std::string("[] x"),
+                                  std::string("[]]"),
+                                  ignored + "nul}]",
+                                  ignored + "01}]",
+                                  ignored + "\"\xFF\"}]",
+                                  ignored + "\"\\ud800\"}]",
+                                  ignored + "\"\n\"}]",
+                                  ignored + "NaN}]",
+                                  std::string("['a']"),
+                                  std::string("[1,/* */2]"),
+                                  std::string("[\"\xED\xA0\x80\"]"),
+                                  std::string("[1e]"),
+                                  std::string("\xEF\xBB\xBF[]"),
+                                  std::string("[\0]", 3),
+                                  std::string(1'000'000, '['),
+                                  std::string("[") + std::string(1'000'000, '{')}) {
     const auto result = QueryResult::decode(json);
     ASSERT_FALSE(result) << json.substr(0, 80);
     EXPECT_EQ(result.error().domain(), DecodingErrorDomain) << json.substr(0, 80);
   }
   const std::string deep = std::string(500, '[') + std::string(500, ']');
-  for (const std::string& json :
-       {deep, ignored + "123456789012345678901234567890}]", ignored + "1e400}]", ignored + "-0.0E-0}]",
-        ignored + "\"\\u0000\xF4\x8F\xBF\xBF\"}]"}) {
+  for (const std::string& json : {deep, ignored + "123456789012345678901234567890}]", ignored + "1e400}]",
+                                  ignored + "-0.0E-0}]", ignored + "\"\\u0000\xF4\x8F\xBF\xBF\"}]"}) {
     EXPECT_TRUE(QueryResult::decode(json)) << json.substr(0, 80);
   }
 }
@@ -172,11 +195,13 @@ TEST(QueryResult, HoldsAnAnswerOfManyHits) {
 
 TEST(Param, IsMadeFromItsOwnKeyAlone) {
   EXPECT_EQ(paramFrom("moviehash"), Param::moviehash);
-  for (const char* key : {"episode", "imdbid", "moviebytesize", "moviehash", "query", "season", "sublanguageid", "tag"}) {
+  for (const char* key :
+       {"episode", "imdbid", "moviebytesize", "moviehash", "query", "season", "sublanguageid", "tag"}) {
     ASSERT_TRUE(paramFrom(key)) << key;
     EXPECT_EQ(rawValue(*paramFrom(key)), key);
   }
-  for (const char* text : {"", "Moviehash", "moviehash ", " tag", "unknown"}) EXPECT_FALSE(paramFrom(text)) << text;
+  for (const char* text : {"", "Moviehash", "moviehash ", " tag", "unknown"})
+    EXPECT_FALSE(paramFrom(text)) << text;
 }
 
 }  // namespace caprion::test

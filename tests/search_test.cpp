@@ -48,7 +48,8 @@ TEST(Search, SendsTheCriteriaByteForByte) {
                 "/search/query-the%20matrix/sublanguageid-eng"},
            Case{{Arg(Param::query, "alien"), Arg(Param::sublanguageid, "eng"), Arg(Param::query, "aliens")},
                 "/search/query-alien/sublanguageid-eng/query-aliens"},
-           Case{{Arg(Param::tag, ""), Arg(Param::imdbid, "133"), Arg(Param::season, "1"), Arg(Param::episode, "2")},
+           Case{{Arg(Param::tag, ""), Arg(Param::imdbid, "133"), Arg(Param::season, "1"),
+                 Arg(Param::episode, "2")},
                 "/search/tag-/imdbid-133/season-1/episode-2"},
            Case{{Arg(Param::query, "a/../b/./c//d")}, "/search/query-a/../b/./c//d"},
            Case{{Arg(Param::query, "%41?x#y[z]\"\\\xC3\xA4\n\0."s)},
@@ -140,7 +141,9 @@ TEST(Search, WithoutAResponseIsABadResponse) {
 
 TEST(Search, ReportsAFaultOfTheExchangeOnce) {
   const std::string answer = "[" + record() + "]";
-  const auto redirect = [](const std::string& to) { return Answer{.status = 302, .headers = {{"Location", to}}}; };
+  const auto redirect = [](const std::string& to) {
+    return Answer{.status = 302, .headers = {{"Location", to}}};
+  };
   struct Case {
     const char* what;
     Answer answer;
@@ -151,11 +154,14 @@ TEST(Search, ReportsAFaultOfTheExchangeOnce) {
            Case{"closed early", {.fault = Fault::close}, -1005},
            Case{"cut short", {.body = answer, .fault = Fault::truncate}, -1005},
            Case{"chunks cut short",
-                {.headers = {{"Transfer-Encoding", "chunked"}}, .body = "5\r\n[]", .fault = Fault::truncate}, -1005},
+                {.headers = {{"Transfer-Encoding", "chunked"}}, .body = "5\r\n[]", .fault = Fault::truncate},
+                -1005},
            Case{"not HTTP", {.body = answer, .fault = Fault::garbage}, -1017},
            Case{"not gzip", {.headers = {{"Content-Encoding", "gzip"}}, .body = answer}, -1016},
            Case{"too large", {.body = std::string(1 << 20, ' '), .fault = Fault::endless}, -1103},
-           Case{"announced too large", {.headers = {{"Content-Length", "99999999999"}}, .body = answer}, -1103},
+           Case{"announced too large",
+                {.headers = {{"Content-Length", "99999999999"}}, .body = answer},
+                -1103},
            Case{"redirected in a circle", redirect("/search/query-x"), -1007},
            Case{"redirected to a file", redirect("file:///etc/passwd"), -1002},
            Case{"redirected to http", redirect("http://rest.opensubtitles.org/"), -1002},

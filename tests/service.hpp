@@ -40,8 +40,8 @@ inline Result<QueryResult> search(const std::vector<Arg>& args) {
   return wait(promise->get_future());
 }
 
-/// The JSON text of a record with all its keys. Each of `changes` gives a key another value, as JSON text; the
-/// empty text leaves the key out.
+/// The JSON text of a record with all its keys. Each of `changes` gives a key another value, as JSON text;
+/// the empty text leaves the key out.
 std::string record(const std::vector<std::pair<std::string, std::string>>& changes = {});
 
 }  // namespace caprion::test

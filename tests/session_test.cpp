@@ -21,9 +21,10 @@ struct Completion {
 
 Completion get(const std::string& url, std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
   std::promise<Completion> promise;
-  const auto task = URLSession::shared().dataTask(
-      {*URL::fromString(url), timeout},
-      [&](auto body, auto response, auto error) { promise.set_value({body, response, error}); });
+  const auto task = URLSession::shared().dataTask({*URL::fromString(url), timeout},
+                                                  [&](auto body, auto response, auto error) {
+                                                    promise.set_value({body, response, error});
+                                                  });
   task->resume();
   task->resume();
   return wait(promise.get_future());
@@ -68,9 +69,11 @@ TEST(URLSession, TellsFaultsApart) {
 
 TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
   std::promise<Completion> promise;
-  const auto task = URLSession::shared().dataTask(
-      {*URL::fromString("https://a.test/"), std::chrono::seconds(1)},
-      [&](auto body, auto response, auto error) { promise.set_value({body, response, error}); });
+  const auto task =
+      URLSession::shared().dataTask({*URL::fromString("https://a.test/"), std::chrono::seconds(1)},
+                                    [&](auto body, auto response, auto error) {
+                                      promise.set_value({body, response, error});
+                                    });
   task->cancel();
   task->resume();
   EXPECT_EQ(wait(promise.get_future()).error->code(), -999);

@@ -36,8 +36,7 @@ TEST_F(VideoHashTest, SumsTheFirstAndTheLastBlock) {
            std::pair(std::string(65'535, 'x'), VideoHash{"", 0}),
            std::pair(std::string(65'536, '\0'), VideoHash{"0000000000010000", 65'536}),
            std::pair(std::string(131'072, '\xFF'), VideoHash{"000000000001c000", 131'072}),
-           std::pair("\x01" + std::string(200'000, '\0') + "\x02",
-                     VideoHash{"0200000000030d43", 200'002}),
+           std::pair("\x01" + std::string(200'000, '\0') + "\x02", VideoHash{"0200000000030d43", 200'002}),
            std::pair(counting, VideoHash{"eefd0d313a4dcabe", 100'000}),
        }) {
     EXPECT_EQ(Caprion::hashFor(URL::fileURLWithPath(file("a", content))), expected) << content.size();
@@ -47,7 +46,8 @@ TEST_F(VideoHashTest, SumsTheFirstAndTheLastBlock) {
 TEST_F(VideoHashTest, ReadsFilesOfAnySizeUnderAnyName) {
   const std::string path = file("\xFF %41?#\n\x01", "");
   std::filesystem::resize_file(path, (std::uint64_t{6} << 30) + 1);
-  EXPECT_EQ(Caprion::hashFor(URL::fileURLWithPath(path)), (VideoHash{"0000000180000001", (std::uint64_t{6} << 30) + 1}));
+  EXPECT_EQ(Caprion::hashFor(URL::fileURLWithPath(path)),
+            (VideoHash{"0000000180000001", (std::uint64_t{6} << 30) + 1}));
 }
 
 TEST_F(VideoHashTest, IsAbsentForWhatIsNoReadableFile) {
@@ -55,8 +55,8 @@ TEST_F(VideoHashTest, IsAbsentForWhatIsNoReadableFile) {
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   const std::string file = VideoHashTest::file("file", std::string(70'000, 'x'));
   using namespace std::string_literals;
-  for (const std::string& path : {folder_.string(), pipe, "/dev/zero"s, "/dev/tty"s, file + "/x", file + "\0"s,
-                                  folder_.string() + "/missing", std::string(5'000, 'x')}) {
+  for (const std::string& path : {folder_.string(), pipe, "/dev/zero"s, "/dev/tty"s, file + "/x",
+                                  file + "\0"s, folder_.string() + "/missing", std::string(5'000, 'x')}) {
     EXPECT_FALSE(Caprion::hashFor(URL::fileURLWithPath(path))) << path;
   }
 }
@@ -69,8 +69,10 @@ TEST_F(VideoHashTest, AbsentIsReportedByTheFacadeAtOnceOnTheSameThread) {
         ++reports;
         EXPECT_EQ(std::this_thread::get_id(), thread);
         EXPECT_FALSE(subtitles);
-        EXPECT_EQ(error, Error("", 0, {{std::string(NSLocalizedDescriptionKey),
-                                        "Cannot create a video hash for the file"}}));
+        EXPECT_EQ(
+            error,
+            Error("", 0,
+                  {{std::string(NSLocalizedDescriptionKey), "Cannot create a video hash for the file"}}));
       });
   EXPECT_EQ(reports, 1);
 }

@@ -19,29 +19,42 @@ namespace caprion {
 
 /// The client of the subtitle service. There is one, shared(); any thread may call any member at any time.
 ///
-/// No thread is started before the first search. Callbacks run on background threads of the library, which have
-/// all signals blocked; they may block, start further operations or exit the process, and must not throw. A
-/// search that is still under way when the process exits, reports no more. In a child of fork() without exec,
-/// every operation that needs the network fails.
+/// No thread is started before the first search. Callbacks run on background threads of the library, which
+/// have all signals blocked; they may block, start further operations or exit the process, and must not
+/// throw. A search that is still under way when the process exits, reports no more. In a child of fork()
+/// without exec, every operation that needs the network fails.
 class CAPRION_EXPORT Caprion {
  public:
   using QueryCompletion = std::function<void(Result<QueryResult>)>;
+  using DownloadCompletion = std::function<void(Result<URL>)>;
 
   /// The one client, made on first use and never destroyed.
   static Caprion& shared() noexcept;
 
-  /// Searches by the criteria, sent in this order, and returns at once. `result` is called exactly once, later,
-  /// on a background thread, with the hits or with an error: the transport's (NSURLErrorDomain), or one of
-  /// AnswerErrorDomain when the answer isn't a JSON array, whatever its HTTP status. In that case the answer's
-  /// text is also written to standard output.
+  /// Searches by the criteria, sent in this order, and returns at once. `result` is called exactly once,
+  /// later, on a background thread, with the hits or with an error: the transport's (NSURLErrorDomain), or
+  /// one of AnswerErrorDomain when the answer isn't a JSON array, whatever its HTTP status. In that case the
+  /// answer's text is also written to standard output.
   void query(const std::vector<Arg>& args, QueryCompletion result) noexcept;
 
   /// Cancels the search started last, if it is still running; it then reports the error -999 of
   /// NSURLErrorDomain. Earlier searches go on.
   void cancelQueryTask() noexcept;
 
-  /// The movie hash and the size of a local file. Reads at most 128 KiB, on the calling thread. Absent when the
-  /// file can't be opened and read, or is no file: a folder, a pipe, a device without a size.
+  /// Downloads the record's archive, unpacks it, and reports where the subtitle file lies: in the cache
+  /// folder TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID, under the name STEM.LANGUAGE.FORMAT. The folder is
+  /// emptied at the start and left as it is at the end. The temporary folder is $TMPDIR, or else one of the
+  /// user's own; the application name is what Bundle::main() holds as "CFBundleName", or else "Caprion".
+  ///
+  /// Blocks the calling thread for as long as all this takes. All reports are made before it returns: those
+  /// on the transfer on a background thread, the others on the calling thread. There is one report, with two
+  /// exceptions. A download whose transfer is cancelled, because another download was started meanwhile,
+  /// reports nothing. And each error on walking the unpacked files is a report of its own, before the last.
+  void download(const std::shared_ptr<const Subtitle>& subtitle,
+                const DownloadCompletion& completion) noexcept;
+
+  /// The movie hash and the size of a local file. Reads at most 128 KiB, on the calling thread. Absent when
+  /// the file can't be opened and read, or is no file: a folder, a pipe, a device without a size.
   static std::optional<VideoHash> hashFor(const URL& url) noexcept;
 
   Caprion(const Caprion&) = delete;

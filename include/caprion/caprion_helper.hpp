@@ -10,11 +10,12 @@
 
 namespace caprion {
 
-/// The facade: searches by file or by text, with every outcome as a pair of optional values of which exactly one
-/// is present. It holds nothing; any thread may call any member at any time.
+/// The facade: searches by file or by text and downloads, with every outcome as a pair of optional values of
+/// which exactly one is present. It holds nothing; any thread may call any member at any time.
 class CAPRION_EXPORT CaprionHelper {
  public:
   using SubtitleList = std::vector<std::shared_ptr<const Subtitle>>;
+  using DownloadCompletion = std::function<void(std::optional<URL>, std::optional<Error>)>;
   using SearchCompletion = std::function<void(std::optional<SubtitleList>, std::optional<Error>)>;
 
   /// The one facade object, made on first use and never destroyed.
@@ -30,6 +31,11 @@ class CAPRION_EXPORT CaprionHelper {
   /// exactly once, later, on a background thread, as Caprion::query tells.
   void findSubtitles(std::string_view matching, std::string_view language,
                      SearchCompletion completion) noexcept;
+
+  /// Downloads the subtitle file of a record and reports where it lies. Blocks, and reports, as
+  /// Caprion::download tells.
+  void downloadSubtitleFile(const std::shared_ptr<const Subtitle>& subtitle,
+                            const DownloadCompletion& completion) noexcept;
 
  private:
   CaprionHelper() = default;

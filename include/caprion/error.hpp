@@ -46,8 +46,8 @@ enum class DecodingErrorKind : std::int64_t {
 
 /// Why an operation failed: a domain, a code within it, and a map of keyed values.
 ///
-/// An Error is a value that shares one immutable state with its copies; an error that is "passed on unchanged"
-/// is the same state. Any thread may use it.
+/// An Error is a value that shares one immutable state with its copies; an error that is "passed on
+/// unchanged" is the same state. Any thread may use it.
 class CAPRION_EXPORT Error {
  public:
   /// Stands in `userInfo` where there is a key but no text to go with it.

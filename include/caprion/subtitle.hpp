@@ -23,14 +23,14 @@ CAPRION_EXPORT std::optional<MovieKind> movieKindFrom(std::string_view rawValue)
 
 /// One hit of a search: a subtitle file that the service offers.
 ///
-/// A record is made by decoding alone and never changes, so any thread may read it. Records are shared; a view
-/// that a member returns lives as long as the record. All texts are the service's own, unchecked: the empty
-/// text is a valid value of each, and years and numbers are texts too.
+/// A record is made by decoding alone and never changes, so any thread may read it. Records are shared; a
+/// view that a member returns lives as long as the record. All texts are the service's own, unchecked: the
+/// empty text is a valid value of each, and years and numbers are texts too.
 class CAPRION_EXPORT Subtitle {
  public:
-  /// Decodes one record from the text of a JSON object with the service's keys. All keys but the two links are
-  /// required to hold texts; other keys are ignored. Fails with an error of DecodingErrorDomain, which names
-  /// the first key at fault.
+  /// Decodes one record from the text of a JSON object with the service's keys. All keys but the two links
+  /// are required to hold texts; other keys are ignored. Fails with an error of DecodingErrorDomain, which
+  /// names the first key at fault.
   static Result<std::shared_ptr<const Subtitle>> decode(std::string_view json) noexcept;
 
   virtual ~Subtitle();
@@ -59,8 +59,8 @@ class CAPRION_EXPORT Subtitle {
   /// How many discs the subtitle spans, carried for the host.
   std::string_view subSumCD() const noexcept { return text(16); }
 
-  /// The IMDb identifier of the title (for an episode, of its series), such as "tt0000133"; tt0000000 when the
-  /// service gave no number. Always present in this class.
+  /// The IMDb identifier of the title (for an episode, of its series), such as "tt0000133"; tt0000000 when
+  /// the service gave no number. Always present in this class.
   virtual std::optional<std::string> imdbID() const;
 
   /// The title in one line: "Alien (79)", or "Pilot (99), season 1, episode 3".

@@ -15,8 +15,8 @@ class CAPRION_EXPORT URL {
   /// from the working directory of this moment.
   static URL fileURLWithPath(std::string_view path);
 
-  /// Parses a URL or a relative reference; absent when the text isn't one, the empty text included. Characters
-  /// that a URL may not hold, such as blanks, are not forgiven.
+  /// Parses a URL or a relative reference; absent when the text isn't one, the empty text included.
+  /// Characters that a URL may not hold, such as blanks, are not forgiven.
   static std::optional<URL> fromString(std::string_view text);
 
   /// The whole text.

@@ -10,7 +10,8 @@ extern "C" {
 /* The version of the library that is loaded: 1.0. */
 extern CAPRION_EXPORT const double CaprionVersionNumber;
 
-/* The same for people: names the program and its project version. NUL-terminated, lives as long as the library. */
+/* The same for people: names the program and its project version. NUL-terminated, lives as long as the
+ * library. */
 extern CAPRION_EXPORT const unsigned char CaprionVersionString[];
 
 #ifdef __cplusplus

@@ -1,10 +1,10 @@
-#include <caprion/caprion.hpp>
-
 #include "client/caprion_impl.hpp"
 #include "client/search_answer.hpp"
 #include "client/search_request.hpp"
 #include "platform/error.hpp"
 #include "platform/thread.hpp"
+
+#include <caprion/caprion.hpp>
 
 #include <cerrno>
 #include <new>
@@ -13,7 +13,7 @@
 namespace caprion {
 
 Caprion& Caprion::shared() noexcept {
-  static Caprion* const client = new Caprion;
+  static auto* const client = new Caprion;
   return *client;
 }
 

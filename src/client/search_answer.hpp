@@ -10,8 +10,8 @@
 
 namespace caprion {
 
-/// The library's own kinds of networking error, in the order of their codes. A server's answer gives rise to the
-/// first alone.
+/// The library's own kinds of networking error, in the order of their codes. A server's answer gives rise to
+/// the first alone.
 enum class NetworkingError { badResponse, badURL, noData, noImage };
 
 /// The kind as an error object, which describes itself without a text in its `userInfo`.

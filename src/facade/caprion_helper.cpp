@@ -1,6 +1,6 @@
-#include <caprion/caprion_helper.hpp>
-
 #include "platform/error.hpp"
+
+#include <caprion/caprion_helper.hpp>
 
 #include <string>
 #include <utility>
@@ -23,7 +23,7 @@ Caprion::QueryCompletion asPair(CaprionHelper::SearchCompletion completion) {
 }  // namespace
 
 CaprionHelper& CaprionHelper::shared() noexcept {
-  static CaprionHelper* const helper = new CaprionHelper;
+  static auto* const helper = new CaprionHelper;
   return *helper;
 }
 
@@ -34,10 +34,10 @@ void CaprionHelper::findSubtitles(const URL& videoFile, std::string_view languag
     completion(std::nullopt, libraryError("Cannot create a video hash for the file"));
     return;
   }
-  Caprion::shared().query({Arg(Param::moviebytesize, std::to_string(hash->fileSize)),
-                           Arg(Param::moviehash, hash->fileHash),
-                           Arg(Param::sublanguageid, std::string(language))},
-                          asPair(std::move(completion)));
+  Caprion::shared().query(
+      {Arg(Param::moviebytesize, std::to_string(hash->fileSize)), Arg(Param::moviehash, hash->fileHash),
+       Arg(Param::sublanguageid, std::string(language))},
+      asPair(std::move(completion)));
 }
 
 void CaprionHelper::findSubtitles(std::string_view matching, std::string_view language,

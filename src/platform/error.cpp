@@ -29,8 +29,8 @@ Error::Error(std::string domain, std::int64_t code, UserInfo userInfo, std::stri
     description = "The operation failed (" + (domain.empty() ? "" : domain + ", ") + "code " +
                   std::to_string(code) + ")";
   }
-  state_ =
-      std::make_shared<const State>(State{std::move(domain), code, std::move(userInfo), std::move(description)});
+  state_ = std::make_shared<const State>(
+      State{std::move(domain), code, std::move(userInfo), std::move(description)});
 }
 
 Error::Error(const Error&) noexcept = default;
@@ -43,7 +43,8 @@ const Error::UserInfo& Error::userInfo() const noexcept { return state_->userInf
 std::string_view Error::localizedDescription() const noexcept { return state_->description; }
 
 std::optional<std::string_view> Error::localizedRecoverySuggestion() const noexcept {
-  if (const std::string* text = textFor(state_->userInfo, NSLocalizedRecoverySuggestionErrorKey)) return *text;
+  if (const std::string* text = textFor(state_->userInfo, NSLocalizedRecoverySuggestionErrorKey))
+    return *text;
   return std::nullopt;
 }
 

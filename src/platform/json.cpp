@@ -23,13 +23,14 @@ Error decodingError(DecodingErrorKind kind, std::string_view key, std::string_vi
 }
 
 Error notJSON(std::string_view why) {
-  return decodingError(DecodingErrorKind::dataCorrupted, "", "The data is not valid JSON: " + std::string(why));
+  return decodingError(DecodingErrorKind::dataCorrupted, "",
+                       "The data is not valid JSON: " + std::string(why));
 }
 
 }  // namespace
 
-/// Follows the parser through the text and fills one view after the other, from each value at a certain depth:
-/// the text's only value, or each element of its array.
+/// Follows the parser through the text and fills one view after the other, from each value at a certain
+/// depth: the text's only value, or each element of its array.
 class JSONReader {
  public:
   using Visit = std::function<void(const KeyedView&)>;
@@ -146,8 +147,8 @@ class JSONReader {
   }
 
   KeyedView view_;
-  std::string key_;        // the parts of a key so far, when it comes in several
-  std::size_t slot_;       // of the key whose value comes next; past the end for a key that nobody asked for
+  std::string key_;   // the parts of a key so far, when it comes in several
+  std::size_t slot_;  // of the key whose value comes next; past the end for a key that nobody asked for
   std::size_t textBegin_ = 0;
   std::size_t depth_ = 0;  // of the value that comes next
   std::size_t viewed_;     // the depth of the values to view
@@ -192,7 +193,8 @@ std::optional<Error> JSONDecoder::decodeArray(std::string_view json, CodingKeys 
 
 std::optional<Error> KeyedView::notAnObject() const {
   if (value_ == Found::object) return std::nullopt;
-  const auto kind = value_ == Found::null ? DecodingErrorKind::valueNotFound : DecodingErrorKind::typeMismatch;
+  const auto kind =
+      value_ == Found::null ? DecodingErrorKind::valueNotFound : DecodingErrorKind::typeMismatch;
   return decodingError(kind, "", "The value is not a JSON object");
 }
 
@@ -234,7 +236,8 @@ Error KeyedView::error(DecodingErrorKind kind, std::size_t key) const {
   static constexpr std::array words{"a value of another type", "null", "nothing",
                                     "a text outside the key's vocabulary"};
   const std::string name(keys_[key]);
-  return decodingError(kind, name, "Under the key \"" + name + "\" there is " + words[static_cast<std::size_t>(kind)]);
+  return decodingError(kind, name,
+                       "Under the key \"" + name + "\" there is " + words[static_cast<std::size_t>(kind)]);
 }
 
 void JSONObjectWriter::key(std::string_view name) {

@@ -15,8 +15,8 @@ namespace caprion {
 /// The keys that a type maps, in the order in which it reads and writes them.
 using CodingKeys = std::span<const std::string_view>;
 
-/// One JSON value, seen through a list of keys: what stood under each of them. A key is named by its position in
-/// the list. Texts live as long as the view.
+/// One JSON value, seen through a list of keys: what stood under each of them. A key is named by its position
+/// in the list. Texts live as long as the view.
 class KeyedView {
  public:
   explicit KeyedView(CodingKeys keys) : keys_(keys), slots_(keys.size()) {}
@@ -61,8 +61,8 @@ class JSONDecoder {
   /// The view of a text that is a single value.
   Result<KeyedView> decodeValue(std::string_view json, CodingKeys keys) const;
 
-  /// Calls `visit` with the view of each element of a text that is an array, in order. Returns why the text was
-  /// not decoded, which may come to light after some elements have been visited.
+  /// Calls `visit` with the view of each element of a text that is an array, in order. Returns why the text
+  /// was not decoded, which may come to light after some elements have been visited.
   std::optional<Error> decodeArray(std::string_view json, CodingKeys keys,
                                    const std::function<void(const KeyedView&)>& visit) const;
 };

@@ -1,25 +1,92 @@
 #include "platform/text.hpp"
 
-#define PCRE2_CODE_UNIT_WIDTH 8
-#include <pcre2.h>
-
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
-#include <memory>
+#include <iterator>
+#include <utility>
 
 namespace caprion {
 
-bool isValidUTF8(std::string_view bytes) noexcept {
-  // PCRE2 checks the whole of a UTF subject before it matches, and the empty pattern matches any.
-  static pcre2_code* const anything = [] {
-    int error = 0;
-    PCRE2_SIZE offset = 0;
-    return pcre2_compile(reinterpret_cast<PCRE2_SPTR>(""), 0, PCRE2_UTF, &error, &offset, nullptr);
-  }();
-  const std::unique_ptr<pcre2_match_data, decltype(&pcre2_match_data_free)> match(
-      pcre2_match_data_create(1, nullptr), pcre2_match_data_free);
-  const auto* subject = reinterpret_cast<PCRE2_SPTR>(bytes.data() != nullptr ? bytes.data() : "");
-  return anything != nullptr && match != nullptr &&
-         pcre2_match(anything, subject, bytes.size(), 0, 0, match.get(), nullptr) > 0;
+namespace {
+
+/// How the bytes begin: with a character, or with what is left of one.
+struct Beginning {
+  std::size_t length;
+  bool wellFormed;
+};
+
+/// What bytes that aren't empty begin with, by the Unicode standard's table of well-formed byte sequences.
+Beginning beginningOf(std::string_view bytes) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
+  const unsigned char lead = byte(0);
+  if (lead < 0x80) return {1, true};
+  if (lead < 0xC2 || lead > 0xF4) return {1, false};
+  const std::size_t expected = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  // The second byte is where overlong forms, surrogates and what lies behind U+10FFFF are told apart.
+  unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
+  unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
+  std::size_t length = 1;
+  while (length < expected && length < bytes.size() && byte(length) >= low && byte(length) <= high) {
+    ++length;
+    low = 0x80;
+    high = 0xBF;
+  }
+  return {length, length == expected};
+}
+
+/// How many bytes from `start` on are well-formed.
+std::size_t wellFormedLength(std::string_view bytes, std::size_t start = 0) {
+  std::size_t end = start;
+  while (end < bytes.size()) {
+    const Beginning character = beginningOf(bytes.substr(end));
+    if (!character.wellFormed) break;
+    end += character.length;
+  }
+  return end - start;
+}
+
+/// White space and newlines: Unicode's categories Z, U+0009 to U+000D and U+0085.
+constexpr std::string_view whitespacesAndNewlines[] = {
+    " ",      "\t",     "\n",     "\v",     "\f",     "\r",     "\u0085", "\u00A0", "\u1680",
+    "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
+    "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"};
+
+/// Whether the byte is an ASCII character to be seen, as most are.
+bool isGraphic(char byte) { return byte > ' ' && byte <= '~'; }
+
+}  // namespace
+
+bool isValidUTF8(std::string_view bytes) noexcept { return wellFormedLength(bytes) == bytes.size(); }
+
+std::string repairedUTF8(std::string bytes) {
+  std::size_t done = wellFormedLength(bytes);
+  if (done == bytes.size()) return bytes;
+  std::string repaired(bytes, 0, done);
+  while (done < bytes.size()) {
+    repaired += "\uFFFD";
+    done += beginningOf(std::string_view(bytes).substr(done)).length;
+    const std::size_t length = wellFormedLength(bytes, done);
+    repaired.append(bytes, done, length);
+    done += length;
+  }
+  return repaired;
+}
+
+std::string_view trimmed(std::string_view text) noexcept {
+  const auto startsWith = [&](std::string_view space) { return text.starts_with(space); };
+  const auto endsWith = [&](std::string_view space) { return text.ends_with(space); };
+  while (!text.empty() && !isGraphic(text.front())) {
+    const auto* const space = std::ranges::find_if(whitespacesAndNewlines, startsWith);
+    if (space == std::end(whitespacesAndNewlines)) break;
+    text.remove_prefix(space->size());
+  }
+  while (!text.empty() && !isGraphic(text.back())) {
+    const auto* const space = std::ranges::find_if(whitespacesAndNewlines, endsWith);
+    if (space == std::end(whitespacesAndNewlines)) break;
+    text.remove_suffix(space->size());
+  }
+  return text;
 }
 
 void printLine(std::string_view text) noexcept {

@@ -1,8 +1,8 @@
 #include "platform/thread.hpp"
 
 #include <pthread.h>
-#include <signal.h>
 
+#include <csignal>
 #include <system_error>
 #include <utility>
 
@@ -25,7 +25,7 @@ std::optional<std::thread> startThread(const char* name, std::function<void()> b
   return thread;
 }
 
-void runInBackground(std::function<void()> work) noexcept {
+void runInBackground(const std::function<void()>& work) noexcept {
   if (auto thread = startThread("caprion-done", work)) {
     thread->detach();
   } else {

@@ -33,8 +33,8 @@ void set(CURL* easy, CURLoption option, Value value) {
   if (curl_easy_setopt(easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
-/// Opens a socket that a program started by the host doesn't inherit, and never as descriptor 0, 1 or 2: a host
-/// that has closed those would have its own output sent to the server.
+/// Opens a socket that a program started by the host doesn't inherit, and never as descriptor 0, 1 or 2: a
+/// host that has closed those would have its own output sent to the server.
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
   const int descriptor = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
@@ -44,7 +44,8 @@ curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
 }
 
 bool isRedirect(int statusCode) {
-  return statusCode == 301 || statusCode == 302 || statusCode == 303 || statusCode == 307 || statusCode == 308;
+  return statusCode == 301 || statusCode == 302 || statusCode == 303 || statusCode == 307 ||
+         statusCode == 308;
 }
 
 std::string lowercased(std::string_view ascii) {
@@ -82,7 +83,8 @@ std::string lowercasedScheme(std::string_view url) {
 std::optional<std::string> hostOf(const std::string& url) {
   ParsedURL parsed;
   const std::size_t scheme = std::min(url.find(':'), url.size());
-  if (url.compare(scheme, 4, ":///") == 0) return std::nullopt;  // libcurl would take "https:///x" for the host x
+  if (url.compare(scheme, 4, ":///") == 0)
+    return std::nullopt;  // libcurl would take "https:///x" for the host x
   if (!parsed.set(url.c_str(), CURLU_PATH_AS_IS)) return std::nullopt;
   auto host = parsed.get(CURLUPART_HOST);
   if (host) *host = lowercased(*host);
@@ -100,13 +102,14 @@ TransportSettings TransportSettings::fromEnvironment() {
   return settings;
 }
 
-Transfer::Transfer(const URLRequest& request, const std::string& url, const TransportSettings& settings,
+Transfer::Transfer(const URLRequest& request, std::string url, const TransportSettings& settings,
                    std::size_t sizeLimit, Write write)
-    : url_(url), sizeLimit_(sizeLimit), write_(std::move(write)), easy_(curl_easy_init()) {
+    : url_(std::move(url)), sizeLimit_(sizeLimit), write_(std::move(write)), easy_(curl_easy_init()) {
   CURL* easy = easy_.get();
   if (easy == nullptr) throw std::bad_alloc();
   for (const auto& [field, value] : request.headerFields) {
-    curl_slist* longer = curl_slist_append(headers_.get(), (field + ": " + value).c_str());
+    curl_slist* longer =
+        curl_slist_append(headers_.get(), std::string(field).append(": ").append(value).c_str());
     if (longer == nullptr) throw std::bad_alloc();
     (void)headers_.release();
     headers_.reset(longer);
@@ -121,7 +124,8 @@ Transfer::Transfer(const URLRequest& request, const std::string& url, const Tran
   set(easy, CURLOPT_HTTPHEADER, headers_.get());
   set(easy, CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl can undo
 
-  // Texts are set even when empty: libcurl would look into the environment itself, which a host may be changing.
+  // Texts are set even when empty: libcurl would look into the environment itself, which a host may be
+  // changing.
   set(easy, CURLOPT_PROXY, (secure ? settings.httpsProxy : settings.httpProxy).c_str());
   set(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
   if (!settings.certificateFile.empty()) set(easy, CURLOPT_CAINFO, settings.certificateFile.c_str());

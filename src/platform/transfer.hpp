@@ -17,8 +17,8 @@
 
 namespace caprion {
 
-/// Where this process finds its proxies and its certificate authorities, as the environment tells. An empty text
-/// means none, or the system's own authorities.
+/// Where this process finds its proxies and its certificate authorities, as the environment tells. An empty
+/// text means none, or the system's own authorities.
 struct TransportSettings {
   std::string httpProxy;
   std::string httpsProxy;
@@ -35,7 +35,8 @@ std::string lowercasedScheme(std::string_view url);
 /// The host of an http or https URL, in lower case; absent when it isn't one with a host.
 std::optional<std::string> hostOf(const std::string& url);
 
-/// One HTTP exchange with one URL on a libcurl easy handle: set up here, driven by the session's multi handle.
+/// One HTTP exchange with one URL on a libcurl easy handle: set up here, driven by the session's multi
+/// handle.
 class Transfer {
  public:
   /// Takes the next bytes of the body; an error ends the transfer.
@@ -49,7 +50,7 @@ class Transfer {
   };
 
   /// Sets up a GET of `request` at `url` whose body may have `sizeLimit` bytes. Throws std::bad_alloc.
-  Transfer(const URLRequest& request, const std::string& url, const TransportSettings& settings,
+  Transfer(const URLRequest& request, std::string url, const TransportSettings& settings,
            std::size_t sizeLimit, Write write);
 
   Transfer(const Transfer&) = delete;

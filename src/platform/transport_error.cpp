@@ -48,8 +48,8 @@ const char* description(int code) {
   }
 }
 
-/// What the check of the certificate found. libcurl passes OpenSSL's result on, one of the X509_V_ERR_* numbers of
-/// its x509_vfy.h.
+/// What the check of the certificate found. libcurl passes OpenSSL's result on, one of the X509_V_ERR_*
+/// numbers of its x509_vfy.h.
 int certificateCode(CURL* easy) {
   constexpr long unableToGetIssuer = 2;
   constexpr long notYetValid = 9;
@@ -100,7 +100,8 @@ int urlErrorCode(CURLcode result, CURL* easy) {
       return url_error::networkConnectionLost;
     case CURLE_BAD_CONTENT_ENCODING:
       return url_error::cannotDecodeContentData;
-    case CURLE_UNSUPPORTED_PROTOCOL:  // libcurl's word for an answer without an HTTP head: schemes were checked
+    case CURLE_UNSUPPORTED_PROTOCOL:  // libcurl's word for an answer without an HTTP head: schemes were
+                                      // checked
     case CURLE_WEIRD_SERVER_REPLY:
       return url_error::cannotParseResponse;
     case CURLE_FILESIZE_EXCEEDED:

@@ -1,9 +1,10 @@
-#include <caprion/url.hpp>
-
 #include "platform/url_components.hpp"
+
+#include <caprion/url.hpp>
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <memory>
@@ -77,7 +78,7 @@ Pieces split(std::string_view text) {
     pieces.authority = text.substr(0, end);
     text.remove_prefix(end);
   }
-  const std::size_t end = std::min(text.find_first_of("?#"), text.size());
+  const std::size_t end = std::min({text.find('?'), text.find('#'), text.size()});
   pieces.path = text.substr(0, end);
   pieces.queryAndFragment = text.substr(end);
   return pieces;
@@ -134,15 +135,13 @@ std::string percentEncodedPath(std::string_view path) {
 std::string percentDecoded(std::string_view text) {
   std::string decoded;
   decoded.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '%') {
-      decoded += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
-      i += 2;
-    } else {
-      decoded += text[i];
-    }
+  for (;;) {
+    const std::size_t escape = std::min(text.find('%'), text.size());
+    decoded += text.substr(0, escape);
+    if (escape == text.size()) return decoded;
+    decoded += static_cast<char>(hexValue(text[escape + 1]) * 16 + hexValue(text[escape + 2]));
+    text.remove_prefix(escape + 3);
   }
-  return decoded;
 }
 
 }  // namespace
@@ -161,11 +160,11 @@ URL URL::fileURLWithPath(std::string_view path) {
 std::optional<URL> URL::fromString(std::string_view text) {
   const Pieces pieces = split(text);
   const std::size_t fragment = pieces.queryAndFragment.find('#');
-  const bool valid = !text.empty() && (!pieces.scheme || isScheme(*pieces.scheme)) &&
-                     (!pieces.authority || isAuthority(*pieces.authority)) && isMadeOf(pieces.path, "") &&
-                     isMadeOf(pieces.queryAndFragment.substr(0, fragment), "?") &&
-                     (fragment == std::string_view::npos ||
-                      isMadeOf(pieces.queryAndFragment.substr(fragment + 1), "?"));
+  const bool valid =
+      !text.empty() && (!pieces.scheme || isScheme(*pieces.scheme)) &&
+      (!pieces.authority || isAuthority(*pieces.authority)) && isMadeOf(pieces.path, "") &&
+      isMadeOf(pieces.queryAndFragment.substr(0, fragment), "?") &&
+      (fragment == std::string_view::npos || isMadeOf(pieces.queryAndFragment.substr(fragment + 1), "?"));
   if (!valid || text.starts_with(':')) return std::nullopt;
   return URL(std::string(text));
 }
@@ -178,6 +177,13 @@ std::string URL::host() const {
 }
 
 std::string URL::path() const { return percentDecoded(split(text_).path); }
+
+std::string URL::lastPathComponent() const {
+  std::string_view path = split(text_).path;
+  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  if (path != "/") path.remove_prefix(path.rfind('/') + 1);  // without a slash, rfind() + 1 is 0
+  return percentDecoded(path);
+}
 
 std::optional<URL> URLComponents::url() const {
   if (!path.empty() && !path.starts_with('/')) return std::nullopt;

@@ -12,8 +12,8 @@ class URLComponents {
  public:
   std::string scheme;
   std::string host;
-  /// Plain text, whatever its bytes: those that may not stand in the path of a URL go out percent-encoded, all
-  /// others (the slash too) as they are.
+  /// Plain text, whatever its bytes: those that may not stand in the path of a URL go out percent-encoded,
+  /// all others (the slash too) as they are.
   std::string path;
 
   /// Absent for a path that isn't empty and doesn't begin with a slash.

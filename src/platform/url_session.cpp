@@ -31,12 +31,12 @@ namespace {
 constexpr std::size_t connectionsPerHost = 6;
 constexpr int redirectLimit = 20;
 constexpr std::size_t dataSizeLimit = std::size_t{64} << 20;
-/// How many answers may wait for their completions before the exchanges that wait for their turn are held back:
-/// what bounds the memory when answers come in faster than the host takes them.
+/// How many answers may wait for their completions before the exchanges that wait for their turn are held
+/// back: what bounds the memory when answers come in faster than the host takes them.
 constexpr std::size_t backlogLimit = 16;
 
-/// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of them in
-/// a host that has closed them.
+/// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of
+/// them in a host that has closed them.
 class StandardDescriptorsTaken {
  public:
   StandardDescriptorsTaken() {
@@ -60,8 +60,8 @@ class StandardDescriptorsTaken {
 
 }  // namespace
 
-/// The session's side of a task. What isn't constant belongs to the I/O thread until the task has ended, and then
-/// to the completion.
+/// The session's side of a task. What isn't constant belongs to the I/O thread until the task has ended, and
+/// then to the completion.
 class URLSession::Impl {
  public:
   class Task : public URLSessionTask, public std::enable_shared_from_this<Task> {
@@ -87,7 +87,7 @@ class URLSession::Impl {
     Impl& session_;
     const URLRequest request_;
     Phase phase_ = Phase::suspended;
-    std::string url_;   // of the request, and then of the redirects
+    std::string url_;  // of the request, and then of the redirects
     std::string host_;
     int redirects_ = 0;
     std::unique_ptr<Transfer> transfer_;
@@ -164,7 +164,7 @@ class URLSession::Impl::DataTask final : public Task {
 };
 
 URLSession& URLSession::shared() {
-  static URLSession* const session = new URLSession;
+  static auto* const session = new URLSession;
   return *session;
 }
 
@@ -176,7 +176,8 @@ std::shared_ptr<URLSessionTask> URLSession::dataTask(URLRequest request, DataCom
 
 void URLSession::Impl::submit(Command command) noexcept {
   std::optional<Error> refused;
-  // In a child of fork() there is no I/O thread, and the lock may be held by a thread that is not there either.
+  // In a child of fork() there is no I/O thread, and the lock may be held by a thread that is not there
+  // either.
   if (process_ != 0 && process_ != ::getpid()) {
     refused = posixError(ECHILD);
   } else {
@@ -188,14 +189,16 @@ void URLSession::Impl::submit(Command command) noexcept {
   if (!refused) {
     curl_multi_wakeup(multi_);
   } else if (command.what == Command::resume) {
-    runInBackground([task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); });
+    runInBackground(
+        [task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); });
   }
 }
 
 /// Starts the I/O thread, once. What can't be had now may be had the next time.
 std::optional<Error> URLSession::Impl::start() {
   if (process_ != 0) return std::nullopt;
-  // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a thread.
+  // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a
+  // thread.
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return posixError(ENOMEM);
   if (multi_ == nullptr) {
     const StandardDescriptorsTaken taken;
@@ -244,8 +247,8 @@ void URLSession::Impl::run() {
 
     constexpr int untilWoken = 60'000;
     const bool tending = completions_.tend();
-    curl_multi_poll(multi_, nullptr, 0, tending ? static_cast<int>(CompletionQueue::patience.count()) : untilWoken,
-                    nullptr);
+    curl_multi_poll(multi_, nullptr, 0,
+                    tending ? static_cast<int>(CompletionQueue::patience.count()) : untilWoken, nullptr);
   }
 }
 
@@ -274,7 +277,8 @@ void URLSession::Impl::enqueue(const TaskPointer& task, std::string url) {
   const std::string scheme = lowercasedScheme(url);
   const bool stepsDown = scheme == "http" && lowercasedScheme(task->url_) == "https";
   if ((scheme != "http" && scheme != "https") || stepsDown) {
-    end(task, std::nullopt, urlError(url_error::unsupportedURL, stepsDown ? "Redirected from https to http" : ""));
+    end(task, std::nullopt,
+        urlError(url_error::unsupportedURL, stepsDown ? "Redirected from https to http" : ""));
     return;
   }
   std::optional<std::string> host = hostOf(url);

@@ -1,8 +1,8 @@
-#include <caprion/query_result.hpp>
-
 #include "platform/error.hpp"
 #include "platform/json.hpp"
 #include "records/subtitle_coding.hpp"
+
+#include <caprion/query_result.hpp>
 
 #include <cerrno>
 #include <new>

@@ -1,8 +1,8 @@
-#include <caprion/subtitle.hpp>
-
 #include "platform/error.hpp"
 #include "platform/json.hpp"
 #include "records/subtitle_coding.hpp"
+
+#include <caprion/subtitle.hpp>
 
 #include <array>
 #include <cerrno>
@@ -19,8 +19,8 @@ namespace {
 constexpr std::array<std::string_view, 2> kinds{"movie", "episode"};
 
 constexpr std::array<std::string_view, 17> codingKeys{
-    "IDSubtitle",   "MatchedBy",   "SubFileName",      "SubLanguageID", "LanguageName",  "ISO639",
-    "SubFormat",    "MovieName",   "MovieYear",        "MovieKind",     "IDMovieImdb",   "SeriesIMDBParent",
+    "IDSubtitle",   "MatchedBy",     "SubFileName",     "SubLanguageID",   "LanguageName", "ISO639",
+    "SubFormat",    "MovieName",     "MovieYear",       "MovieKind",       "IDMovieImdb",  "SeriesIMDBParent",
     "SeriesSeason", "SeriesEpisode", "ZipDownloadLink", "SubDownloadLink", "SubSumCD"};
 
 constexpr std::size_t kindKey = 9;
@@ -69,7 +69,8 @@ Result<std::shared_ptr<const Subtitle>> SubtitleCoding::decode(const KeyedView& 
       if (!text) return text.error();
       texts[key] = *text;
     }
-    if (key == kindKey && !movieKindFrom(*texts[key])) return view.error(DecodingErrorKind::dataCorrupted, key);
+    if (key == kindKey && !movieKindFrom(*texts[key]))
+      return view.error(DecodingErrorKind::dataCorrupted, key);
     size += texts[key].value_or("").size() + 1;
   }
   if (size > std::numeric_limits<std::uint32_t>::max()) return posixError(EOVERFLOW);

@@ -17,8 +17,8 @@ namespace caprion {
 
 namespace {
 
-// The movie hash of OpenSubtitles: the file's size plus all 64-bit little-endian words of its first and of its
-// last 64 KiB, modulo 2^64.
+// The movie hash of OpenSubtitles: the file's size plus all 64-bit little-endian words of its first and of
+// its last 64 KiB, modulo 2^64.
 constexpr std::size_t blockSize = 65'536;
 using Block = std::array<unsigned char, blockSize>;
 
@@ -39,7 +39,7 @@ class OpenFile {
 
   /// The size in bytes; absent for what isn't open, or isn't a file or a block device.
   std::optional<std::uint64_t> size() const {
-    struct stat status{};
+    struct stat status {};
     if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) return std::nullopt;
     if (S_ISREG(status.st_mode)) return static_cast<std::uint64_t>(status.st_size);
     const off_t end = S_ISBLK(status.st_mode) ? ::lseek(descriptor_, 0, SEEK_END) : -1;

@@ -79,7 +79,7 @@ void Output::setMode(bool json, bool quiet) {
   ::close(sink);
 }
 
-void Output::releaseDiagnostics() {
+void Output::releaseDiagnostics() const {
   if (!holdsDiagnostics_) return;
   std::string text;
   std::array<char, 65'536> part;

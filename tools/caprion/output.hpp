@@ -59,7 +59,7 @@ class Output {
 
   /// Writes "caprion: TEXT" to standard error; the text has to be printable.
   void complain(std::string_view text);
-  void releaseDiagnostics();
+  void releaseDiagnostics() const;
 
   int results_;
   int writeError_ = 0;

@@ -1,8 +1,7 @@
 #include "text.hpp"
 
-#include <wchar.h>
-
 #include <algorithm>
+#include <cwchar>
 
 namespace caprion::tool {
 

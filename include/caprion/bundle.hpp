@@ -1,0 +1,35 @@
+#pragma once
+
+#include <caprion/export.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace caprion {
+
+/// What a host says of itself. Any thread may call it at any time.
+class CAPRION_EXPORT Bundle {
+ public:
+  /// A text, or a value of any other kind.
+  using Value = std::variant<std::string, std::int64_t, double, bool>;
+  using InfoDictionary = std::map<std::string, Value, std::less<>>;
+
+  /// The host's own bundle.
+  static Bundle& main() noexcept;
+
+  /// Absent until the host sets it. The library reads the text under "CFBundleName", the name of the folder
+  /// that downloads go to.
+  std::optional<InfoDictionary> infoDictionary() const;
+  void setInfoDictionary(std::optional<InfoDictionary> dictionary);
+
+ private:
+  Bundle();
+  ~Bundle() = delete;
+
+  struct Impl;
+  Impl* impl_;
+};
+
+}  // namespace caprion

@@ -1,0 +1,54 @@
+#pragma once
+
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include <pcre2.h>
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+namespace caprion {
+
+/// A case-insensitive regular expression over UTF-8 text, in PCRE2's syntax. Case, word characters and `\d`
+/// are Unicode's; a range such as `[0-9]` is what it says. Any thread may search with it.
+class RegularExpression {
+  struct Free {
+    void operator()(pcre2_code* code) const { pcre2_code_free(code); }
+    void operator()(pcre2_match_data* data) const { pcre2_match_data_free(data); }
+  };
+
+ public:
+  /// A pattern that can't be compiled matches nothing.
+  explicit RegularExpression(std::string_view pattern) noexcept;
+
+  /// The matches in one text that don't overlap, from left to right. An empty match counts as none.
+  ///
+  ///     for (RegularExpression::Matches match(pattern, text); match.next();) use(match.text());
+  class Matches {
+   public:
+    /// `subject` has to be well-formed UTF-8, which is not checked. It has to outlive this, and so has the
+    /// expression. Throws std::bad_alloc, as next() does.
+    Matches(const RegularExpression& expression, std::string_view subject);
+
+    /// Goes to the next match, to the first one at the first call; false when there is none.
+    bool next();
+
+    /// Where the match begins, in bytes. Only after next() returned true.
+    std::size_t position() const;
+
+    /// The text that the match, or a group of it, covers; empty for a group that took no part. Only after
+    /// next() returned true.
+    std::string_view text(std::size_t group = 0) const;
+
+   private:
+    const pcre2_code* code_;
+    std::string_view subject_;
+    std::size_t searchFrom_ = 0;
+    std::unique_ptr<pcre2_match_data, Free> data_;
+  };
+
+ private:
+  std::unique_ptr<pcre2_code, Free> code_;
+};
+
+}  // namespace caprion

@@ -1,0 +1,136 @@
+#include "platform/error.hpp"
+#include "platform/json.hpp"
+#include "platform/regular_expression.hpp"
+#include "platform/text.hpp"
+
+#include <caprion/video_file_components.hpp>
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cinttypes>
+#include <cstdio>
+#include <new>
+#include <utility>
+
+namespace caprion {
+
+namespace {
+
+enum Key : std::size_t { titleKey, yearKey, seasonKey, episodeKey, resolutionKey };
+constexpr std::array<std::string_view, 5> codingKeys{"title", "year", "season", "episode", "resolution"};
+
+/// The markers in a name, compiled on first use and never destroyed: the host may parse names while it exits.
+struct Markers {
+  RegularExpression seasonAndEpisode{"(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})"};
+  RegularExpression resolution{R"(\b\d{3,4}p\b)"};
+  /// Without word boundaries: any run of digits may hold a year.
+  RegularExpression year{R"((?:19|20)\d{2})"};
+
+  static const Markers& shared() {
+    static const Markers* const markers = new Markers;
+    return *markers;
+  }
+};
+
+/// The number that the text is; absent unless it is made of ASCII digits, which `\d` doesn't promise.
+std::optional<std::int64_t> decimal(std::string_view digits) {
+  std::int64_t number = 0;
+  const char* const end = digits.data() + digits.size();
+  const auto [parsed, error] = std::from_chars(digits.data(), end, number);
+  if (error != std::errc() || parsed != end) return std::nullopt;
+  return number;
+}
+
+/// The name as it is searched: without extension, with spaces for separators, in well-formed UTF-8.
+std::string nameOf(const URL& url) {
+  std::string name = url.lastPathComponent();
+  const std::size_t period = name.rfind('.');
+  // A period in front makes a hidden file, not an extension.
+  if (period != std::string::npos && period > 0) name.resize(period);
+  for (char& c : name) {
+    if (c == '.' || c == '_') c = ' ';
+  }
+  return repairedUTF8(std::move(name));
+}
+
+VideoFileComponents parse(const std::string& name) {
+  VideoFileComponents components;
+  const Markers& markers = Markers::shared();
+  // Each kind of marker is looked for in the whole name, and each match moves the end of the title.
+  std::size_t titleEnd = name.size();
+  for (RegularExpression::Matches match(markers.seasonAndEpisode, name); match.next();) {
+    titleEnd = match.position();
+    if (!match.text(1).empty()) components.season = decimal(match.text(1));
+    components.episode = decimal(match.text(2));
+  }
+  for (RegularExpression::Matches match(markers.resolution, name); match.next();) {
+    titleEnd = match.position();
+    components.resolution = match.text();
+  }
+  for (RegularExpression::Matches match(markers.year, name); match.next();) {
+    titleEnd = match.position();
+    components.year = decimal(match.text());
+  }
+  components.title = trimmed(std::string_view(name).substr(0, titleEnd));
+  return components;
+}
+
+}  // namespace
+
+VideoFileComponents VideoFileUtilities::componentsFrom(const URL& url) noexcept {
+  try {
+    return parse(nameOf(url));
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
+std::string VideoFileComponents::searchString() const {
+  if (season && episode) {
+    std::array<char, 64> marker{};
+    std::snprintf(marker.data(), marker.size(), " s%02" PRId64 "e%02" PRId64, *season, *episode);
+    return title + marker.data();
+  }
+  if (year) return title + ' ' + std::to_string(*year);
+  return title;
+}
+
+Result<VideoFileComponents> VideoFileComponents::decode(std::string_view json) noexcept {
+  try {
+    const auto view = JSONDecoder().decodeValue(json, codingKeys);
+    if (!view) return view.error();
+    if (auto error = view->notAnObject()) return *error;
+
+    const auto title = view->text(titleKey);
+    if (!title) return title.error();
+    const auto year = view->optionalInteger(yearKey);
+    if (!year) return year.error();
+    const auto season = view->optionalInteger(seasonKey);
+    if (!season) return season.error();
+    const auto episode = view->optionalInteger(episodeKey);
+    if (!episode) return episode.error();
+    const auto resolution = view->optionalText(resolutionKey);
+    if (!resolution) return resolution.error();
+    return VideoFileComponents{std::string(*title), *year, *season, *episode,
+                               std::optional<std::string>(*resolution)};
+  } catch (const std::bad_alloc&) {
+    return posixError(ENOMEM);
+  }
+}
+
+Result<std::string> VideoFileComponents::encode() const noexcept {
+  try {
+    JSONObjectWriter writer;
+    writer.text(codingKeys[titleKey], title);
+    if (year) writer.integer(codingKeys[yearKey], *year);
+    if (season) writer.integer(codingKeys[seasonKey], *season);
+    if (episode) writer.integer(codingKeys[episodeKey], *episode);
+    if (resolution) writer.text(codingKeys[resolutionKey], *resolution);
+    return std::move(writer).finish();
+  } catch (const std::bad_alloc&) {
+    return posixError(ENOMEM);
+  }
+}
+
+}  // namespace caprion

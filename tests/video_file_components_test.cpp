@@ -1,0 +1,230 @@
+#include "platform/regular_expression.hpp"
+
+#include <caprion/video_file_components.hpp>
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace caprion {
+
+void PrintTo(const VideoFileComponents& components, std::ostream* out) {
+  const auto json = components.encode();
+  *out << (json ? *json : json.error().localizedDescription());
+}
+
+namespace {
+
+using Number = std::optional<std::int64_t>;
+constexpr auto none = std::nullopt;
+
+std::string repeated(std::string_view piece, std::size_t size) {
+  std::string text;
+  while (text.size() < size) text += piece;
+  return text;
+}
+
+VideoFileComponents parsed(std::string_view name) {
+  return VideoFileUtilities::componentsFrom(URL::fileURLWithPath("/films/" + std::string(name)));
+}
+
+struct NameCase {
+  std::string_view name;
+  VideoFileComponents expected;
+  std::string_view searchString;
+};
+
+TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
+  const NameCase cases[] = {
+      {"Movie.Name.2010.720p.BluRay.x264.mkv", {"Movie Name", 2010, none, none, "720p"}, "Movie Name 2010"},
+      {"Show.Name.S01E02.HDTV.x264-GROUP.mkv", {"Show Name", none, 1, 2, none}, "Show Name s01e02"},
+      // The last kind of marker found ends the title, not the first marker in the name.
+      {"Show.Name.S01E02.720p.HDTV.mkv", {"Show Name S01E02", none, 1, 2, "720p"}, "Show Name S01E02 s01e02"},
+      {"2010.Show.720p.S01E02.mkv", {"", 2010, 1, 2, "720p"}, " s01e02"},
+      {"Show.Name.s01e02.s01e03.mkv", {"Show Name s01e02", none, 1, 3, none}, "Show Name s01e02 s01e03"},
+      {"Show.s01e02.3x04.mkv", {"Show s01e02", none, 1, 4, none}, "Show s01e02 s01e04"},
+      {"A.480p.B.720p.C.mkv", {"A 480p B", none, none, none, "720p"}, "A 480p B"},
+      {"Blade.Runner.2049.2017.1080p.mkv",
+       {"Blade Runner 2049", 2017, none, none, "1080p"},
+       "Blade Runner 2049 2017"},
+      {"Show.S1E2.mkv", {"Show", none, 1, 2, none}, "Show s01e02"},
+      {"The.Office.2x05.mkv", {"The Office", none, none, 5, none}, "The Office"},
+      {"Show.s12x34.mkv", {"Show", none, 12, 34, none}, "Show s12e34"},
+      {"Movie_Name (1999).avi", {"Movie Name (", 1999, none, none, none}, "Movie Name ( 1999"},
+      {"Movie.Name.1080P.mkv", {"Movie Name", none, none, none, "1080P"}, "Movie Name"},
+      // Markers inside longer runs of digits and letters.
+      {"Video.1920x1080.mkv", {"Video", 1920, none, 10, none}, "Video 1920"},
+      {"A.s123e456.mkv", {"A s1", none, none, 45, none}, "A s1"},
+      {"A.320193.mkv", {"A 3", 2019, none, none, none}, "A 3 2019"},
+      {"A.192019.mkv", {"A", 1920, none, none, none}, "A 1920"},
+      {"A.72p.10800p.720pp.x720p.mkv",
+       {"A 72p 10800p 720pp x720p", none, none, none, none},
+       "A 72p 10800p 720pp x720p"},
+      {"A.720p_x.mkv", {"A", none, none, none, "720p"}, "A"},
+      // A marker in front leaves no title.
+      {"2012.mkv", {"", 2012, none, none, none}, " 2012"},
+      {"1080p.mkv", {"", none, none, none, "1080p"}, ""},
+      {"S01E02.Pilot.mkv", {"", none, 1, 2, none}, " s01e02"},
+      // Extensions.
+      {"Show.Name.S01E02", {"Show Name", none, none, none, none}, "Show Name"},
+      {".hidden", {"hidden", none, none, none, none}, "hidden"},
+      {"..x", {"", none, none, none, none}, ""},
+      {"Name.2001.", {"Name", 2001, none, none, none}, "Name 2001"},
+      // Only the ends are trimmed, but of all kinds of white space.
+      {"Some..Movie__Title.avi", {"Some  Movie  Title", none, none, none, none}, "Some  Movie  Title"},
+      {"\t\u0085\u3000\u2028[A]\u00a0B\u2009\r\n.2001.mkv",
+       {"[A]\u00a0B", 2001, none, none, none},
+       "[A]\u00a0B 2001"},
+      {"\u200bA\u200b.mkv", {"\u200bA\u200b", none, none, none, none}, "\u200bA\u200b"},
+      // Other scripts: digits count in a resolution, spoil a year, and are none in an episode.
+      {"A.١٠٨٠p.mkv", {"A", none, none, none, "١٠٨٠p"}, "A"},
+      {"A.2001.19٩٩.mkv", {"A 2001", none, none, none, none}, "A 2001"},
+      {"A.s٠١e٠٢.mkv", {"A s٠١e٠٢", none, none, none, none}, "A s٠١e٠٢"},
+      {"ж720p.ж.1080p.mkv", {"ж720p ж", none, none, none, "1080p"}, "ж720p ж"},
+      {"Caf\u00e9 \u0800\U00010000.ſ03E04.mkv",
+       {"Café \u0800\U00010000", none, 3, 4, none},
+       "Café \u0800\U00010000 s03e04"},
+      // Bytes that are no UTF-8: one U+FFFD for each maximal part of a character.
+      {"\xff\xe2\x82.A\xf0\x9f\x98z\xed\xa0\x80.S01E02.mkv",
+       {"\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd", none, 1, 2, none},
+       "\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd s01e02"},
+  };
+  for (const auto& [name, expected, searchString] : cases) {
+    EXPECT_EQ(parsed(name), expected) << name;
+    EXPECT_EQ(parsed(name).searchString(), searchString) << name;
+  }
+}
+
+TEST(VideoFileComponents, NameIsTheLastComponentOfThePath) {
+  using namespace std::string_view_literals;
+  const struct {
+    std::string_view url, title;
+  } cases[] = {
+      {"file:///films/2001/Name.mkv", "Name"},
+      {"file:///a/Name.x/", "Name"},
+      {"http://h/a/Name.x//?b/c.d#e/f.g", "Name"},
+      {"Name.x", "Name"},
+      {"/a/AC%2FDC.x", "AC/DC"},
+      {"/a/A%2ex%00B%2Emkv", "A x\0B"sv},
+      {"file:///", "/"},
+      {"http://host", ""},
+      {"/a/..", ""},
+  };
+  for (const auto& [url, title] : cases) {
+    EXPECT_EQ(VideoFileUtilities::componentsFrom(*URL::fromString(url)).title, title) << url;
+  }
+}
+
+TEST(VideoFileComponents, HugeNameIsParsedAsASmallOne) {
+  constexpr std::size_t megabyte = 1'000'000;
+  const struct {
+    std::string_view piece;
+    std::string title;
+    Number season, episode;
+  } cases[] = {
+      {"3", repeated("3", megabyte), none, none},
+      {"s1", repeated("s1", megabyte), none, none},
+      {"123p4", repeated("123p4", megabyte), none, none},
+      {"\u0301", repeated("\u0301", megabyte), none, none},
+      {"\xff", repeated("\ufffd", 3 * megabyte), none, none},
+      {".", "", none, none},
+      {"\u3000", "", none, none},
+      {"1x1x1x", repeated("1x1x1x", megabyte - 6), none, 1},
+      {"s12e34", repeated("s12e34", megabyte - 6), 12, 34},
+  };
+  for (const auto& [piece, title, season, episode] : cases) {
+    const VideoFileComponents expected{title, none, season, episode, none};
+    EXPECT_TRUE(parsed(repeated(piece, megabyte) + ".mkv") == expected) << "repeated: " << piece;
+  }
+}
+
+TEST(VideoFileComponents, SearchStringTakesWhatFieldsHold) {
+  using Limits = std::numeric_limits<std::int64_t>;
+  const struct {
+    Number year, season, episode;
+    std::string_view expected;
+  } cases[] = {
+      {none, 3, 12, "X s03e12"},
+      {2001, none, none, "X 2001"},
+      {2001, 3, 12, "X s03e12"},
+      {2001, 3, none, "X 2001"},
+      {2001, none, 12, "X 2001"},
+      {none, 3, none, "X"},
+      {none, 100, -1, "X s100e-1"},
+      {-5, none, none, "X -5"},
+      {none, Limits::min(), Limits::max(), "X s-9223372036854775808e9223372036854775807"},
+  };
+  for (const auto& [year, season, episode, expected] : cases) {
+    EXPECT_EQ((VideoFileComponents{"X", year, season, episode, none}.searchString()), expected);
+  }
+}
+
+TEST(VideoFileComponents, JSONHoldsThePresentFields) {
+  const struct {
+    VideoFileComponents components;
+    std::string_view json;
+  } cases[] = {
+      {{"A \"b\"", none, none, none, none}, R"({"title":"A \"b\""})"},
+      {{"A", 2001, 1, -2, "720p"},
+       R"({"title":"A","year":2001,"season":1,"episode":-2,"resolution":"720p"})"},
+      {{"", none, 3, none, ""}, R"({"title":"","season":3,"resolution":""})"},
+  };
+  for (const auto& [components, json] : cases) {
+    EXPECT_EQ(components.encode().value(), json);
+    EXPECT_EQ(VideoFileComponents::decode(json).value(), components) << json;
+  }
+  const auto decoded = VideoFileComponents::decode(R"({"x":1,"year":null,"resolution":null,"title":"A"})");
+  EXPECT_EQ(decoded.value(), (VideoFileComponents{"A", none, none, none, none}));
+  EXPECT_EQ((VideoFileComponents{"A", none, none, none, "\xff"}.encode().error().domain()),
+            EncodingErrorDomain);
+}
+
+TEST(VideoFileComponents, DecodingNamesTheFirstKeyAtFault) {
+  const struct {
+    std::string_view json, key;
+  } cases[] = {
+      {R"({"year":2001})", "title"},
+      {R"({"title":null,"year":"x"})", "title"},
+      {R"({"title":"A","resolution":720,"year":"2001"})", "year"},
+      {R"({"title":"A","season":{}})", "season"},
+      {R"({"title":"A","episode":true})", "episode"},
+      {R"({"title":"A","resolution":720})", "resolution"},
+      {R"(["title"])", ""},
+      {R"({"title":"A")", ""},
+  };
+  for (const auto& [json, key] : cases) {
+    const auto decoded = VideoFileComponents::decode(json);
+    ASSERT_FALSE(decoded) << json;
+    const auto& userInfo = decoded.error().userInfo();
+    const auto named = userInfo.find(CodingKeyKey);
+    EXPECT_EQ(named != userInfo.end() ? std::get<std::string>(named->second) : "", key) << json;
+  }
+}
+
+TEST(RegularExpression, EmptyMatchesDoNotEndTheSearch) {
+  const struct {
+    std::string_view pattern, subject;
+    std::vector<std::string> expected;
+  } cases[] = {
+      {"x*", "axxbx", {"xx", "x"}},
+      {"(?=a)", "aa", {}},
+      {"(", "((", {}},
+      {"aa", "aaaaa", {"aa", "aa"}},
+  };
+  for (const auto& [pattern, subject, expected] : cases) {
+    const RegularExpression expression(pattern);
+    std::vector<std::string> found;
+    for (RegularExpression::Matches match(expression, subject); match.next();)
+      found.emplace_back(match.text());
+    EXPECT_EQ(found, expected) << pattern;
+  }
+}
+
+}  // namespace
+}  // namespace caprion
