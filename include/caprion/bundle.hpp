@@ -2,6 +2,8 @@
 
 #include <caprion/export.h>
 
+#include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -9,27 +11,23 @@
 
 namespace caprion {
 
-/// What a host says of itself. Any thread may call it at any time.
+/// What a program says of itself. Any thread may call it at any time.
 class CAPRION_EXPORT Bundle {
  public:
-  /// A text, or a value of any other kind.
+  /// A text, or a value of another kind.
   using Value = std::variant<std::string, std::int64_t, double, bool>;
   using InfoDictionary = std::map<std::string, Value, std::less<>>;
 
-  /// The host's own bundle.
+  /// The bundle of the host, made on first use and never destroyed.
   static Bundle& main() noexcept;
 
-  /// Absent until the host sets it. The library reads the text under "CFBundleName", the name of the folder
-  /// that downloads go to.
+  /// Absent until the host sets it. The library reads the text under "CFBundleName": the name of the folder
+  /// that its downloads go to.
   std::optional<InfoDictionary> infoDictionary() const;
   void setInfoDictionary(std::optional<InfoDictionary> dictionary);
 
  private:
-  Bundle();
-  ~Bundle() = delete;
-
-  struct Impl;
-  Impl* impl_;
+  Bundle() = default;
 };
 
 }  // namespace caprion

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <caprion/bundle.hpp>
 #include <caprion/error.hpp>
 #include <caprion/export.h>
 #include <caprion/query_result.hpp>
@@ -50,8 +51,7 @@ class CAPRION_EXPORT Caprion {
   /// on the transfer on a background thread, the others on the calling thread. There is one report, with two
   /// exceptions. A download whose transfer is cancelled, because another download was started meanwhile,
   /// reports nothing. And each error on walking the unpacked files is a report of its own, before the last.
-  void download(const std::shared_ptr<const Subtitle>& subtitle,
-                const DownloadCompletion& completion) noexcept;
+  void download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept;
 
   /// The movie hash and the size of a local file. Reads at most 128 KiB, on the calling thread. Absent when
   /// the file can't be opened and read, or is no file: a folder, a pipe, a device without a size.

@@ -34,8 +34,7 @@ class CAPRION_EXPORT CaprionHelper {
 
   /// Downloads the subtitle file of a record and reports where it lies. Blocks, and reports, as
   /// Caprion::download tells.
-  void downloadSubtitleFile(const std::shared_ptr<const Subtitle>& subtitle,
-                            const DownloadCompletion& completion) noexcept;
+  void downloadSubtitleFile(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept;
 
  private:
   CaprionHelper() = default;

@@ -1,8 +1,9 @@
-#include "client/caprion_impl.hpp"
 #include "client/search_answer.hpp"
 #include "client/search_request.hpp"
+#include "download/archive_download.hpp"
 #include "platform/error.hpp"
 #include "platform/thread.hpp"
+#include "platform/url_session.hpp"
 
 #include <caprion/caprion.hpp>
 
@@ -11,6 +12,13 @@
 #include <utility>
 
 namespace caprion {
+
+/// What the client holds: the session, and the latest task of each kind.
+struct Caprion::Impl {
+  URLSession& urlSession = URLSession::shared();
+  LatestTask queryTask;
+  LatestTask downloadTask;
+};
 
 Caprion& Caprion::shared() noexcept {
   static auto* const client = new Caprion;
@@ -33,20 +41,18 @@ void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexce
       [result = std::move(result)](const auto& body, const auto& response, const auto& error) {
         result(searchAnswer(body, response, error));
       });
-  {
-    std::lock_guard lock(impl_->mutex);
-    impl_->queryTask = task;
-  }
+  impl_->queryTask.exchange(task);
   task->resume();
 }
 
-void Caprion::cancelQueryTask() noexcept {
-  std::shared_ptr<URLSessionTask> task;
-  {
-    std::lock_guard lock(impl_->mutex);
-    task = impl_->queryTask;
+void Caprion::cancelQueryTask() noexcept { impl_->queryTask.cancel(); }
+
+void Caprion::download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept {
+  try {
+    downloadSubtitle(subtitle, impl_->urlSession, impl_->downloadTask, serviceRequest, completion);
+  } catch (const std::bad_alloc&) {
+    completion(posixError(ENOMEM));
   }
-  if (task) task->cancel();
 }
 
 }  // namespace caprion

@@ -32,6 +32,12 @@ Arg::Arg(Param param, std::string arg) : param_(param), arg_(std::move(arg)) {}
 
 std::string Arg::path() const { return "/" + std::string(rawValue(param_)) + "-" + arg_; }
 
+URLRequest serviceRequest(URL url) {
+  URLRequest request{.url = std::move(url), .timeoutInterval = timeout};
+  request.addValue(userAgent, "User-Agent");
+  return request;
+}
+
 URLRequest searchRequest(const std::vector<Arg>& args) {
   URLComponents components;
   components.scheme = "https";
@@ -39,10 +45,7 @@ URLRequest searchRequest(const std::vector<Arg>& args) {
   components.path = "/search";
   for (const Arg& arg : args) components.path += arg.path();
 
-  // A path that begins with a slash always makes a URL.
-  URLRequest request{.url = *components.url(), .timeoutInterval = timeout};
-  request.addValue(userAgent, "User-Agent");
-  return request;
+  return serviceRequest(*components.url());  // a path that begins with a slash always makes a URL
 }
 
 }  // namespace caprion

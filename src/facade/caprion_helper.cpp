@@ -40,6 +40,17 @@ void CaprionHelper::findSubtitles(const URL& videoFile, std::string_view languag
       asPair(std::move(completion)));
 }
 
+void CaprionHelper::downloadSubtitleFile(const Subtitle& subtitle,
+                                         const DownloadCompletion& completion) noexcept {
+  Caprion::shared().download(subtitle, [&](const Result<URL>& file) {
+    if (file) {
+      completion(*file, std::nullopt);
+    } else {
+      completion(std::nullopt, file.error());
+    }
+  });
+}
+
 void CaprionHelper::findSubtitles(std::string_view matching, std::string_view language,
                                   SearchCompletion completion) noexcept {
   Caprion::shared().query(

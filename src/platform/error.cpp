@@ -62,4 +62,10 @@ Error posixError(int number) {
                {{std::string(NSLocalizedDescriptionKey), std::generic_category().message(number)}});
 }
 
+Error fileError(int number, const std::string& path, std::string_view reason) {
+  const std::string why = reason.empty() ? std::generic_category().message(number) : std::string(reason);
+  return Error(std::string(NSPOSIXErrorDomain), number,
+               {{std::string(NSLocalizedDescriptionKey), path + ": " + why}});
+}
+
 }  // namespace caprion

@@ -2,6 +2,7 @@
 
 #include <caprion/error.hpp>
 
+#include <string>
 #include <string_view>
 
 namespace caprion {
@@ -11,5 +12,8 @@ Error libraryError(std::string_view message);
 
 /// An error of the system, from an errno value.
 Error posixError(int number);
+
+/// The same at a path, with a reason that says more where there is one.
+Error fileError(int number, const std::string& path, std::string_view reason = {});
 
 }  // namespace caprion

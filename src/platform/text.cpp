@@ -1,5 +1,8 @@
 #include "platform/text.hpp"
 
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include <pcre2.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdio>
@@ -52,6 +55,10 @@ constexpr std::string_view whitespacesAndNewlines[] = {
     "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
     "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"};
 
+PCRE2_SPTR units(std::string_view text) {
+  return reinterpret_cast<PCRE2_SPTR>(text.data() != nullptr ? text.data() : "");
+}
+
 /// Whether the byte is an ASCII character to be seen, as most are.
 bool isGraphic(char byte) { return byte > ' ' && byte <= '~'; }
 
@@ -87,6 +94,32 @@ std::string_view trimmed(std::string_view text) noexcept {
     text.remove_suffix(space->size());
   }
   return text;
+}
+
+std::string lowercasedASCII(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+std::string lowercased(std::string_view text) {
+  // PCRE2 has the letters of all scripts, for substitutions that change the case.
+  static pcre2_code* const anything = [] {
+    int error = 0;
+    PCRE2_SIZE offset = 0;
+    return pcre2_compile(units(".+"), PCRE2_ZERO_TERMINATED, PCRE2_UTF | PCRE2_UCP | PCRE2_DOTALL, &error,
+                         &offset, nullptr);
+  }();
+  std::string result(text.size() * 2 + 1, '\0');  // no letter grows more than that
+  PCRE2_SIZE length = result.size();
+  const int count = pcre2_substitute(anything, units(text), text.size(), 0, PCRE2_SUBSTITUTE_EXTENDED,
+                                     nullptr, nullptr, units("\\L$0"), PCRE2_ZERO_TERMINATED,
+                                     reinterpret_cast<PCRE2_UCHAR*>(result.data()), &length);
+  if (count < 0) return lowercasedASCII(text);
+  result.resize(length);
+  return result;
 }
 
 void printLine(std::string_view text) noexcept {

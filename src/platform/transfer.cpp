@@ -1,6 +1,7 @@
 #include "platform/transfer.hpp"
 
 #include "platform/error.hpp"
+#include "platform/text.hpp"
 #include "platform/transport_error.hpp"
 
 #include <fcntl.h>
@@ -48,13 +49,6 @@ bool isRedirect(int statusCode) {
          statusCode == 308;
 }
 
-std::string lowercased(std::string_view ascii) {
-  std::string result(ascii);
-  std::transform(result.begin(), result.end(), result.begin(),
-                 [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
-  return result;
-}
-
 /// A URL taken apart by libcurl, which is what decides where a transfer goes.
 class ParsedURL {
  public:
@@ -77,7 +71,7 @@ class ParsedURL {
 
 std::string lowercasedScheme(std::string_view url) {
   const std::size_t end = url.find_first_of(":/?#");
-  return end != std::string_view::npos && url[end] == ':' ? lowercased(url.substr(0, end)) : "";
+  return end != std::string_view::npos && url[end] == ':' ? lowercasedASCII(url.substr(0, end)) : "";
 }
 
 std::optional<std::string> hostOf(const std::string& url) {
@@ -87,7 +81,7 @@ std::optional<std::string> hostOf(const std::string& url) {
     return std::nullopt;  // libcurl would take "https:///x" for the host x
   if (!parsed.set(url.c_str(), CURLU_PATH_AS_IS)) return std::nullopt;
   auto host = parsed.get(CURLUPART_HOST);
-  if (host) *host = lowercased(*host);
+  if (host) *host = lowercasedASCII(*host);
   return host;
 }
 

@@ -1,3 +1,4 @@
+#include "platform/text.hpp"
 #include "platform/url_components.hpp"
 
 #include <caprion/url.hpp>
@@ -48,14 +49,6 @@ bool isScheme(std::string_view text) {
     if (!isAlpha(c) && !isDigit(c) && !isOneOf("+-.", c)) return false;
   }
   return true;
-}
-
-std::string lowercasedASCII(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
 }
 
 /// The pieces of a reference, split as appendix B of RFC 3986 tells.

@@ -2,6 +2,7 @@
 
 #include "platform/completion_queue.hpp"
 #include "platform/error.hpp"
+#include "platform/file_manager.hpp"
 #include "platform/thread.hpp"
 #include "platform/transfer.hpp"
 #include "platform/transport_error.hpp"
@@ -31,6 +32,7 @@ namespace {
 constexpr std::size_t connectionsPerHost = 6;
 constexpr int redirectLimit = 20;
 constexpr std::size_t dataSizeLimit = std::size_t{64} << 20;
+constexpr std::size_t downloadSizeLimit = std::size_t{256} << 20;
 /// How many answers may wait for their completions before the exchanges that wait for their turn are held
 /// back: what bounds the memory when answers come in faster than the host takes them.
 constexpr std::size_t backlogLimit = 16;
@@ -94,6 +96,7 @@ class URLSession::Impl {
   };
 
   class DataTask;
+  class DownloadTask;
 
   /// Hands a task to the I/O thread, which is started if need be.
   struct Command {
@@ -117,6 +120,7 @@ class URLSession::Impl {
 
   // What follows runs on the I/O thread.
   void run();
+  void abandon();
   void resume(const TaskPointer& task);
   void cancel(const TaskPointer& task);
   void enqueue(const TaskPointer& task, std::string url);
@@ -163,6 +167,78 @@ class URLSession::Impl::DataTask final : public Task {
   DataCompletion completion_;
 };
 
+class URLSession::Impl::DownloadTask final : public Task {
+ public:
+  DownloadTask(Impl& session, URLRequest request, DownloadCompletion completion)
+      : Task(session, std::move(request)),
+        path_(temporaryDirectory() + "/caprion-XXXXXX"),
+        completion_(std::move(completion)) {}
+  ~DownloadTask() override { clear(); }
+  DownloadTask(const DownloadTask&) = delete;
+  DownloadTask& operator=(const DownloadTask&) = delete;
+
+ private:
+  std::size_t sizeLimit() const override { return downloadSizeLimit; }
+
+  std::optional<Error> append(std::string_view bytes) override {
+    if (auto error = open()) return error;
+    while (!bytes.empty()) {
+      const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+      if (count < 0 && errno != EINTR) return fileError(errno, path_);
+      if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return std::nullopt;
+  }
+
+  void clear() override {
+    if (descriptor_ < 0) return;
+    ::close(descriptor_);
+    descriptor_ = -1;
+    ::unlink(path_.c_str());
+    path_.replace(path_.size() - 6, 6, "XXXXXX");
+  }
+
+  void complete(std::optional<HTTPURLResponse> response, std::optional<Error> error) override {
+    const auto completion = std::exchange(completion_, nullptr);
+    if (!error) error = open();  // a body without a byte is a file all the same
+    std::optional<URL> file;
+    if (!error) file = URL::fileURLWithPath(path_);
+    completion(std::move(file), response, std::move(error));
+    clear();
+  }
+
+  std::optional<Error> open() {
+    if (descriptor_ >= 0) return std::nullopt;
+    const int descriptor = ::mkostemp(path_.data(), O_CLOEXEC);
+    if (descriptor < 0) return fileError(errno, path_);
+    // Never 0, 1 or 2, to which a host that has closed those would write its own output.
+    descriptor_ = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    ::close(descriptor);
+    if (descriptor_ >= 0) return std::nullopt;
+    ::unlink(path_.c_str());
+    return fileError(error, path_);
+  }
+
+  std::string path_;  // of the file once it is open
+  int descriptor_ = -1;
+  DownloadCompletion completion_;
+};
+
+std::shared_ptr<URLSessionTask> LatestTask::exchange(std::shared_ptr<URLSessionTask> task) {
+  const std::lock_guard lock(mutex_);
+  return std::exchange(task_, std::move(task));
+}
+
+void LatestTask::cancel() noexcept {
+  std::shared_ptr<URLSessionTask> task;
+  {
+    const std::lock_guard lock(mutex_);
+    task = task_;
+  }
+  if (task) task->cancel();
+}
+
 URLSession& URLSession::shared() {
   static auto* const session = new URLSession;
   return *session;
@@ -172,6 +248,10 @@ URLSession::URLSession() : impl_(new Impl) {}
 
 std::shared_ptr<URLSessionTask> URLSession::dataTask(URLRequest request, DataCompletion completion) {
   return std::make_shared<Impl::DataTask>(*impl_, std::move(request), std::move(completion));
+}
+
+std::shared_ptr<URLSessionTask> URLSession::downloadTask(URLRequest request, DownloadCompletion completion) {
+  return std::make_shared<Impl::DownloadTask>(*impl_, std::move(request), std::move(completion));
 }
 
 void URLSession::Impl::submit(Command command) noexcept {
@@ -231,7 +311,7 @@ void URLSession::Impl::run() {
   while (true) {
     {
       std::lock_guard lock(mutex_);
-      if (stopping_) return;
+      if (stopping_) return abandon();
       commands.swap(commands_);
     }
     for (const Command& command : commands) {
@@ -249,6 +329,13 @@ void URLSession::Impl::run() {
     const bool tending = completions_.tend();
     curl_multi_poll(multi_, nullptr, 0,
                     tending ? static_cast<int>(CompletionQueue::patience.count()) : untilWoken, nullptr);
+  }
+}
+
+/// Leaves nothing behind of the tasks that the exit has caught halfway.
+void URLSession::Impl::abandon() {
+  for (auto& [name, host] : hosts_) {
+    for (const TaskPointer& task : host.running) task->clear();
   }
 }
 

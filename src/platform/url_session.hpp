@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 
@@ -29,6 +30,20 @@ class URLSessionTask {
   virtual void cancel() noexcept = 0;
 };
 
+/// The latest of several tasks. Any thread may call its members.
+class LatestTask {
+ public:
+  /// Makes this the latest task; returns the one before.
+  std::shared_ptr<URLSessionTask> exchange(std::shared_ptr<URLSessionTask> task);
+
+  /// Cancels the latest task, if there is one.
+  void cancel() noexcept;
+
+ private:
+  std::mutex mutex_;
+  std::shared_ptr<URLSessionTask> task_;
+};
+
 /// The process's HTTP client. One I/O thread runs all exchanges; there are at most six at a time with one
 /// host, and the others wait for their turn. Any thread may call its members.
 ///
@@ -39,10 +54,17 @@ class URLSession {
  public:
   using DataCompletion =
       std::function<void(std::optional<std::string>, std::optional<HTTPURLResponse>, std::optional<Error>)>;
+  /// Gets the body's file in place of the body.
+  using DownloadCompletion =
+      std::function<void(std::optional<URL>, std::optional<HTTPURLResponse>, std::optional<Error>)>;
 
   /// The one session, made on first use, which is when it reads the proxies and the certificate authorities
   /// from the environment. Starts no thread before the first task does. Never destroyed.
   static URLSession& shared();
+
+  /// A task whose body goes to a new file in the temporary directory, which is removed after the completion
+  /// unless that has moved it away. Past 256 MiB it ends with an error.
+  std::shared_ptr<URLSessionTask> downloadTask(URLRequest request, DownloadCompletion completion);
 
   /// A task whose body is kept in memory; past 64 MiB it ends with an error.
   std::shared_ptr<URLSessionTask> dataTask(URLRequest request, DataCompletion completion);

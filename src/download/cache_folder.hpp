@@ -1,0 +1,45 @@
+#pragma once
+
+#include <caprion/error.hpp>
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace caprion {
+
+/// The text as the name of one file or folder, whatever it holds: an ordinary one is its own name, and no two
+/// have the same.
+std::string pathComponent(std::string_view text);
+
+/// The folder of one subtitle, TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID. Whoever holds its lock has it
+/// for himself, among all threads and all processes of the user.
+class CacheFolder {
+ public:
+  CacheFolder(std::string_view applicationName, std::string_view subtitleID);
+  ~CacheFolder();
+  CacheFolder(const CacheFolder&) = delete;
+  CacheFolder& operator=(const CacheFolder&) = delete;
+
+  const std::string& path() const { return path_; }
+
+  /// Makes the folder, if it isn't there.
+  std::optional<Error> create();
+
+  /// Waits until nobody else holds the lock, and takes it; makes the folder, if it isn't there any more, and
+  /// removes what is in it.
+  std::optional<Error> lockAndEmpty();
+
+  /// Lets go of the lock, if it is held. The folder stays.
+  void unlock();
+
+ private:
+  std::optional<Error> open();
+  bool isStillThere() const;
+
+  std::string parent_;
+  std::string path_;
+  int descriptor_ = -1;
+};
+
+}  // namespace caprion

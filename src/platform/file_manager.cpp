@@ -1,0 +1,164 @@
+#include "platform/file_manager.hpp"
+
+#include "platform/error.hpp"
+
+#include <caprion/url.hpp>
+
+#include <fcntl.h>
+#include <fts.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+namespace caprion {
+
+namespace {
+
+constexpr mode_t privateMode = S_IRWXU;
+
+std::string environment(const char* name) {
+  const char* value = ::secure_getenv(name);
+  return value != nullptr ? value : "";
+}
+
+/// The user's folder for what can be fetched again, by the XDG base directory rules.
+std::string cacheDirectory() {
+  if (std::string folder = environment("XDG_CACHE_HOME"); folder.starts_with('/')) return folder;
+  if (const std::string home = environment("HOME"); home.starts_with('/')) return home + "/.cache";
+  std::vector<char> buffer(16'384);
+  passwd entry{};
+  passwd* found = nullptr;
+  ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
+  return std::string(found != nullptr ? found->pw_dir : "") + "/.cache";
+}
+
+struct CloseTree {
+  void operator()(FTS* tree) const { ::fts_close(tree); }
+};
+
+/// A walk through all that lies at a path, by which a link is a link and not what it leads to. No descriptor
+/// is kept open on the way, however deep it leads.
+class Tree {
+ public:
+  explicit Tree(const std::string& path) : path_(path) {
+    std::array<char*, 2> roots{path_.data(), nullptr};
+    tree_.reset(::fts_open(roots.data(), FTS_PHYSICAL | FTS_NOCHDIR, nullptr));
+  }
+  bool isOpen() const { return tree_ != nullptr; }
+  FTSENT* next() { return isOpen() ? ::fts_read(tree_.get()) : nullptr; }
+  void skip(FTSENT* folder) { ::fts_set(tree_.get(), folder, FTS_SKIP); }
+
+ private:
+  std::string path_;
+  std::unique_ptr<FTS, CloseTree> tree_;
+};
+
+void removeTree(const std::string& path, bool withRoot) {
+  Tree tree(path);
+  while (FTSENT* entry = tree.next()) {
+    if (entry->fts_info == FTS_D) {
+      ::chmod(entry->fts_path, privateMode);  // or it may not be possible to look into it
+    } else if (withRoot || entry->fts_level > FTS_ROOTLEVEL) {
+      entry->fts_info == FTS_DP ? ::rmdir(entry->fts_path) : ::unlink(entry->fts_path);
+    }
+  }
+}
+
+std::optional<std::string> realPath(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), std::free);
+  if (resolved == nullptr) return std::nullopt;
+  return resolved.get();
+}
+
+}  // namespace
+
+std::string temporaryDirectory() {
+  std::string directory = environment("TMPDIR");
+  if (directory.empty()) directory = cacheDirectory();
+  directory = URL::fileURLWithPath(directory).path();  // from the working directory, if it is relative
+  while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
+  return directory;
+}
+
+std::optional<Error> createPrivateDirectory(const std::string& path) {
+  if (::mkdir(path.c_str(), privateMode) != 0 && errno != EEXIST) return fileError(errno, path);
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) != 0) return fileError(errno, path);
+  if (S_ISLNK(status.st_mode)) return fileError(ELOOP, path, "it is a symbolic link");
+  if (!S_ISDIR(status.st_mode)) return fileError(ENOTDIR, path);
+  if (status.st_uid != ::geteuid()) return fileError(EPERM, path, "it belongs to another user");
+  if ((status.st_mode & 07777) != privateMode && ::chmod(path.c_str(), privateMode) != 0) {
+    return fileError(errno, path);
+  }
+  return std::nullopt;
+}
+
+std::optional<Error> createDirectories(const std::string& path) {
+  for (std::size_t end = 1; end != std::string::npos;) {
+    end = path.find('/', end + 1);
+    const std::string folder = path.substr(0, end);
+    if (::mkdir(folder.c_str(), privateMode) == 0 || errno == EEXIST) continue;
+    const int error = errno;
+    // On the way there may be folders that are there but that nothing can be made in.
+    if (struct stat status{}; ::stat(folder.c_str(), &status) != 0) return fileError(error, folder);
+  }
+  struct stat status {};
+  if (::stat(path.c_str(), &status) != 0) return fileError(errno, path);
+  if (!S_ISDIR(status.st_mode)) return fileError(ENOTDIR, path);
+  return std::nullopt;
+}
+
+void removeItem(const std::string& path) { removeTree(path, true); }
+
+void removeContents(const std::string& path) { removeTree(path, false); }
+
+std::optional<Error> moveItem(const std::string& from, const std::string& to) {
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return std::nullopt;
+  if (errno != EINVAL && errno != ENOSYS) return fileError(errno, to);
+  // A file system without that flag: a second name for a file can't replace another either.
+  if (::link(from.c_str(), to.c_str()) != 0) return fileError(errno, to);
+  ::unlink(from.c_str());
+  return std::nullopt;
+}
+
+bool fileExists(const std::string& path, const std::string& folder) {
+  const auto target = realPath(path);
+  const auto root = realPath(folder);
+  return target && root && target->starts_with(*root + '/');
+}
+
+void enumerate(const std::string& folder, const std::function<bool(const std::string& path)>& visit,
+               const std::function<void(const std::string& path, const Error& error)>& failed) {
+  Tree tree(folder);
+  if (!tree.isOpen()) return failed(folder, fileError(errno, folder));
+  while (FTSENT* entry = tree.next()) {
+    const std::string path(entry->fts_path, entry->fts_pathlen);
+    const bool isRoot = entry->fts_level == FTS_ROOTLEVEL;
+    switch (entry->fts_info) {
+      case FTS_DP:
+        break;
+      case FTS_DNR:  // a folder that was visited and then could not be read
+      case FTS_ERR:
+      case FTS_NS:
+        failed(path, fileError(entry->fts_errno, path));
+        break;
+      default:
+        if (isRoot) break;
+        if (entry->fts_name[0] == '.') {
+          tree.skip(entry);
+        } else if (!visit(path)) {
+          return;
+        }
+    }
+  }
+}
+
+}  // namespace caprion

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <caprion/error.hpp>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace caprion {
+
+/// Where temporary files of this user go: $TMPDIR where it is set, else the user's cache folder
+/// ($XDG_CACHE_HOME or
+/// ~/.cache), which no other user can have made beforehand. Reads the environment.
+std::string temporaryDirectory();
+
+/// Makes a folder that only the user may enter. One that is there already will do if it is the user's own and
+/// no symbolic link; it is closed to others then.
+std::optional<Error> createPrivateDirectory(const std::string& path);
+
+/// Makes a folder and all that lead to it, those that are missing for the user alone.
+std::optional<Error> createDirectories(const std::string& path);
+
+/// Removes whatever there is at the path, a folder with all that is in it. What the user owns goes, whatever
+/// its mode; what can't be removed stays.
+void removeItem(const std::string& path);
+
+/// The same for all that is in a folder, but not for the folder itself.
+void removeContents(const std::string& path);
+
+/// Gives an item another name in the same file system; never at the cost of one that has this name already.
+std::optional<Error> moveItem(const std::string& from, const std::string& to);
+
+/// Whether there is something at the path behind all symbolic links, which may not lead out of `folder`.
+bool fileExists(const std::string& path, const std::string& folder);
+
+/// Walks through a folder, each folder in it before its content, in the order of the file system. Hidden
+/// entries are passed over with all below them, and symbolic links are not followed. `visit` gets the path of
+/// each entry and answers whether to go on. `failed` gets what could not be read, and the walk goes on with
+/// the rest.
+void enumerate(const std::string& folder, const std::function<bool(const std::string& path)>& visit,
+               const std::function<void(const std::string& path, const Error& error)>& failed);
+
+}  // namespace caprion

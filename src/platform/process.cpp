@@ -1,0 +1,104 @@
+#include "platform/process.hpp"
+
+#include "platform/error.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+
+extern "C" {
+#include <sys/pidfd.h>  // of glibc 2.36, which has forgotten that it may be C++
+}
+
+namespace caprion {
+
+namespace {
+
+/// Lowers the limit of a process that has just been started, far sooner than it can have written that much.
+void limitFileSize(pid_t process, std::uint64_t bytes) {
+  rlimit limit{};
+  if (::prlimit(process, RLIMIT_FSIZE, nullptr, &limit) != 0) return;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, bytes);
+  limit.rlim_max = std::min<rlim_t>(limit.rlim_max, bytes);
+  ::prlimit(process, RLIMIT_FSIZE, &limit, nullptr);
+}
+
+/// Waits until the child has exited, and reaps it unless the host has done so or ignores its children. A
+/// descriptor of the process is proof against the number going to another child meanwhile.
+void waitForExit(pid_t process) {
+  const int descriptor = ::pidfd_open(process, 0);
+  if (descriptor < 0) {
+    while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    return;
+  }
+  pollfd exited{.fd = descriptor, .events = POLLIN, .revents = 0};
+  while (::poll(&exited, 1, -1) < 0 && errno == EINTR) {
+  }
+  siginfo_t status{};
+  ::waitid(P_PIDFD, static_cast<id_t>(descriptor), &status, WEXITED | WNOHANG);
+  ::close(descriptor);
+}
+
+/// The attributes and the descriptors of a process to be spawned.
+class SpawnSettings {
+ public:
+  SpawnSettings() {
+    ::posix_spawnattr_init(&attributes_);
+    ::posix_spawn_file_actions_init(&actions_);
+    sigset_t signals;
+    ::sigfillset(&signals);
+    ::posix_spawnattr_setsigdefault(&attributes_, &signals);
+    ::sigemptyset(&signals);
+    ::posix_spawnattr_setsigmask(&attributes_, &signals);
+    ::posix_spawnattr_setflags(&attributes_,
+                               POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
+    // Left closed, 0 to 2 would become files that the program writes, with its messages in them.
+    for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+      ::posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDWR, 0);
+    }
+    ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+  }
+  ~SpawnSettings() {
+    ::posix_spawnattr_destroy(&attributes_);
+    ::posix_spawn_file_actions_destroy(&actions_);
+  }
+  SpawnSettings(const SpawnSettings&) = delete;
+  SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+  const posix_spawnattr_t* attributes() const { return &attributes_; }
+  const posix_spawn_file_actions_t* actions() const { return &actions_; }
+
+ private:
+  posix_spawnattr_t attributes_{};
+  posix_spawn_file_actions_t actions_{};
+};
+
+}  // namespace
+
+std::optional<Error> Process::run() const {
+  // The arguments and the environment are not changed, for all that the signature says.
+  std::vector<char*> argv{const_cast<char*>(executable.c_str())};
+  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  argv.push_back(nullptr);
+  char* environment[] = {const_cast<char*>("PATH=/usr/bin:/bin"), const_cast<char*>("LC_ALL=C.UTF-8"),
+                         nullptr};
+
+  const SpawnSettings settings;
+  pid_t process = 0;
+  const int error = ::posix_spawn(&process, executable.c_str(), settings.actions(), settings.attributes(),
+                                  argv.data(), environment);
+  if (error != 0) return fileError(error, executable);
+  limitFileSize(process, fileSizeLimit);
+  waitForExit(process);
+  return std::nullopt;
+}
+
+}  // namespace caprion
