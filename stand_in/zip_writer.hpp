@@ -9,7 +9,7 @@ namespace caprion::stand_in {
 struct ZipOptions {
   unsigned mode = 0644;  ///< the Unix permission bits
   bool deflate = true;   ///< else the data is stored as it is
-  std::string password;  ///< not empty: traditional (ZipCrypto) encryption
+  std::string password{};  ///< not empty: traditional (ZipCrypto) encryption
 };
 
 /// Writes a zip archive into memory, as a Unix system would, and hostile ones too: names are any bytes at all

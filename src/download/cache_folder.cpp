@@ -33,13 +33,14 @@ std::string pathComponent(std::string_view text) {
 }
 
 CacheFolder::CacheFolder(std::string_view applicationName, std::string_view subtitleID)
-    : parent_(temporaryDirectory() + '/' + pathComponent(applicationName)),
+    : root_(temporaryDirectory()),
+      parent_(root_ + '/' + pathComponent(applicationName)),
       path_(parent_ + '/' + pathComponent(subtitleID)) {}
 
 CacheFolder::~CacheFolder() { unlock(); }
 
 std::optional<Error> CacheFolder::create() {
-  if (auto error = createDirectories(parent_.substr(0, parent_.rfind('/') + 1))) return error;
+  if (auto error = createDirectories(root_)) return error;
   if (auto error = createPrivateDirectory(parent_)) return error;
   struct stat status {};
   if (::lstat(path_.c_str(), &status) == 0 && !S_ISDIR(status.st_mode)) removeItem(path_);

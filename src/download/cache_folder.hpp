@@ -37,6 +37,7 @@ class CacheFolder {
   std::optional<Error> open();
   bool isStillThere() const;
 
+  std::string root_;
   std::string parent_;
   std::string path_;
   int descriptor_ = -1;

@@ -21,13 +21,13 @@ namespace caprion {
 
 namespace {
 
-/// Lowers the limit of a process that has just been started, far sooner than it can have written that much.
-void limitFileSize(pid_t process, std::uint64_t bytes) {
+/// Lowers a limit of a process that has just been started.
+void lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   rlimit limit{};
-  if (::prlimit(process, RLIMIT_FSIZE, nullptr, &limit) != 0) return;
-  limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, bytes);
-  limit.rlim_max = std::min<rlim_t>(limit.rlim_max, bytes);
-  ::prlimit(process, RLIMIT_FSIZE, &limit, nullptr);
+  if (::prlimit(process, resource, nullptr, &limit) != 0) return;
+  limit.rlim_cur = std::min(limit.rlim_cur, value);
+  limit.rlim_max = std::min(limit.rlim_max, value);
+  ::prlimit(process, resource, &limit, nullptr);
 }
 
 /// Waits until the child has exited, and reaps it unless the host has done so or ignores its children. A
@@ -96,7 +96,9 @@ std::optional<Error> Process::run() const {
   const int error = ::posix_spawn(&process, executable.c_str(), settings.actions(), settings.attributes(),
                                   argv.data(), environment);
   if (error != 0) return fileError(error, executable);
-  limitFileSize(process, fileSizeLimit);
+  // It can't have written much by now. Going past the limit ends it, without a core file.
+  lowerLimit(process, RLIMIT_CORE, 0);
+  lowerLimit(process, RLIMIT_FSIZE, fileSizeLimit);
   waitForExit(process);
   return std::nullopt;
 }

@@ -203,6 +203,7 @@ class URLSession::Impl::DownloadTask final : public Task {
     if (!error) error = open();  // a body without a byte is a file all the same
     std::optional<URL> file;
     if (!error) file = URL::fileURLWithPath(path_);
+    if (error) clear();
     completion(std::move(file), response, std::move(error));
     clear();
   }
