@@ -88,6 +88,37 @@ std::string temporaryDirectory() {
   return directory;
 }
 
+TemporaryFile::TemporaryFile(const std::string& folder) : path_(folder) {
+  constexpr mode_t mode = S_IRUSR | S_IWUSR;
+  int descriptor = ::open(path_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
+  if (descriptor < 0 || ::access("/proc/self/fd", X_OK) != 0) {
+    if (descriptor >= 0) ::close(descriptor);
+    path_ += "/caprion-XXXXXX";
+    descriptor = ::mkostemp(path_.data(), O_CLOEXEC);
+    isNamed_ = descriptor >= 0;
+  }
+  // Never 0, 1 or 2, to which a host that has closed those would write its own output.
+  descriptor_ = descriptor < 0 ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  error_ = errno;
+  if (descriptor >= 0) ::close(descriptor);
+  if (descriptor_ >= 0 && !isNamed_) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
+}
+
+TemporaryFile::~TemporaryFile() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+  if (isNamed_) ::unlink(path_.c_str());
+}
+
+std::optional<Error> TemporaryFile::write(std::string_view bytes) {
+  if (descriptor_ < 0) return fileError(error_, path_);
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
+    if (count < 0 && errno != EINTR) return fileError(errno, path_);
+    if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return std::nullopt;
+}
+
 std::optional<Error> createPrivateDirectory(const std::string& path) {
   if (::mkdir(path.c_str(), privateMode) != 0 && errno != EEXIST) return fileError(errno, path);
   struct stat status {};
@@ -122,9 +153,11 @@ void removeContents(const std::string& path) { removeTree(path, false); }
 
 std::optional<Error> moveItem(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return std::nullopt;
-  if (errno != EINVAL && errno != ENOSYS) return fileError(errno, to);
-  // A file system without that flag: a second name for a file can't replace another either.
-  if (::link(from.c_str(), to.c_str()) != 0) return fileError(errno, to);
+  if (errno != EXDEV && errno != EINVAL && errno != ENOSYS) return fileError(errno, to);
+  // The descriptor of a file without a name, which is a link into another file system, or a file system that
+  // lacks the flag. A new name for a file can't replace another either.
+  const int follow = errno == EXDEV ? AT_SYMLINK_FOLLOW : 0;
+  if (::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), follow) != 0) return fileError(errno, to);
   ::unlink(from.c_str());
   return std::nullopt;
 }

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace caprion {
 
@@ -12,6 +13,28 @@ namespace caprion {
 /// ($XDG_CACHE_HOME or
 /// ~/.cache), which no other user can have made beforehand. Reads the environment.
 std::string temporaryDirectory();
+
+/// A new file in a folder, for the user alone, that is gone with this unless it was moved away.
+class TemporaryFile {
+ public:
+  explicit TemporaryFile(const std::string& folder);
+  ~TemporaryFile();
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+  /// Adds to the file; the error, too, if it could not be made.
+  std::optional<Error> write(std::string_view bytes);
+
+  /// For moveItem. A file without a name in its folder, which is what the system gives where it can, leaves
+  /// nothing behind however the process ends.
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+  bool isNamed_ = false;
+  int descriptor_ = -1;
+  int error_ = 0;
+};
 
 /// Makes a folder that only the user may enter. One that is there already will do if it is the user's own and
 /// no symbolic link; it is closed to others then.

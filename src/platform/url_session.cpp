@@ -170,59 +170,32 @@ class URLSession::Impl::DataTask final : public Task {
 class URLSession::Impl::DownloadTask final : public Task {
  public:
   DownloadTask(Impl& session, URLRequest request, DownloadCompletion completion)
-      : Task(session, std::move(request)),
-        path_(temporaryDirectory() + "/caprion-XXXXXX"),
-        completion_(std::move(completion)) {}
-  ~DownloadTask() override { clear(); }
-  DownloadTask(const DownloadTask&) = delete;
-  DownloadTask& operator=(const DownloadTask&) = delete;
+      : Task(session, std::move(request)), completion_(std::move(completion)) {}
 
  private:
   std::size_t sizeLimit() const override { return downloadSizeLimit; }
 
   std::optional<Error> append(std::string_view bytes) override {
-    if (auto error = open()) return error;
-    while (!bytes.empty()) {
-      const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
-      if (count < 0 && errno != EINTR) return fileError(errno, path_);
-      if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
+    if (!file_) {
+      file_.emplace(directory_);
     }
-    return std::nullopt;
+    return file_->write(bytes);
   }
 
-  void clear() override {
-    if (descriptor_ < 0) return;
-    ::close(descriptor_);
-    descriptor_ = -1;
-    ::unlink(path_.c_str());
-    path_.replace(path_.size() - 6, 6, "XXXXXX");
-  }
+  void clear() override { file_.reset(); }
 
   void complete(std::optional<HTTPURLResponse> response, std::optional<Error> error) override {
     const auto completion = std::exchange(completion_, nullptr);
-    if (!error) error = open();  // a body without a byte is a file all the same
-    std::optional<URL> file;
-    if (!error) file = URL::fileURLWithPath(path_);
+    if (!error) error = append({});  // a body without a byte is a file all the same
     if (error) clear();
-    completion(std::move(file), response, std::move(error));
+    std::optional<URL> location;
+    if (!error) location = URL::fileURLWithPath(file_->path());
+    completion(std::move(location), response, std::move(error));
     clear();
   }
 
-  std::optional<Error> open() {
-    if (descriptor_ >= 0) return std::nullopt;
-    const int descriptor = ::mkostemp(path_.data(), O_CLOEXEC);
-    if (descriptor < 0) return fileError(errno, path_);
-    // Never 0, 1 or 2, to which a host that has closed those would write its own output.
-    descriptor_ = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-    const int error = errno;
-    ::close(descriptor);
-    if (descriptor_ >= 0) return std::nullopt;
-    ::unlink(path_.c_str());
-    return fileError(error, path_);
-  }
-
-  std::string path_;  // of the file once it is open
-  int descriptor_ = -1;
+  const std::string directory_ = temporaryDirectory();
+  std::optional<TemporaryFile> file_;
   DownloadCompletion completion_;
 };
 
