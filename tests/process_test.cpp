@@ -20,7 +20,7 @@ TEST(Process, EndsCleanlyInWhateverWay) {
   cases.push_back({"fork", 20, "[]"});
 #endif
   for (const Case& c : cases) {
-    service.setHandler([&](const auto&) { return stand_in::Answer{.body = c.body}; });
+    service.setHandler([body = c.body](const auto&) { return stand_in::Answer{.body = body}; });
     for (int i = 0; i < c.times; ++i) {
       const auto run = runThrough(
           service, "LINGER=" + std::to_string(i * 200) + " " PROCESS_UNDER_TEST " " + shellQuoted(c.how));

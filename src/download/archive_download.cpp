@@ -59,6 +59,8 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
   if (const auto error = folder.create()) return completion(*error);
   const std::string archive = folder.path() + "/archive.zip";
 
+  // A cancelled task may complete before its turn has come, when the folder is not yet this download's to
+  // touch.
   const auto promise = std::make_shared<std::promise<bool>>();
   const std::shared_future<bool> stored = promise->get_future().share();
   const auto task = session.downloadTask(
@@ -70,9 +72,10 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
         } else if (!error) {
           error = moveItem(file->path(), archive);
         }
-        // The host may start this download anew from within a report, so the lock is let go of before each.
-        if (error) folder.unlock();
-        if (error && error->code() != url_error::cancelled) completion(*error);
+        if (error && error->code() != url_error::cancelled) {
+          folder.unlock();  // as the host may start this download anew from within the report
+          completion(*error);
+        }
         promise->set_value(!error);
       });
   const EndOfTask end(*task, stored);

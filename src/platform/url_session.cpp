@@ -88,6 +88,7 @@ class URLSession::Impl {
 
     Impl& session_;
     const URLRequest request_;
+    std::atomic<bool> wasSubmitted_ = false;
     Phase phase_ = Phase::suspended;
     std::string url_;  // of the request, and then of the redirects
     std::string host_;
@@ -240,9 +241,11 @@ void URLSession::Impl::submit(Command command) noexcept {
     refused = start();
     if (!refused) commands_.push_back(command);
   }
+  const bool isFirst = !command.task->wasSubmitted_.exchange(true);
   if (!refused) {
     curl_multi_wakeup(multi_);
-  } else if (command.what == Command::resume) {
+  } else if (isFirst) {  // or the task has been reported on, or belongs to the parent of this process
+    if (command.what == Command::cancel) refused = urlError(url_error::cancelled);
     runInBackground(
         [task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); });
   }
