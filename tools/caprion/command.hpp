@@ -23,7 +23,10 @@ struct Command {
   ExitStatus (*run)(const Arguments& arguments, Output& output);
 };
 
+extern const Command getCommand;
 extern const Command searchCommand;
+extern const Command downloadCommand;
 extern const Command hashCommand;
+extern const Command parseCommand;
 
 }  // namespace caprion::tool

@@ -19,7 +19,8 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr const Command* commands[] = {&searchCommand, &hashCommand};
+constexpr const Command* commands[] = {&getCommand, &searchCommand, &downloadCommand, &hashCommand,
+                                       &parseCommand};
 
 constexpr std::string_view commonHelp = R"(
   --json             one JSON object a line on standard output, failures too

@@ -1,5 +1,6 @@
 #include "output.hpp"
 
+#include "files.hpp"
 #include "text.hpp"
 
 #include <boost/json/serialize.hpp>
@@ -23,19 +24,6 @@ namespace {
 
 // A server's whole answer may be the description of an error. People need its start.
 constexpr std::size_t longestDescription = 1'000;
-
-/// Writes it all; returns 0 or the number of the error.
-int writeAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t count = ::write(descriptor, text.data(), text.size());
-    if (count >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(count));
-    } else if (errno != EINTR) {
-      return errno;
-    }
-  }
-  return 0;
-}
 
 /// Whether escape sequences do something good there.
 bool takesEscapes(int descriptor) {
@@ -100,6 +88,10 @@ void Output::print(std::string_view text) {
   if (writeError_ == 0) writeError_ = writeAll(results_, text);
 }
 
+void Output::printPath(std::string_view path) {
+  print((::isatty(results_) ? printable(path) : std::string(path)) + "\n");
+}
+
 void Output::printTable(std::vector<Row> rows) {
   print(tableLines(std::move(rows), widthOf(results_), showsColour(results_)));
 }
@@ -153,7 +145,9 @@ bool Output::finish() {
 
 Progress::Progress(const Output& output, std::string_view text)
     : shown_(!output.quiet_ && takesEscapes(STDERR_FILENO)) {
-  if (shown_) writeAll(STDERR_FILENO, text);
+  // A line that the terminal had to break couldn't be taken back.
+  const std::size_t width = widthOf(STDERR_FILENO).value_or(80);
+  if (shown_) writeAll(STDERR_FILENO, fitted(printable(text), std::max<std::size_t>(width, 2) - 1));
 }
 
 Progress::~Progress() {

@@ -30,8 +30,14 @@ class Output {
   void setMode(bool json, bool quiet);
   bool json() const { return json_; }
 
+  /// Results couldn't be written; what else is printed is lost.
+  bool failed() const { return writeError_ != 0; }
+
   /// Writes results, for people; the text has to be printable.
   void print(std::string_view text);
+
+  /// Writes one line that is a path, every byte of it unless that is a terminal's.
+  void printPath(std::string_view path);
 
   /// Writes rows, the first of them the heading, as a table that fits the terminal.
   void printTable(std::vector<Row> rows);

@@ -1,13 +1,8 @@
 #include "command.hpp"
-#include "text.hpp"
-
-#include <caprion/caprion.hpp>
-#include <caprion/caprion_helper.hpp>
+#include "service.hpp"
 
 #include <boost/json/parse.hpp>
 
-#include <future>
-#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -35,8 +30,6 @@ Searches for subtitles and prints what was found.
                      effect on --where, which sends its own criteria alone:
                      use --where sublanguageid=LANG there.
 )";
-
-using Hits = CaprionHelper::SubtitleList;
 
 /// What the command line asks for. Exactly one of the first three is there.
 struct Search {
@@ -77,27 +70,10 @@ Search searchFrom(const Arguments& arguments) {
   return search;
 }
 
-/// Searches, and waits for the outcome.
 Result<Hits> outcomeOf(const Search& search) {
-  // Shared with the callback, which may still be inside the promise when its value has been taken here.
-  const auto outcome = std::make_shared<std::promise<Result<Hits>>>();
-  const auto report = [outcome](std::optional<Hits> hits, const std::optional<Error>& error) {
-    outcome->set_value(hits ? Result<Hits>(std::move(*hits)) : Result<Hits>(error.value()));
-  };
-  if (search.file) {
-    CaprionHelper::shared().findSubtitles(URL::fileURLWithPath(*search.file), search.language, report);
-  } else if (search.text) {
-    CaprionHelper::shared().findSubtitles(*search.text, search.language, report);
-  } else {
-    Caprion::shared().query(search.criteria, [report](Result<QueryResult> result) {
-      if (result) {
-        report(std::move(result->subtitles), std::nullopt);
-      } else {
-        report(std::nullopt, result.error());
-      }
-    });
-  }
-  return outcome->get_future().get();
+  if (search.file) return findSubtitles(URL::fileURLWithPath(*search.file), search.language);
+  if (search.text) return findSubtitles(*search.text, search.language);
+  return query(search.criteria);
 }
 
 ExitStatus printLines(const Hits& hits, Output& output) {

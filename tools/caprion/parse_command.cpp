@@ -1,0 +1,97 @@
+#include "command.hpp"
+#include "files.hpp"
+#include "text.hpp"
+
+#include <caprion/video_file_components.hpp>
+
+#include <boost/json/serialize.hpp>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string>
+
+namespace caprion::tool {
+
+namespace {
+
+constexpr std::string_view help = R"(usage: caprion parse NAME...
+       caprion parse -
+
+Prints what the names of video files tell: title, year, season, episode and
+resolution, and the text to search the service by. The files needn't exist; of a
+path, its last component counts, with or without a slash behind it.
+
+With "-" alone, the names are the lines of standard input, each byte of them but
+the line's end. Every line gets its line of output, an empty one too, which names
+an empty title.
+)";
+
+VideoFileComponents componentsOf(std::string_view name) {
+  // The empty path would be the working directory. The slash spares the others the look for what that is.
+  if (name.empty()) return {};
+  return VideoFileUtilities::componentsFrom(URL::fileURLWithPath(std::string("/").append(name)));
+}
+
+std::string lineForPeople(std::string_view name, const VideoFileComponents& components) {
+  std::string line = printable(name) + ": " + printable(components.title);
+  if (components.year) line += ", year " + std::to_string(*components.year);
+  if (components.season) line += ", season " + std::to_string(*components.season);
+  if (components.episode) line += ", episode " + std::to_string(*components.episode);
+  if (components.resolution) line += ", " + printable(*components.resolution);
+  return line + "\n";
+}
+
+std::string lineOfJSON(std::string_view name, const VideoFileComponents& components) {
+  boost::json::object line{{"file", wellFormed(name)}, {"title", components.title}};
+  if (components.year) line["year"] = *components.year;
+  if (components.season) line["season"] = *components.season;
+  if (components.episode) line["episode"] = *components.episode;
+  if (components.resolution) line["resolution"] = *components.resolution;
+  line["searchString"] = components.searchString();
+  return boost::json::serialize(line) + "\n";
+}
+
+std::string lineFor(std::string_view name, const Output& output) {
+  const VideoFileComponents components = componentsOf(name);
+  return output.json() ? lineOfJSON(name, components) : lineForPeople(name, components);
+}
+
+ExitStatus parseStandardInput(Output& output) {
+  std::string unread;
+  std::array<char, 65'536> part;
+  ssize_t count = 0;
+  // What was read at once is answered at once: fast for a file, and nothing waits for what comes later.
+  while (!output.failed() && (count = readSome(STDIN_FILENO, part)) > 0) {
+    std::size_t searched = unread.size();
+    unread.append(part.data(), static_cast<std::size_t>(count));
+    std::string lines;
+    std::size_t start = 0;
+    for (std::size_t end; (end = unread.find('\n', searched)) != std::string::npos;) {
+      lines += lineFor(std::string_view(unread).substr(start, end - start), output);
+      start = searched = end + 1;
+    }
+    unread.erase(0, start);
+    output.print(lines);
+  }
+  if (count < 0) {
+    output.printFailure("standard input", systemError(errno));
+    return ExitStatus::failed;
+  }
+  if (!unread.empty()) output.print(lineFor(unread, output));
+  return ExitStatus::done;
+}
+
+ExitStatus run(const Arguments& arguments, Output& output) {
+  if (arguments.operands.empty()) throw UsageError("give at least one name, or - to read them");
+  if (arguments.operands.size() == 1 && arguments.operands.front() == "-") return parseStandardInput(output);
+  for (const std::string_view name : arguments.operands) output.print(lineFor(name, output));
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+constexpr Command parseCommand{"parse", "print what the names of video files tell", help, {}, run};
+
+}  // namespace caprion::tool

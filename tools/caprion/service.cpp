@@ -1,0 +1,58 @@
+#include "service.hpp"
+
+#include <future>
+#include <optional>
+#include <utility>
+
+namespace caprion::tool {
+
+namespace {
+
+/// Starts a search by handing it a completion, and waits for what that is given.
+template <typename Start>
+Result<Hits> outcomeOf(const Start& start) {
+  // Shared with the callback, which may still be inside the promise when its value has been taken here.
+  const auto outcome = std::make_shared<std::promise<Result<Hits>>>();
+  start([outcome](std::optional<Hits> hits, const std::optional<Error>& error) {
+    outcome->set_value(hits ? Result<Hits>(std::move(*hits)) : Result<Hits>(error.value()));
+  });
+  return outcome->get_future().get();
+}
+
+}  // namespace
+
+Result<Hits> findSubtitles(const URL& videoFile, std::string_view language) {
+  return outcomeOf([&](const CaprionHelper::SearchCompletion& report) {
+    CaprionHelper::shared().findSubtitles(videoFile, language, report);
+  });
+}
+
+Result<Hits> findSubtitles(std::string_view matching, std::string_view language) {
+  return outcomeOf([&](const CaprionHelper::SearchCompletion& report) {
+    CaprionHelper::shared().findSubtitles(matching, language, report);
+  });
+}
+
+Result<Hits> query(const std::vector<Arg>& criteria) {
+  return outcomeOf([&](const CaprionHelper::SearchCompletion& report) {
+    Caprion::shared().query(criteria, [report](Result<QueryResult> result) {
+      if (result) {
+        report(std::move(result->subtitles), std::nullopt);
+      } else {
+        report(std::nullopt, result.error());
+      }
+    });
+  });
+}
+
+std::vector<Result<URL>> download(const Subtitle& subtitle) {
+  std::vector<Result<URL>> reports;
+  CaprionHelper::shared().downloadSubtitleFile(
+      subtitle, [&reports](const std::optional<URL>& file, const std::optional<Error>& error) {
+        reports.push_back(file ? Result<URL>(*file) : Result<URL>(error.value()));
+      });
+  if (reports.empty()) reports.emplace_back(Error("", 0, {}, "The download was cancelled"));
+  return reports;
+}
+
+}  // namespace caprion::tool
