@@ -136,6 +136,7 @@ TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
            Case{"[null,1,\"x\",[" + id("\"a\"") + "],{}," + id("\"c\"") + ",true]", "c"},
            Case{"[" + id("1") + "," + id("null") + "]", ""},
            Case{"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
+           Case{"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
            // What one element left behind must not complete the next.
            Case{"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
        }) {
@@ -178,8 +179,10 @@ TEST(QueryResult, TakesNothingButAWholeArrayOfValidJSON) {
     EXPECT_EQ(result.error().domain(), DecodingErrorDomain) << json.substr(0, 80);
   }
   const std::string deep = std::string(500, '[') + std::string(500, ']');
-  for (const std::string& json : {deep, ignored + "123456789012345678901234567890}]", ignored + "1e400}]",
-                                  ignored + "-0.0E-0}]", ignored + "\"\\u0000\xF4\x8F\xBF\xBF\"}]"}) {
+  for (const std::string& json :
+       {deep, ignored + "123456789012345678901234567890}]", ignored + "1e400}]", ignored + "-0.0E-0}]",
+        ignored + "[1e99999999999,-2.5E+2147483648,\"1\\\"1e99999\"]}]",
+        ignored + "\"\\u0000\xF4\x8F\xBF\xBF\"}]"}) {
     EXPECT_TRUE(QueryResult::decode(json)) << json.substr(0, 80);
   }
 }

@@ -128,6 +128,13 @@ TEST(Search, JudgesAnAnswerByItsBodyAlone) {
   }
 }
 
+TEST(Search, WithoutACallbackIsASearchAllTheSame) {
+  service().setHandler(always({.body = "[]"}));
+  Caprion::shared().query(anything, nullptr);
+  CaprionHelper::shared().findSubtitles(URL::fileURLWithPath("/missing"), "eng", nullptr);
+  EXPECT_TRUE(search(anything));
+}
+
 TEST(Search, WithoutAResponseIsABadResponse) {
   const auto result = searchAnswer(std::nullopt, std::nullopt, std::nullopt);
   ASSERT_FALSE(result);
@@ -166,6 +173,7 @@ TEST(Search, ReportsAFaultOfTheExchangeOnce) {
            Case{"redirected to a file", redirect("file:///etc/passwd"), -1002},
            Case{"redirected to http", redirect("http://rest.opensubtitles.org/"), -1002},
            Case{"redirected nowhere", redirect("https://"), -1000},
+           Case{"redirected to no host", redirect("https:///x"), -1000},
        }) {
     service().setHandler(always(c.answer));
     const auto result = search(anything);
@@ -179,13 +187,13 @@ TEST(Search, ReportsAFaultOfTheExchangeOnce) {
 TEST(Search, FollowsRedirectsWithItsHeader) {
   service().setHandler([](const stand_in::Request& request) -> std::optional<Answer> {
     if (request.target == "/search/query-x") {
-      return Answer{.status = 301, .headers = {{"Location", "https://other.test/a b?c"}}, .body = "moved"};
+      return Answer{.status = 301, .headers = {{"Location", "https://other.test/a \"b?c"}}, .body = "moved"};
     }
     return Answer{.body = "[]"};
   });
   ASSERT_TRUE(search(anything));
   EXPECT_EQ(lastRequest().host, "other.test");
-  EXPECT_EQ(lastRequest().target, "/a%20b?c");
+  EXPECT_EQ(lastRequest().target, "/a%20%22b?c");
   EXPECT_EQ(lastRequest().header("User-Agent"), std::vector{"Tovix"s});
 }
 

@@ -67,6 +67,25 @@ TEST(URLSession, TellsFaultsApart) {
   }
 }
 
+TEST(URLSession, TimesOutOnSilenceAlone) {
+  // Takes longer than the time-out as a whole.
+  service().setHandler(always(
+      {.body = std::string(60, 'x'), .fault = Fault::drip, .interval = std::chrono::milliseconds(15)}));
+  const auto got = get("http://a.test/", std::chrono::seconds(1));
+  EXPECT_FALSE(got.error);
+  EXPECT_EQ(got.body, std::string(60, 'x'));
+}
+
+TEST(URLSession, SendsURLsOfAnyLengthUpToItsLimit) {
+  service().setHandler(always({}));
+  for (const std::size_t length : {100'000u, 300'000u, 900'000u}) {
+    const std::string path = "/" + std::string(length, 'x');
+    EXPECT_FALSE(get("https://a.test" + path).error) << length;
+    EXPECT_EQ(service().requests().back().target.size(), path.size());
+  }
+  EXPECT_EQ(get("https://a.test/" + std::string(1'000'000, 'x')).error->code(), -1000);
+}
+
 TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
   std::promise<Completion> promise;
   const auto task =

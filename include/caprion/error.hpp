@@ -17,7 +17,7 @@ namespace caprion {
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescriptionKey";
 inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey =
     "NSLocalizedRecoverySuggestionErrorKey";
-/// libcurl's own words on a failed transfer: more detail than the description, in no fixed form.
+/// The transport's own words on a failed transfer: more detail than the description, in no fixed form.
 inline constexpr std::string_view TransportMessageKey = "TransportMessageKey";
 /// The JSON key at which a decoding failed.
 inline constexpr std::string_view CodingKeyKey = "CodingKeyKey";

@@ -29,6 +29,7 @@ Caprion::Caprion() : impl_(std::make_unique<Impl>()) {}
 Caprion::~Caprion() = default;
 
 void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexcept {
+  if (!result) result = [](const auto&) {};
   std::optional<URLRequest> request;
   try {
     request = searchRequest(args);
@@ -37,9 +38,8 @@ void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexce
     return;
   }
   const auto task = impl_->urlSession.dataTask(
-      std::move(*request),
-      [result = std::move(result)](const auto& body, const auto& response, const auto& error) {
-        result(searchAnswer(body, response, error));
+      std::move(*request), [result = std::move(result)](auto body, const auto& response, const auto& error) {
+        result(searchAnswer(std::move(body), response, error));
       });
   impl_->queryTask.exchange(task);
   task->resume();
@@ -48,10 +48,11 @@ void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexce
 void Caprion::cancelQueryTask() noexcept { impl_->queryTask.cancel(); }
 
 void Caprion::download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept {
+  const DownloadCompletion report = completion ? completion : [](const auto&) {};
   try {
-    downloadSubtitle(subtitle, impl_->urlSession, impl_->downloadTask, serviceRequest, completion);
+    downloadSubtitle(subtitle, impl_->urlSession, impl_->downloadTask, serviceRequest, report);
   } catch (const std::bad_alloc&) {
-    completion(posixError(ENOMEM));
+    report(posixError(ENOMEM));
   }
 }
 

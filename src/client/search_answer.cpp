@@ -1,9 +1,13 @@
 #include "client/search_answer.hpp"
 
+#include "platform/error.hpp"
 #include "platform/text.hpp"
 
 #include <array>
+#include <cerrno>
+#include <new>
 #include <string_view>
+#include <utility>
 
 namespace caprion {
 
@@ -15,21 +19,33 @@ Error errorFor(NetworkingError kind) {
                descriptions[static_cast<std::size_t>(kind)]);
 }
 
-Result<QueryResult> searchAnswer(const std::optional<std::string>& body,
-                                 const std::optional<HTTPURLResponse>& response,
-                                 const std::optional<Error>& error) {
-  if (error) return *error;
-  if (!response || !body) return errorFor(NetworkingError::badResponse);
+namespace {
 
-  // The status is not looked at: the service may well answer a search with a list and a status such as 404.
-  auto result = QueryResult::decode(*body);
-  if (result) return result;
-
-  const bool isText = isValidUTF8(*body);
-  printLine(isText ? std::string_view(*body) : "defaultvalue");
-  const Error::Value description = isText ? Error::Value(*body) : Error::Value(Error::Null());
-  return Error(std::string(AnswerErrorDomain), 0, {{std::string(NSLocalizedDescriptionKey), description}},
+/// The answer, which is no list of subtitles, as an error. The body is not copied, as it may be large.
+Error answerError(std::string body) {
+  const bool isText = isValidUTF8(body);
+  printLine(isText ? std::string_view(body) : "defaultvalue");
+  Error::UserInfo userInfo;
+  userInfo.emplace(NSLocalizedDescriptionKey, isText ? Error::Value(std::move(body)) : Error::Null());
+  return Error(std::string(AnswerErrorDomain), 0, std::move(userInfo),
                "The server's answer is neither a list of subtitles nor text");
+}
+
+}  // namespace
+
+Result<QueryResult> searchAnswer(std::optional<std::string> body,
+                                 const std::optional<HTTPURLResponse>& response,
+                                 const std::optional<Error>& error) noexcept {
+  if (error) return *error;
+  try {
+    if (!response || !body) return errorFor(NetworkingError::badResponse);
+    // The status is not looked at: the service may well answer a search with a list and a status such as 404.
+    auto result = QueryResult::decode(*body);
+    if (result || result.error().domain() != DecodingErrorDomain) return result;
+    return answerError(std::move(*body));
+  } catch (const std::bad_alloc&) {
+    return posixError(ENOMEM);
+  }
 }
 
 }  // namespace caprion

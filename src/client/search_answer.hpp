@@ -19,8 +19,8 @@ Error errorFor(NetworkingError kind);
 
 /// What a search reports when its task completes with these. An answer that doesn't decode is also written to
 /// standard output.
-Result<QueryResult> searchAnswer(const std::optional<std::string>& body,
+Result<QueryResult> searchAnswer(std::optional<std::string> body,
                                  const std::optional<HTTPURLResponse>& response,
-                                 const std::optional<Error>& error);
+                                 const std::optional<Error>& error) noexcept;
 
 }  // namespace caprion

@@ -30,9 +30,7 @@ std::optional<Param> paramFrom(std::string_view rawValue) noexcept {
 
 Arg::Arg(Param param, std::string arg) : param_(param), arg_(std::move(arg)) {}
 
-std::string Arg::path() const {
-  return std::string("/").append(rawValue(param_)).append("-").append(arg_);
-}
+std::string Arg::path() const { return std::string("/").append(rawValue(param_)).append("-").append(arg_); }
 
 URLRequest serviceRequest(URL url) {
   URLRequest request{.url = std::move(url), .timeoutInterval = timeout};

@@ -28,7 +28,8 @@ std::string applicationName() {
   return "Caprion";
 }
 
-/// Sees to it that a task has ended, and its completion has run, before what that refers to is gone.
+/// Sees to it that a task has ended, and its completion has run, before what that refers to is gone. A task
+/// that has ended by itself is not touched.
 class EndOfTask {
  public:
   EndOfTask(URLSessionTask& task, std::shared_future<bool> completed)
@@ -59,12 +60,10 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
   if (const auto error = folder.create()) return completion(*error);
   const std::string archive = folder.path() + "/archive.zip";
 
-  // A cancelled task may complete before its turn has come, when the folder is not yet this download's to
-  // touch.
   const auto promise = std::make_shared<std::promise<bool>>();
   const std::shared_future<bool> stored = promise->get_future().share();
   const auto task = session.downloadTask(
-      requestFor(*url),
+      requestFor(*url), folder.path(),
       [&, promise](const auto& file, const auto&, const std::optional<Error>& transportError) {
         std::optional<Error> error = transportError;
         if (!error && !file) {
@@ -72,8 +71,10 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
         } else if (!error) {
           error = moveItem(file->path(), archive);
         }
+        // A task may be cancelled before this download has the lock; any other end comes while it is held. It
+        // is let go of first, as the host may start this download anew from within the report.
         if (error && error->code() != url_error::cancelled) {
-          folder.unlock();  // as the host may start this download anew from within the report
+          folder.unlock();
           completion(*error);
         }
         promise->set_value(!error);
@@ -82,7 +83,9 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
 
   // The download before gives way now, as it may hold the lock that this one waits for.
   if (const auto previous = latestTask.exchange(task)) previous->cancel();
-  if (const auto error = folder.lockAndEmpty()) return completion(*error);
+  if (const auto error = folder.lock()) return completion(*error);
+  if (!latestTask.is(task)) return;  // this one has given way itself, and what is in the folder isn't its own
+  folder.empty();
   task->resume();
   if (!stored.get()) return;
 

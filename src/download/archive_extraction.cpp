@@ -59,7 +59,9 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
   // Overwrite without asking; match names in any case (none are given); unpack into the folder.
   const Process unzip{.executable = "/usr/bin/unzip",
                       .arguments = {"-o", "-C", archive, "-d", folder.path()},
-                      .fileSizeLimit = entrySizeLimit};
+                      .fileSizeLimit = entrySizeLimit,
+                      // Should the host exit meanwhile, the folder stays locked until unzip is done with it.
+                      .sharedDescriptor = folder.lockDescriptor()};
   if (const auto error = unzip.run()) return {*error};
 
   std::vector<Result<URL>> reports;

@@ -1,5 +1,6 @@
 #include "download/cache_folder.hpp"
 
+#include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
 #include "platform/sha256.hpp"
@@ -20,7 +21,9 @@ std::string pathComponent(std::string_view text) {
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
     const bool hides = c == '.' && name.empty();
-    if (byte < 0x20 || byte == 0x7F || c == '/' || c == '%' || hides) {
+    // unzip takes some for wildcards.
+    const bool isSpecial = std::string_view("/%*?[]\\").find(c) != std::string_view::npos;
+    if (byte < 0x20 || byte == 0x7F || isSpecial || hides) {
       name += {'%', digits[byte >> 4], digits[byte & 15]};
     } else {
       name += c;
@@ -47,19 +50,21 @@ std::optional<Error> CacheFolder::create() {
   return createPrivateDirectory(path_);
 }
 
-std::optional<Error> CacheFolder::lockAndEmpty() {
+std::optional<Error> CacheFolder::lock() {
   do {
     unlock();
     if (auto error = create()) return error;
-    descriptor_ = ::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    descriptor_ =
+        pastStandardDescriptors(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (descriptor_ < 0) return fileError(errno, path_);
     while (::flock(descriptor_, LOCK_EX) != 0) {
       if (errno != EINTR) return fileError(errno, path_);
     }
   } while (!isStillThere());
-  removeContents(path_);
   return std::nullopt;
 }
+
+void CacheFolder::empty() const { removeContents(path_); }
 
 void CacheFolder::unlock() {
   if (descriptor_ < 0) return;

@@ -26,15 +26,19 @@ class CacheFolder {
   /// Makes the folder, if it isn't there.
   std::optional<Error> create();
 
-  /// Waits until nobody else holds the lock, and takes it; makes the folder, if it isn't there any more, and
-  /// removes what is in it.
-  std::optional<Error> lockAndEmpty();
+  /// Waits until nobody else holds the lock, and takes it; makes the folder, if it isn't there any more.
+  std::optional<Error> lock();
+
+  /// What the lock hangs on: it is held as long as anybody has this open. -1 while it isn't held.
+  int lockDescriptor() const { return descriptor_; }
+
+  /// Removes what is in the folder; what can't be removed stays.
+  void empty() const;
 
   /// Lets go of the lock, if it is held. The folder stays.
   void unlock();
 
  private:
-  std::optional<Error> open();
   bool isStillThere() const;
 
   std::string root_;

@@ -1,23 +1,37 @@
 #include "platform/error.hpp"
+#include "platform/thread.hpp"
 
 #include <caprion/caprion_helper.hpp>
 
+#include <cerrno>
+#include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace caprion {
 
 namespace {
 
-/// A completion of the client that hands its report on as a pair of optional values.
-Caprion::QueryCompletion asPair(CaprionHelper::SearchCompletion completion) {
-  return [completion = std::move(completion)](Result<QueryResult> result) {
+/// Runs the search by the criteria that `makeArgs` makes, and hands its report on as a pair of optional
+/// values.
+template <typename MakeArgs>
+void search(const MakeArgs& makeArgs, CaprionHelper::SearchCompletion completion) noexcept {
+  if (!completion) completion = [](const auto&, const auto&) {};
+  std::vector<Arg> args;
+  try {
+    args = makeArgs();
+  } catch (const std::bad_alloc&) {  // texts may be of any size
+    runInBackground([completion = std::move(completion)] { completion(std::nullopt, posixError(ENOMEM)); });
+    return;
+  }
+  Caprion::shared().query(args, [completion = std::move(completion)](Result<QueryResult> result) {
     if (result) {
       completion(std::move(result->subtitles), std::nullopt);
     } else {
       completion(std::nullopt, result.error());
     }
-  };
+  });
 }
 
 }  // namespace
@@ -31,31 +45,38 @@ void CaprionHelper::findSubtitles(const URL& videoFile, std::string_view languag
                                   SearchCompletion completion) noexcept {
   const auto hash = Caprion::hashFor(videoFile);
   if (!hash) {
-    completion(std::nullopt, libraryError("Cannot create a video hash for the file"));
+    if (completion) completion(std::nullopt, libraryError("Cannot create a video hash for the file"));
     return;
   }
-  Caprion::shared().query(
-      {Arg(Param::moviebytesize, std::to_string(hash->fileSize)), Arg(Param::moviehash, hash->fileHash),
-       Arg(Param::sublanguageid, std::string(language))},
-      asPair(std::move(completion)));
+  search(
+      [&] {
+        return std::vector{Arg(Param::moviebytesize, std::to_string(hash->fileSize)),
+                           Arg(Param::moviehash, hash->fileHash),
+                           Arg(Param::sublanguageid, std::string(language))};
+      },
+      std::move(completion));
+}
+
+void CaprionHelper::findSubtitles(std::string_view matching, std::string_view language,
+                                  SearchCompletion completion) noexcept {
+  search(
+      [&] {
+        return std::vector{Arg(Param::query, std::string(matching)),
+                           Arg(Param::sublanguageid, std::string(language))};
+      },
+      std::move(completion));
 }
 
 void CaprionHelper::downloadSubtitleFile(const Subtitle& subtitle,
                                          const DownloadCompletion& completion) noexcept {
   Caprion::shared().download(subtitle, [&](const Result<URL>& file) {
+    if (!completion) return;
     if (file) {
       completion(*file, std::nullopt);
     } else {
       completion(std::nullopt, file.error());
     }
   });
-}
-
-void CaprionHelper::findSubtitles(std::string_view matching, std::string_view language,
-                                  SearchCompletion completion) noexcept {
-  Caprion::shared().query(
-      {Arg(Param::query, std::string(matching)), Arg(Param::sublanguageid, std::string(language))},
-      asPair(std::move(completion)));
 }
 
 }  // namespace caprion

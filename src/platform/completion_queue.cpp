@@ -2,6 +2,7 @@
 
 #include "platform/thread.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace caprion {
@@ -9,6 +10,7 @@ namespace caprion {
 namespace {
 
 constexpr std::size_t usualThreads = 4;
+constexpr std::size_t mostThreadsToAdd = 4;
 constexpr std::chrono::seconds idleLimit{10};
 constexpr std::chrono::milliseconds stopLimit{200};
 
@@ -28,7 +30,7 @@ void CompletionQueue::add(std::function<void()> work) {
   std::lock_guard lock(mutex_);
   if (waiting_.empty()) {
     tended_ = std::chrono::steady_clock::now();
-    takenAtTending_ = taken_;
+    doneAtTending_ = done_;
   }
   waiting_.push_back(std::move(work));
   if (waiting_.size() > idle_ && threads_ < usualThreads) addThread();
@@ -45,8 +47,13 @@ bool CompletionQueue::tend() {
   if (waiting_.empty()) return false;
   const auto now = std::chrono::steady_clock::now();
   if (now - tended_ >= patience) {
-    if (taken_ == takenAtTending_ && idle_ == 0) addThread();
-    takenAtTending_ = taken_;
+    if (done_ != doneAtTending_ || idle_ > 0) {
+      threadsToAdd_ = 1;
+    } else {
+      for (std::size_t i = 0; i < threadsToAdd_; ++i) addThread();
+      threadsToAdd_ = std::min(threadsToAdd_ * 2, mostThreadsToAdd);
+    }
+    doneAtTending_ = done_;
     tended_ = now;
   }
   return true;
@@ -81,7 +88,6 @@ void CompletionQueue::run() {
     }
     auto work = std::move(waiting_.front());
     waiting_.pop_front();
-    ++taken_;
     ++running_;
     const bool relieved = waiting_.size() == backlogLimit_;
     lock.unlock();
@@ -90,6 +96,7 @@ void CompletionQueue::run() {
     work = nullptr;
     lock.lock();
     --running_;
+    ++done_;
     if (stopping_) changed_.notify_all();
   }
   --threads_;

@@ -10,9 +10,8 @@
 namespace caprion {
 
 /// The background queue on which completions run, several at once. Completions are the host's code and may
-/// block on one another, so a queue that makes no progress gets one more thread each time that tend() finds
-/// it so, as many as it takes; one that moves stays at a few. Threads that have nothing to do for a while
-/// end.
+/// block on one another, so a queue that makes no progress gets more threads each time that tend() finds it
+/// so, as many as it takes; one that moves stays at a few. Threads that have nothing to do for a while end.
 class CompletionQueue {
  public:
   /// How long a waiting completion may see no progress before a thread is added.
@@ -47,8 +46,9 @@ class CompletionQueue {
   std::size_t threads_ = 0;
   std::size_t idle_ = 0;
   std::size_t running_ = 0;
-  std::size_t taken_ = 0;  // completions taken from the queue so far
-  std::size_t takenAtTending_ = 0;
+  std::size_t done_ = 0;  // completions that have run so far
+  std::size_t doneAtTending_ = 0;
+  std::size_t threadsToAdd_ = 1;  // the next time that no completion gets on
   std::chrono::steady_clock::time_point tended_;
   bool stopping_ = false;
 };

@@ -9,7 +9,7 @@ struct Error::State {
   std::string domain;
   std::int64_t code;
   UserInfo userInfo;
-  std::string description;
+  std::string suppliedDescription;
 };
 
 namespace {
@@ -22,15 +22,12 @@ const std::string* textFor(const Error::UserInfo& userInfo, std::string_view key
 }  // namespace
 
 Error::Error(std::string domain, std::int64_t code, UserInfo userInfo, std::string suppliedDescription) {
-  std::string description = std::move(suppliedDescription);
-  if (const std::string* text = textFor(userInfo, NSLocalizedDescriptionKey)) {
-    description = *text;
-  } else if (description.empty()) {
-    description = "The operation failed (" + (domain.empty() ? "" : domain + ", ") + "code " +
-                  std::to_string(code) + ")";
+  if (suppliedDescription.empty()) {
+    suppliedDescription = "The operation failed (" + (domain.empty() ? "" : domain + ", ") + "code " +
+                          std::to_string(code) + ")";
   }
   state_ = std::make_shared<const State>(
-      State{std::move(domain), code, std::move(userInfo), std::move(description)});
+      State{std::move(domain), code, std::move(userInfo), std::move(suppliedDescription)});
 }
 
 Error::Error(const Error&) noexcept = default;
@@ -40,7 +37,11 @@ Error::~Error() = default;
 const std::string& Error::domain() const noexcept { return state_->domain; }
 std::int64_t Error::code() const noexcept { return state_->code; }
 const Error::UserInfo& Error::userInfo() const noexcept { return state_->userInfo; }
-std::string_view Error::localizedDescription() const noexcept { return state_->description; }
+
+std::string_view Error::localizedDescription() const noexcept {
+  const std::string* text = textFor(state_->userInfo, NSLocalizedDescriptionKey);
+  return text != nullptr ? *text : state_->suppliedDescription;
+}
 
 std::optional<std::string_view> Error::localizedRecoverySuggestion() const noexcept {
   if (const std::string* text = textFor(state_->userInfo, NSLocalizedRecoverySuggestionErrorKey))

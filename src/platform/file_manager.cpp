@@ -1,5 +1,6 @@
 #include "platform/file_manager.hpp"
 
+#include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 
 #include <caprion/url.hpp>
@@ -16,6 +17,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace caprion {
@@ -23,6 +25,7 @@ namespace caprion {
 namespace {
 
 constexpr mode_t privateMode = S_IRWXU;
+constexpr mode_t privateFileMode = S_IRUSR | S_IWUSR;
 
 std::string environment(const char* name) {
   const char* value = ::secure_getenv(name);
@@ -88,20 +91,18 @@ std::string temporaryDirectory() {
   return directory;
 }
 
-TemporaryFile::TemporaryFile(const std::string& folder) : path_(folder) {
-  constexpr mode_t mode = S_IRUSR | S_IWUSR;
-  int descriptor = ::open(path_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, mode);
-  if (descriptor < 0 || ::access("/proc/self/fd", X_OK) != 0) {
-    if (descriptor >= 0) ::close(descriptor);
-    path_ += "/caprion-XXXXXX";
-    descriptor = ::mkostemp(path_.data(), O_CLOEXEC);
-    isNamed_ = descriptor >= 0;
+TemporaryFile::TemporaryFile(std::string folder) : folder_(std::move(folder)) {
+  const bool hasDescriptorPaths = ::access("/proc/self/fd", X_OK) == 0;
+  if (hasDescriptorPaths)
+    descriptor_ = ::open(folder_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, privateFileMode);
+  if (descriptor_ < 0) {
+    path_ = folder_ + "/.download-XXXXXX";
+    descriptor_ = ::mkostemp(path_.data(), O_CLOEXEC);
+    isNamed_ = descriptor_ >= 0;
   }
-  // Never 0, 1 or 2, to which a host that has closed those would write its own output.
-  descriptor_ = descriptor < 0 ? -1 : ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  descriptor_ = pastStandardDescriptors(descriptor_);
   error_ = errno;
-  if (descriptor >= 0) ::close(descriptor);
-  if (descriptor_ >= 0 && !isNamed_) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
+  if (!isNamed_) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
 }
 
 TemporaryFile::~TemporaryFile() {
@@ -110,10 +111,10 @@ TemporaryFile::~TemporaryFile() {
 }
 
 std::optional<Error> TemporaryFile::write(std::string_view bytes) {
-  if (descriptor_ < 0) return fileError(error_, path_);
+  if (descriptor_ < 0) return fileError(error_, folder_);
   while (!bytes.empty()) {
     const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
-    if (count < 0 && errno != EINTR) return fileError(errno, path_);
+    if (count < 0 && errno != EINTR) return fileError(errno, folder_);
     if (count > 0) bytes.remove_prefix(static_cast<std::size_t>(count));
   }
   return std::nullopt;
@@ -136,7 +137,11 @@ std::optional<Error> createDirectories(const std::string& path) {
   for (std::size_t end = 1; end != std::string::npos;) {
     end = path.find('/', end + 1);
     const std::string folder = path.substr(0, end);
-    if (::mkdir(folder.c_str(), privateMode) == 0 || errno == EEXIST) continue;
+    if (::mkdir(folder.c_str(), privateMode) == 0) {
+      ::chmod(folder.c_str(), privateMode);  // whatever the host's umask has left of it
+      continue;
+    }
+    if (errno == EEXIST) continue;
     const int error = errno;
     // On the way there may be folders that are there but that nothing can be made in.
     if (struct stat status{}; ::stat(folder.c_str(), &status) != 0) return fileError(error, folder);
@@ -175,21 +180,12 @@ void enumerate(const std::string& folder, const std::function<bool(const std::st
   while (FTSENT* entry = tree.next()) {
     const std::string path(entry->fts_path, entry->fts_pathlen);
     const bool isRoot = entry->fts_level == FTS_ROOTLEVEL;
-    switch (entry->fts_info) {
-      case FTS_DP:
-        break;
-      case FTS_DNR:  // a folder that was visited and then could not be read
-      case FTS_ERR:
-      case FTS_NS:
-        failed(path, fileError(entry->fts_errno, path));
-        break;
-      default:
-        if (isRoot) break;
-        if (entry->fts_name[0] == '.') {
-          tree.skip(entry);
-        } else if (!visit(path)) {
-          return;
-        }
+    if (!isRoot && entry->fts_name[0] == '.') {
+      tree.skip(entry);
+    } else if (entry->fts_info == FTS_DNR || entry->fts_info == FTS_ERR) {
+      failed(path, fileError(entry->fts_errno, path));
+    } else if (!isRoot && entry->fts_info != FTS_DP && !visit(path)) {
+      return;
     }
   }
 }

@@ -9,15 +9,14 @@
 
 namespace caprion {
 
-/// Where temporary files of this user go: $TMPDIR where it is set, else the user's cache folder
-/// ($XDG_CACHE_HOME or
-/// ~/.cache), which no other user can have made beforehand. Reads the environment.
+/// Where temporary files of this user go: $TMPDIR where it is set. Or else the user's cache folder, which no
+/// other user can have made beforehand: $XDG_CACHE_HOME or ~/.cache. Reads the environment.
 std::string temporaryDirectory();
 
 /// A new file in a folder, for the user alone, that is gone with this unless it was moved away.
 class TemporaryFile {
  public:
-  explicit TemporaryFile(const std::string& folder);
+  explicit TemporaryFile(std::string folder);
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;
   TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -30,6 +29,7 @@ class TemporaryFile {
   const std::string& path() const { return path_; }
 
  private:
+  const std::string folder_;
   std::string path_;
   bool isNamed_ = false;
   int descriptor_ = -1;

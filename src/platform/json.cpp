@@ -109,8 +109,9 @@ class JSONReader {
   bool on_comment_part(boost::json::string_view, boost::json::error_code&) { return true; }
   bool on_comment(boost::json::string_view, boost::json::error_code&) { return true; }
 
-  KeyedView takeView() { return std::move(view_); }
   bool isArray() const { return isArray_; }
+  /// How many values have been visited so far.
+  std::size_t visited() const { return visited_; }
 
  private:
   using Found = KeyedView::Found;
@@ -137,13 +138,18 @@ class JSONReader {
 
   bool scalar(Found found, std::int64_t integer = 0) {
     begin(found, integer);
-    if (depth_ == viewed_) visit_(view_);
+    if (depth_ == viewed_) visit();
     return true;
   }
 
   bool containerEnd() {
-    if (--depth_ == viewed_) visit_(view_);
+    if (--depth_ == viewed_) visit();
     return true;
+  }
+
+  void visit() {
+    ++visited_;
+    visit_(view_);
   }
 
   KeyedView view_;
@@ -154,41 +160,65 @@ class JSONReader {
   std::size_t viewed_;     // the depth of the values to view
   bool elements_;
   bool isArray_ = false;
+  std::size_t visited_ = 0;
   const Visit& visit_;
 };
 
 namespace {
 
-/// Runs the reader over the whole text; the reason when it isn't JSON.
-std::optional<Error> parse(boost::json::basic_parser<JSONReader>& parser, std::string_view json) {
-  boost::json::error_code error;
-  const std::size_t parsed = parser.write_some(false, json.data(), json.size(), error);
-  if (error) return notJSON(error.message());
-  if (parsed < json.size()) return notJSON("extra data");
-  return std::nullopt;
+bool isDigit(char c) { return c >= '0' && c <= '9'; }
+
+/// The text with each exponent of more than four digits cut down to 400, which is beyond all bounds as well.
+std::string withShortExponents(std::string_view json) {
+  std::string result;
+  bool inString = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    result += json[i];
+    if (json[i] == '"') inString = !inString;
+    if (inString && json[i] == '\\' && i + 1 < json.size()) result += json[++i];
+    if (inString || i == 0 || !isDigit(json[i - 1]) || (json[i] != 'e' && json[i] != 'E')) continue;
+    if (i + 1 < json.size() && (json[i + 1] == '+' || json[i + 1] == '-')) result += json[++i];
+    const std::size_t begin = i + 1;
+    while (i + 1 < json.size() && isDigit(json[i + 1])) ++i;
+    result += i + 1 - begin > 4 ? "400" : json.substr(begin, i + 1 - begin);
+  }
+  return result;
 }
 
-boost::json::parse_options parseOptions() {
+/// Runs a reader over the whole text; the reason when it isn't JSON, or not the array that it should be.
+std::optional<Error> read(std::string_view json, CodingKeys keys, bool elements,
+                          const JSONReader::Visit& visit) {
   boost::json::parse_options options;
   options.max_depth = maximumDepth;
-  return options;
+  boost::json::basic_parser<JSONReader> parser(options, keys, elements, visit);
+  boost::json::error_code error;
+  const std::size_t parsed = parser.write_some(false, json.data(), json.size(), error);
+  if (error == boost::json::error::exponent_overflow) {
+    // A number that JSON allows and the parser doesn't. The second time, what was visited before is passed
+    // over.
+    std::size_t visited = parser.handler().visited();
+    return read(withShortExponents(json), keys, elements,
+                [&](const KeyedView& view) { visited > 0 ? static_cast<void>(--visited) : visit(view); });
+  }
+  if (error) return notJSON(error.message());
+  if (parsed < json.size()) return notJSON("extra data");
+  if (elements && !parser.handler().isArray()) {
+    return decodingError(DecodingErrorKind::typeMismatch, "", "The value is not a JSON array");
+  }
+  return std::nullopt;
 }
 
 }  // namespace
 
 Result<KeyedView> JSONDecoder::decodeValue(std::string_view json, CodingKeys keys) const {
-  const JSONReader::Visit nothing = [](const KeyedView&) {};
-  boost::json::basic_parser<JSONReader> parser(parseOptions(), keys, false, nothing);
-  if (auto error = parse(parser, json)) return *error;
-  return parser.handler().takeView();
+  KeyedView value(keys);
+  if (const auto error = read(json, keys, false, [&](const KeyedView& view) { value = view; })) return *error;
+  return value;
 }
 
 std::optional<Error> JSONDecoder::decodeArray(std::string_view json, CodingKeys keys,
                                               const std::function<void(const KeyedView&)>& visit) const {
-  boost::json::basic_parser<JSONReader> parser(parseOptions(), keys, true, visit);
-  if (auto error = parse(parser, json)) return error;
-  if (parser.handler().isArray()) return std::nullopt;
-  return decodingError(DecodingErrorKind::typeMismatch, "", "The value is not a JSON array");
+  return read(json, keys, true, visit);
 }
 
 std::optional<Error> KeyedView::notAnObject() const {

@@ -1,5 +1,6 @@
 #include "platform/process.hpp"
 
+#include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 
 #include <fcntl.h>
@@ -21,19 +22,19 @@ namespace caprion {
 
 namespace {
 
-/// Lowers a limit of a process that has just been started.
-void lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
+/// Lowers a limit of a process that has just been started; returns 0 or an errno.
+int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   rlimit limit{};
-  if (::prlimit(process, resource, nullptr, &limit) != 0) return;
+  if (::prlimit(process, resource, nullptr, &limit) != 0) return errno;
   limit.rlim_cur = std::min(limit.rlim_cur, value);
   limit.rlim_max = std::min(limit.rlim_max, value);
-  ::prlimit(process, resource, &limit, nullptr);
+  return ::prlimit(process, resource, &limit, nullptr) == 0 ? 0 : errno;
 }
 
-/// Waits until the child has exited, and reaps it unless the host has done so or ignores its children. A
-/// descriptor of the process is proof against the number going to another child meanwhile.
-void waitForExit(pid_t process) {
-  const int descriptor = ::pidfd_open(process, 0);
+/// Waits until the child has exited, and reaps it unless the host has done so or ignores its children.
+/// `descriptor` is the process's own, proof against the number going to another child meanwhile; -1 where the
+/// system has none.
+void waitForExit(pid_t process, int descriptor) {
   if (descriptor < 0) {
     while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
     }
@@ -50,7 +51,7 @@ void waitForExit(pid_t process) {
 /// The attributes and the descriptors of a process to be spawned.
 class SpawnSettings {
  public:
-  SpawnSettings() {
+  explicit SpawnSettings(int sharedDescriptor) {
     ::posix_spawnattr_init(&attributes_);
     ::posix_spawn_file_actions_init(&actions_);
     sigset_t signals;
@@ -64,7 +65,9 @@ class SpawnSettings {
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
       ::posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDWR, 0);
     }
-    ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
+    const bool shares = sharedDescriptor >= 0;
+    if (shares) ::posix_spawn_file_actions_adddup2(&actions_, sharedDescriptor, STDERR_FILENO + 1);
+    ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + (shares ? 2 : 1));
   }
   ~SpawnSettings() {
     ::posix_spawnattr_destroy(&attributes_);
@@ -91,15 +94,19 @@ std::optional<Error> Process::run() const {
   char* environment[] = {const_cast<char*>("PATH=/usr/bin:/bin"), const_cast<char*>("LC_ALL=C.UTF-8"),
                          nullptr};
 
-  const SpawnSettings settings;
+  const SpawnSettings settings(sharedDescriptor);
   pid_t process = 0;
-  const int error = ::posix_spawn(&process, executable.c_str(), settings.actions(), settings.attributes(),
-                                  argv.data(), environment);
+  int error = ::posix_spawn(&process, executable.c_str(), settings.actions(), settings.attributes(),
+                            argv.data(), environment);
   if (error != 0) return fileError(error, executable);
+  const int descriptor = pastStandardDescriptors(::pidfd_open(process, 0));
   // It can't have written much by now. Going past the limit ends it, without a core file.
   lowerLimit(process, RLIMIT_CORE, 0);
-  lowerLimit(process, RLIMIT_FSIZE, fileSizeLimit);
-  waitForExit(process);
+  error = lowerLimit(process, RLIMIT_FSIZE, fileSizeLimit);
+  if (error == ESRCH) error = 0;  // it has exited already
+  if (error != 0) ::kill(process, SIGKILL);
+  waitForExit(process, descriptor);
+  if (error != 0) return fileError(error, executable);
   return std::nullopt;
 }
 

@@ -17,6 +17,8 @@ struct Process {
   std::vector<std::string> arguments;
   /// How many bytes a file that it writes may have.
   std::uint64_t fileSizeLimit;
+  /// An open file that the program shares, as descriptor 3; -1 for none.
+  int sharedDescriptor = -1;
 
   /// Runs the program and waits until it has exited, in whatever way; the error if it could not be started.
   /// Works whatever the host does about its children.

@@ -2,8 +2,11 @@
 
 #define PCRE2_CODE_UNIT_WIDTH 8
 #include <pcre2.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdio>
 #include <iterator>
@@ -57,6 +60,20 @@ constexpr std::string_view whitespacesAndNewlines[] = {
 
 PCRE2_SPTR units(std::string_view text) {
   return reinterpret_cast<PCRE2_SPTR>(text.data() != nullptr ? text.data() : "");
+}
+
+void writeAll(int descriptor, std::string_view text) noexcept {
+  while (!text.empty()) {
+    const ssize_t count = ::write(descriptor, text.data(), text.size());
+    if (count > 0) {
+      text.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count < 0 && errno == EAGAIN) {
+      pollfd writable{.fd = descriptor, .events = POLLOUT, .revents = 0};
+      ::poll(&writable, 1, -1);
+    } else if (count == 0 || errno != EINTR) {
+      return;
+    }
+  }
 }
 
 /// Whether the byte is an ASCII character to be seen, as most are.
@@ -124,9 +141,10 @@ std::string lowercased(std::string_view text) {
 
 void printLine(std::string_view text) noexcept {
   flockfile(stdout);
-  std::fwrite(text.data(), 1, text.size(), stdout);
-  std::fputc('\n', stdout);
   std::fflush(stdout);
+  // A standard output that doesn't block, as an event loop's may be, is waited for.
+  writeAll(STDOUT_FILENO, text);
+  writeAll(STDOUT_FILENO, "\n");
   funlockfile(stdout);
 }
 

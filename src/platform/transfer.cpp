@@ -1,12 +1,11 @@
 #include "platform/transfer.hpp"
 
+#include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 #include "platform/text.hpp"
 #include "platform/transport_error.hpp"
 
-#include <fcntl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -37,16 +36,26 @@ void set(CURL* easy, CURLoption option, Value value) {
 /// Opens a socket that a program started by the host doesn't inherit, and never as descriptor 0, 1 or 2: a
 /// host that has closed those would have its own output sent to the server.
 curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-  const int descriptor = ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
-  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
-  const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-  ::close(descriptor);
-  return moved;
+  return pastStandardDescriptors(
+      ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol));
 }
 
 bool isRedirect(int statusCode) {
   return statusCode == 301 || statusCode == 302 || statusCode == 303 || statusCode == 307 ||
          statusCode == 308;
+}
+
+/// The URL with the characters encoded that libcurl leaves as they are, and that no URL may hold.
+std::string encoded(std::string_view url) {
+  std::string result;
+  for (const char c : url) {
+    if (std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos) {
+      result += c;
+    } else {
+      result += {'%', "0123456789ABCDEF"[c >> 4], "0123456789ABCDEF"[c & 15]};
+    }
+  }
+  return result;
 }
 
 /// A URL taken apart by libcurl, which is what decides where a transfer goes.
@@ -109,7 +118,6 @@ Transfer::Transfer(const URLRequest& request, std::string url, const TransportSe
     headers_.reset(longer);
   }
   const bool secure = lowercasedScheme(url_) == "https";
-  const auto milliseconds = static_cast<long>(request.timeoutInterval.count());
 
   set(easy, CURLOPT_URL, url_.c_str());
   set(easy, CURLOPT_PATH_AS_IS, 1L);  // "a/../b" in a search text is not a path to be shortened
@@ -122,12 +130,14 @@ Transfer::Transfer(const URLRequest& request, std::string url, const TransportSe
   // changing.
   set(easy, CURLOPT_PROXY, (secure ? settings.httpsProxy : settings.httpProxy).c_str());
   set(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
-  if (!settings.certificateFile.empty()) set(easy, CURLOPT_CAINFO, settings.certificateFile.c_str());
-  if (!settings.certificateFolder.empty()) set(easy, CURLOPT_CAPATH, settings.certificateFolder.c_str());
+  for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) {
+    if (!settings.certificateFile.empty()) set(easy, option, settings.certificateFile.c_str());
+  }
+  for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) {
+    if (!settings.certificateFolder.empty()) set(easy, option, settings.certificateFolder.c_str());
+  }
 
-  set(easy, CURLOPT_CONNECTTIMEOUT_MS, milliseconds);
-  set(easy, CURLOPT_LOW_SPEED_LIMIT, 1L);  // bytes a second
-  set(easy, CURLOPT_LOW_SPEED_TIME, std::max(1L, milliseconds / 1000));
+  set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.timeoutInterval.count()));
   set(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(sizeLimit_));
 
   set(easy, CURLOPT_NOSIGNAL, 1L);
@@ -136,11 +146,35 @@ Transfer::Transfer(const URLRequest& request, std::string url, const TransportSe
   set(easy, CURLOPT_ERRORBUFFER, message_.data());
   set(easy, CURLOPT_WRITEFUNCTION, receive);
   set(easy, CURLOPT_WRITEDATA, this);
+  set(easy, CURLOPT_HEADERFUNCTION, receiveHeader);
+  set(easy, CURLOPT_HEADERDATA, this);
+  // libcurl 7.88 gets stuck over TLS on a request that doesn't fit into its buffer twice.
+  if (url_.size() > 32'768) set(easy, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
+}
+
+std::optional<std::chrono::steady_clock::time_point> Transfer::lastHeard() {
+  curl_off_t connected = 0;
+  curl_easy_getinfo(easy(), CURLINFO_PRETRANSFER_TIME_T, &connected);
+  if (!lastHeard_ && connected > 0) lastHeard_ = std::chrono::steady_clock::now();
+  return lastHeard_;
+}
+
+bool Transfer::isLookingUp() const {
+  curl_off_t found = 0;
+  curl_easy_getinfo(easy(), CURLINFO_NAMELOOKUP_TIME_T, &found);
+  return found == 0;
+}
+
+std::size_t Transfer::receiveHeader(char*, std::size_t one, std::size_t count, void* self) noexcept {
+  static_cast<Transfer*>(self)->lastHeard_ = std::chrono::steady_clock::now();
+  return one * count;
 }
 
 std::size_t Transfer::receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   const std::size_t size = one * count;
+  if (transfer.isAbandoned_) return CURL_WRITEFUNC_ERROR;
+  transfer.lastHeard_ = std::chrono::steady_clock::now();
   try {
     transfer.size_ += size;
     transfer.failure_ = transfer.size_ > transfer.sizeLimit_
@@ -170,7 +204,8 @@ Transfer::Outcome Transfer::outcome(CURLcode result) {
 std::optional<std::string> Transfer::redirectTarget(int statusCode) const {
   curl_header* location = nullptr;
   if (!isRedirect(statusCode) ||
-      curl_easy_header(easy(), "Location", 0, CURLH_HEADER, -1, &location) != CURLHE_OK) {
+      curl_easy_header(easy(), "Location", 0, CURLH_HEADER, -1, &location) != CURLHE_OK ||
+      *location->value == '\0') {
     return std::nullopt;
   }
   ParsedURL parsed;
@@ -179,7 +214,8 @@ std::optional<std::string> Transfer::redirectTarget(int statusCode) const {
       parsed.set(location->value, CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE | CURLU_ALLOW_SPACE)) {
     target = parsed.get(CURLUPART_URL);
   }
-  return target ? target : location->value;  // what can't be followed is for the session to refuse
+  if (std::string_view(location->value).find(":///") != std::string_view::npos) target.reset();
+  return target ? encoded(*target) : location->value;  // what can't be followed is for the session to refuse
 }
 
 }  // namespace caprion

@@ -8,6 +8,7 @@
 #include <curl/curl.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <functional>
 #include <memory>
@@ -58,11 +59,22 @@ class Transfer {
 
   CURL* easy() const { return easy_.get(); }
 
+  /// When the server was last heard of; absent until the connection is made, for which libcurl has a time-out
+  /// of its own.
+  std::optional<std::chrono::steady_clock::time_point> lastHeard();
+
+  /// Whether ending the transfer now would leave a thread behind that looks a name up.
+  bool isLookingUp() const;
+
+  /// Takes nothing more of the answer.
+  void abandon() { isAbandoned_ = true; }
+
   /// To be called once, when libcurl has ended the transfer with `result`.
   Outcome outcome(CURLcode result);
 
  private:
   static std::size_t receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
+  static std::size_t receiveHeader(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
 
   std::optional<std::string> redirectTarget(int statusCode) const;
 
@@ -77,6 +89,8 @@ class Transfer {
   std::size_t sizeLimit_;
   std::size_t size_ = 0;
   Write write_;
+  std::optional<std::chrono::steady_clock::time_point> lastHeard_;
+  bool isAbandoned_ = false;
   std::optional<Error> failure_;  // why receive() ended the transfer
   std::array<char, CURL_ERROR_SIZE> message_{};
   std::unique_ptr<curl_slist, FreeList> headers_;

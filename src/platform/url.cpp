@@ -143,7 +143,10 @@ URL URL::fileURLWithPath(std::string_view path) {
   std::string absolute;
   if (!path.starts_with('/')) {
     const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), std::free);
-    if (folder) absolute = folder.get();
+    // Without a working directory nothing can be found by a relative path, and nothing else may be found
+    // instead.
+    if (!folder) return URL("./" + percentEncodedPath(path));
+    absolute = folder.get();
     if (!absolute.ends_with('/')) absolute += '/';
   }
   absolute += path;

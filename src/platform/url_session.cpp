@@ -9,12 +9,14 @@
 
 #include <curl/curl.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <deque>
 #include <map>
@@ -31,11 +33,24 @@ namespace {
 
 constexpr std::size_t connectionsPerHost = 6;
 constexpr int redirectLimit = 20;
+/// Of a URL, in bytes. libcurl takes no request head of more than a megabyte.
+constexpr std::size_t urlLimit = 1'000'000;
 constexpr std::size_t dataSizeLimit = std::size_t{64} << 20;
 constexpr std::size_t downloadSizeLimit = std::size_t{256} << 20;
 /// How many answers may wait for their completions before the exchanges that wait for their turn are held
 /// back: what bounds the memory when answers come in faster than the host takes them.
 constexpr std::size_t backlogLimit = 16;
+
+/// Guards all that a host's threads share with the session. It is held across a fork, so that a child finds
+/// it free.
+std::mutex& sharedMutex() {
+  static auto* const mutex = [] {
+    static auto* const made = new std::mutex;
+    ::pthread_atfork([] { made->lock(); }, [] { made->unlock(); }, [] { made->unlock(); });
+    return made;
+  }();
+  return *mutex;
+}
 
 /// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of
 /// them in a host that has closed them.
@@ -88,7 +103,20 @@ class URLSession::Impl {
 
     Impl& session_;
     const URLRequest request_;
-    std::atomic<bool> wasSubmitted_ = false;
+
+    /// What became of the first command. Of a task that was accepted, the I/O thread sees every further
+    /// command; one that was refused has completed with that.
+    enum class Fate { unknown, accepted, refused };
+    std::atomic<Fate> fate_ = Fate::unknown;
+
+    /// Whether a command may be treated this way: only an accepted one may have been seen before.
+    bool take(Fate fate) {
+      Fate before = Fate::unknown;
+      return fate_.compare_exchange_strong(before, fate) ||
+             (before == Fate::accepted && fate == Fate::accepted);
+    }
+
+    // The I/O thread's. A task that has ended may still have a transfer that has yet to come to its end.
     Phase phase_ = Phase::suspended;
     std::string url_;  // of the request, and then of the redirects
     std::string host_;
@@ -128,13 +156,14 @@ class URLSession::Impl {
   void startWaiting();
   void startTransfer(const TaskPointer& task, Host& host);
   void finishTransfers();
+  std::chrono::milliseconds endOverdue();
   void endTransfer(const TaskPointer& task);
   void end(const TaskPointer& task, std::optional<HTTPURLResponse> response, std::optional<Error> error);
 
   const TransportSettings settings_ = TransportSettings::fromEnvironment();
   CompletionQueue completions_{backlogLimit, [this] { curl_multi_wakeup(multi_); }};
 
-  std::mutex mutex_;
+  // Under the shared mutex.
   std::vector<Command> commands_;
   bool stopping_ = false;
   std::atomic<pid_t> process_ = 0;  // that the I/O thread runs in; 0 before there is one
@@ -170,16 +199,14 @@ class URLSession::Impl::DataTask final : public Task {
 
 class URLSession::Impl::DownloadTask final : public Task {
  public:
-  DownloadTask(Impl& session, URLRequest request, DownloadCompletion completion)
-      : Task(session, std::move(request)), completion_(std::move(completion)) {}
+  DownloadTask(Impl& session, URLRequest request, std::string folder, DownloadCompletion completion)
+      : Task(session, std::move(request)), folder_(std::move(folder)), completion_(std::move(completion)) {}
 
  private:
   std::size_t sizeLimit() const override { return downloadSizeLimit; }
 
   std::optional<Error> append(std::string_view bytes) override {
-    if (!file_) {
-      file_.emplace(directory_);
-    }
+    if (!file_) file_.emplace(folder_);
     return file_->write(bytes);
   }
 
@@ -195,20 +222,25 @@ class URLSession::Impl::DownloadTask final : public Task {
     clear();
   }
 
-  const std::string directory_ = temporaryDirectory();
+  const std::string folder_;
   std::optional<TemporaryFile> file_;
   DownloadCompletion completion_;
 };
 
 std::shared_ptr<URLSessionTask> LatestTask::exchange(std::shared_ptr<URLSessionTask> task) {
-  const std::lock_guard lock(mutex_);
+  const std::lock_guard lock(sharedMutex());
   return std::exchange(task_, std::move(task));
+}
+
+bool LatestTask::is(const std::shared_ptr<URLSessionTask>& task) const {
+  const std::lock_guard lock(sharedMutex());
+  return task_ == task;
 }
 
 void LatestTask::cancel() noexcept {
   std::shared_ptr<URLSessionTask> task;
   {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(sharedMutex());
     task = task_;
   }
   if (task) task->cancel();
@@ -225,29 +257,31 @@ std::shared_ptr<URLSessionTask> URLSession::dataTask(URLRequest request, DataCom
   return std::make_shared<Impl::DataTask>(*impl_, std::move(request), std::move(completion));
 }
 
-std::shared_ptr<URLSessionTask> URLSession::downloadTask(URLRequest request, DownloadCompletion completion) {
-  return std::make_shared<Impl::DownloadTask>(*impl_, std::move(request), std::move(completion));
+std::shared_ptr<URLSessionTask> URLSession::downloadTask(URLRequest request, std::string folder,
+                                                         DownloadCompletion completion) {
+  return std::make_shared<Impl::DownloadTask>(*impl_, std::move(request), std::move(folder),
+                                              std::move(completion));
 }
 
 void URLSession::Impl::submit(Command command) noexcept {
   std::optional<Error> refused;
-  // In a child of fork() there is no I/O thread, and the lock may be held by a thread that is not there
-  // either.
+  bool canQueue = false;
   if (process_ != 0 && process_ != ::getpid()) {
-    refused = posixError(ECHILD);
+    refused = posixError(ECHILD);  // a child of fork() has no I/O thread
   } else {
-    std::lock_guard lock(mutex_);
-    if (stopping_) return;
-    refused = start();
-    if (!refused) commands_.push_back(command);
+    const std::lock_guard lock(sharedMutex());
+    refused = stopping_ ? posixError(ECANCELED) : start();
+    canQueue = !stopping_ && completions_.start();
+    if (!refused && command.task->take(Task::Fate::accepted)) commands_.push_back(command);
   }
-  const bool isFirst = !command.task->wasSubmitted_.exchange(true);
   if (!refused) {
     curl_multi_wakeup(multi_);
-  } else if (isFirst) {  // or the task has been reported on, or belongs to the parent of this process
+  } else if (command.task->take(Task::Fate::refused)) {
     if (command.what == Command::cancel) refused = urlError(url_error::cancelled);
-    runInBackground(
-        [task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); });
+    const auto report = [task = std::move(command.task), error = *refused] {
+      task->complete(std::nullopt, error);
+    };
+    canQueue ? completions_.add(report) : runInBackground(report);
   }
 }
 
@@ -260,7 +294,12 @@ std::optional<Error> URLSession::Impl::start() {
   if (multi_ == nullptr) {
     const StandardDescriptorsTaken taken;
     multi_ = curl_multi_init();
-    if (multi_ == nullptr) return posixError(EMFILE);
+    // Without descriptors to spare, libcurl makes a handle that can't be woken up.
+    if (multi_ == nullptr || curl_multi_wakeup(multi_) != CURLM_OK) {
+      curl_multi_cleanup(multi_);
+      multi_ = nullptr;
+      return posixError(EMFILE);
+    }
     curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
     curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, 4L * static_cast<long>(connectionsPerHost));
   }
@@ -275,7 +314,7 @@ std::optional<Error> URLSession::Impl::start() {
 void URLSession::Impl::stop() {
   if (process_ != ::getpid()) return;
   {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(sharedMutex());
     stopping_ = true;
   }
   curl_multi_wakeup(multi_);
@@ -287,7 +326,7 @@ void URLSession::Impl::run() {
   std::vector<Command> commands;
   while (true) {
     {
-      std::lock_guard lock(mutex_);
+      const std::lock_guard lock(sharedMutex());
       if (stopping_) return abandon();
       commands.swap(commands_);
     }
@@ -300,12 +339,10 @@ void URLSession::Impl::run() {
     int running = 0;
     curl_multi_perform(multi_, &running);
     finishTransfers();
+    auto wait = endOverdue();
     startWaiting();
-
-    constexpr int untilWoken = 60'000;
-    const bool tending = completions_.tend();
-    curl_multi_poll(multi_, nullptr, 0,
-                    tending ? static_cast<int>(CompletionQueue::patience.count()) : untilWoken, nullptr);
+    if (completions_.tend()) wait = std::min(wait, CompletionQueue::patience);
+    curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
   }
 }
 
@@ -328,7 +365,12 @@ void URLSession::Impl::cancel(const TaskPointer& task) {
       std::erase(hosts_[task->host_].waiting, task);
       break;
     case Task::Phase::running:
-      endTransfer(task);
+      if (task->transfer_->isLookingUp()) {
+        task->transfer_
+            ->abandon();  // it keeps its place meanwhile, or there would be look-ups without number
+      } else {
+        endTransfer(task);
+      }
       break;
     case Task::Phase::suspended:
       break;
@@ -338,23 +380,31 @@ void URLSession::Impl::cancel(const TaskPointer& task) {
 
 /// Lets the task wait for its turn with the URL's host, or ends it when the URL can't be followed.
 void URLSession::Impl::enqueue(const TaskPointer& task, std::string url) {
-  const std::string scheme = lowercasedScheme(url);
-  const bool stepsDown = scheme == "http" && lowercasedScheme(task->url_) == "https";
-  if ((scheme != "http" && scheme != "https") || stepsDown) {
-    end(task, std::nullopt,
-        urlError(url_error::unsupportedURL, stepsDown ? "Redirected from https to http" : ""));
-    return;
+  try {
+    const std::string scheme = lowercasedScheme(url);
+    const bool stepsDown = scheme == "http" && lowercasedScheme(task->url_) == "https";
+    if (url.size() > urlLimit) {
+      end(task, std::nullopt, urlError(url_error::badURL, "The URL is longer than 1,000,000 bytes"));
+      return;
+    }
+    if ((scheme != "http" && scheme != "https") || stepsDown) {
+      end(task, std::nullopt,
+          urlError(url_error::unsupportedURL, stepsDown ? "Redirected from https to http" : ""));
+      return;
+    }
+    std::optional<std::string> host = hostOf(url);
+    if (!host) {
+      end(task, std::nullopt, urlError(url_error::badURL));
+      return;
+    }
+    task->url_ = std::move(url);
+    task->host_ = std::move(*host);
+    task->phase_ = Task::Phase::waiting;
+    auto& waiting = hosts_[task->host_].waiting;
+    waiting.insert(task->redirects_ > 0 ? waiting.begin() : waiting.end(), task);
+  } catch (const std::bad_alloc&) {
+    end(task, std::nullopt, posixError(ENOMEM));
   }
-  std::optional<std::string> host = hostOf(url);
-  if (!host) {
-    end(task, std::nullopt, urlError(url_error::badURL));
-    return;
-  }
-  task->url_ = std::move(url);
-  task->host_ = std::move(*host);
-  task->phase_ = Task::Phase::waiting;
-  auto& waiting = hosts_[task->host_].waiting;
-  waiting.insert(task->redirects_ > 0 ? waiting.begin() : waiting.end(), task);
 }
 
 void URLSession::Impl::startWaiting() {
@@ -396,6 +446,7 @@ void URLSession::Impl::finishTransfers() {
     Transfer::Outcome outcome = task->transfer_->outcome(message->data.result);
     endTransfer(task);
 
+    if (task->phase_ == Task::Phase::ended) continue;  // it was cancelled
     if (!outcome.redirect) {
       std::optional<HTTPURLResponse> response;
       if (!outcome.error) response = HTTPURLResponse{outcome.statusCode};
@@ -409,6 +460,32 @@ void URLSession::Impl::finishTransfers() {
   }
 }
 
+/// Ends the transfers whose servers have been silent for too long, and those of cancelled tasks that can be
+/// ended by now. Returns how long it is until the next server has been silent for too long.
+std::chrono::milliseconds URLSession::Impl::endOverdue() {
+  using std::chrono::milliseconds;
+  const auto now = std::chrono::steady_clock::now();
+  milliseconds wait = std::chrono::minutes(1);
+  for (const auto& [name, host] : hosts_) {
+    for (const TaskPointer& task : std::vector(host.running)) {
+      if (task->phase_ == Task::Phase::ended && !task->transfer_->isLookingUp()) {
+        endTransfer(task);
+        continue;
+      }
+      const auto lastHeard = task->transfer_->lastHeard();
+      if (!lastHeard) continue;
+      const auto left = std::chrono::ceil<milliseconds>(*lastHeard + task->request_.timeoutInterval - now);
+      if (left <= milliseconds::zero()) {
+        endTransfer(task);
+        end(task, std::nullopt, urlError(url_error::timedOut));
+      } else {
+        wait = std::min(wait, left);
+      }
+    }
+  }
+  return wait;
+}
+
 /// Takes the task off libcurl, with its connection closed if the transfer was not over.
 void URLSession::Impl::endTransfer(const TaskPointer& task) {
   curl_multi_remove_handle(multi_, task->transfer_->easy());
@@ -418,6 +495,7 @@ void URLSession::Impl::endTransfer(const TaskPointer& task) {
 
 void URLSession::Impl::end(const TaskPointer& task, std::optional<HTTPURLResponse> response,
                            std::optional<Error> error) {
+  if (task->phase_ == Task::Phase::ended) return;
   task->phase_ = Task::Phase::ended;
   completions_.add([task, response, error = std::move(error)] { task->complete(response, error); });
 }

@@ -7,7 +7,6 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
@@ -36,11 +35,13 @@ class LatestTask {
   /// Makes this the latest task; returns the one before.
   std::shared_ptr<URLSessionTask> exchange(std::shared_ptr<URLSessionTask> task);
 
+  /// Whether this is the latest task.
+  bool is(const std::shared_ptr<URLSessionTask>& task) const;
+
   /// Cancels the latest task, if there is one.
   void cancel() noexcept;
 
  private:
-  std::mutex mutex_;
   std::shared_ptr<URLSessionTask> task_;
 };
 
@@ -62,9 +63,10 @@ class URLSession {
   /// from the environment. Starts no thread before the first task does. Never destroyed.
   static URLSession& shared();
 
-  /// A task whose body goes to a new file in the temporary directory, which is removed after the completion
-  /// unless that has moved it away. Past 256 MiB it ends with an error.
-  std::shared_ptr<URLSessionTask> downloadTask(URLRequest request, DownloadCompletion completion);
+  /// A task whose body goes to a new file in the folder, which is gone after the completion unless that has
+  /// moved it away. Past 256 MiB it ends with an error.
+  std::shared_ptr<URLSessionTask> downloadTask(URLRequest request, std::string folder,
+                                               DownloadCompletion completion);
 
   /// A task whose body is kept in memory; past 64 MiB it ends with an error.
   std::shared_ptr<URLSessionTask> dataTask(URLRequest request, DataCompletion completion);
