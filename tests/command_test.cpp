@@ -117,7 +117,7 @@ TEST(Command, PrintsFailuresAsJSON) {
            Case{"https_proxy=http://127.0.0.1:1 ", {}, "NSURLErrorDomain", -1004, false},
            Case{"https_proxy=http://host.invalid:1 ", {}, "NSURLErrorDomain", -1003, false},
        }) {
-    service.setHandler([&](const auto&) { return c.answer; });
+    service.setHandler([answer = c.answer](const auto&) { return answer; });
     const auto run =
         runThrough(service, "env -u SSL_CERT_DIR " + c.settings + command + " search --json --text x 2>&1");
     ASSERT_EQ(run.status, 3) << c.settings << run.output;
@@ -216,7 +216,6 @@ TEST(Command, DownloadsTheRecordThatASearchPrints) {
 }
 
 TEST(Command, GetsASubtitleForEachVideo) {
-  stand_in::StandIn service(CATALOGUE);
   const boost::json::object record =
       boost::json::parse(contentOf(CATALOGUE "/catalogue.json")).as_array().at(0).as_object();
   const std::string found = "  found by content: Big Buck Bunny (2008)\n", there = "  already there\n";
@@ -278,7 +277,7 @@ TEST(Command, GetsASubtitleForEachVideo) {
     }
     const auto before = namesIn(folder.path);
     std::atomic<std::size_t> answered = 0;
-    service.setHandler([&](const stand_in::Request& request) -> std::optional<Answer> {
+    stand_in::StandIn service(CATALOGUE, [&](const stand_in::Request& request) -> std::optional<Answer> {
       if (answered == c.requestsUntilReset) return Answer{.fault = Answer::Fault::reset};
       ++answered;
       if (c.format.empty() || !request.target.starts_with("/search/")) return std::nullopt;

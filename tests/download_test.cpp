@@ -366,11 +366,11 @@ TEST_F(DownloadTest, FindsTheTemporaryFolder) {
 }
 
 TEST_F(DownloadTest, MayBeStartedFromWithinAnyReport) {
-  std::atomic<int> requests = 0;
-  service().setHandler([&](const stand_in::Request& request) -> std::optional<Answer> {
+  const auto requests = std::make_shared<std::atomic<int>>(0);
+  service().setHandler([requests](const stand_in::Request& request) -> std::optional<Answer> {
     if (request.target != "/42") return Answer{.body = "[]"};
-    return ++requests == 1 ? Answer{.body = "xx", .fault = Fault::truncate}
-                           : Answer{.body = zip({"film.srt"})};
+    return ++*requests == 1 ? Answer{.body = "xx", .fault = Fault::truncate}
+                            : Answer{.body = zip({"film.srt"})};
   });
   std::vector<std::string> reports;
   CaprionHelper::shared().downloadSubtitleFile(*subtitle(), [&](auto file, auto error) {

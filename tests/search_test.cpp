@@ -201,7 +201,7 @@ TEST(Search, CancellationReachesTheLatestAlone) {
   Caprion& client = Caprion::shared();
   std::promise<void> release;
   const auto released = release.get_future().share();
-  service().setHandler([&](const stand_in::Request& request) -> std::optional<Answer> {
+  service().setHandler([released](const stand_in::Request& request) -> std::optional<Answer> {
     if (request.target.ends_with("held")) return Answer{.fault = Fault::hang};
     if (request.target.ends_with("first")) released.wait();
     return Answer{.body = "[]"};

@@ -16,6 +16,7 @@ class CAPRION_EXPORT Bundle {
  public:
   /// A text, or a value of another kind.
   using Value = std::variant<std::string, std::int64_t, double, bool>;
+  /// Values by their keys.
   using InfoDictionary = std::map<std::string, Value, std::less<>>;
 
   /// The bundle of the host, made on first use and never destroyed.
@@ -24,6 +25,7 @@ class CAPRION_EXPORT Bundle {
   /// Absent until the host sets it. The library reads the text under "CFBundleName": the name of the folder
   /// that its downloads go to.
   std::optional<InfoDictionary> infoDictionary() const;
+  /// Replaces the dictionary, or takes it away. Downloads that start later go by the new one.
   void setInfoDictionary(std::optional<InfoDictionary> dictionary);
 
  private:

@@ -16,17 +16,24 @@
 #include <optional>
 #include <vector>
 
+/// Search, download and file names, in C++. The same for C is in caprion.h.
 namespace caprion {
 
 /// The client of the subtitle service. There is one, shared(); any thread may call any member at any time.
 ///
-/// No thread is started before the first search. Callbacks run on background threads of the library, which
-/// have all signals blocked; they may block, start further operations or exit the process, and must not
-/// throw. A search that is still under way when the process exits, reports no more. In a child of fork()
-/// without exec, every operation that needs the network fails.
+/// No thread is started before the first search or download. Callbacks run on background threads of the
+/// library, which have all signals blocked; they may block, start further operations or exit the process, and
+/// must not throw. An empty one stands for no interest in the outcome. (Should the system not have a single
+/// thread to give, the callback that says so runs inside the call.)
+///
+/// A search that is under way when the process exits, reports no more; one that is started after that fails.
+/// In a child of fork() without exec, whatever needs the network fails, if the parent had made use of it
+/// before.
 class CAPRION_EXPORT Caprion {
  public:
+  /// Receives the hits of a search, or an error.
   using QueryCompletion = std::function<void(Result<QueryResult>)>;
+  /// Receives where the subtitle file lies, or an error.
   using DownloadCompletion = std::function<void(Result<URL>)>;
 
   /// The one client, made on first use and never destroyed.

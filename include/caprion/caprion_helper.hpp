@@ -14,8 +14,11 @@ namespace caprion {
 /// which exactly one is present. It holds nothing; any thread may call any member at any time.
 class CAPRION_EXPORT CaprionHelper {
  public:
+  /// The hits of a search, in the order of the answer. No pointer is null.
   using SubtitleList = std::vector<std::shared_ptr<const Subtitle>>;
+  /// Receives where the subtitle file lies, or an error.
   using DownloadCompletion = std::function<void(std::optional<URL>, std::optional<Error>)>;
+  /// Receives the hits of a search, or an error.
   using SearchCompletion = std::function<void(std::optional<SubtitleList>, std::optional<Error>)>;
 
   /// The one facade object, made on first use and never destroyed.

@@ -13,8 +13,11 @@
 
 namespace caprion {
 
-/// Keys of an error's `userInfo`.
+// Keys of an error's `userInfo`.
+
+/// What to show to a person.
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescriptionKey";
+/// A further hint.
 inline constexpr std::string_view NSLocalizedRecoverySuggestionErrorKey =
     "NSLocalizedRecoverySuggestionErrorKey";
 /// The transport's own words on a failed transfer: more detail than the description, in no fixed form.
@@ -22,7 +25,8 @@ inline constexpr std::string_view TransportMessageKey = "TransportMessageKey";
 /// The JSON key at which a decoding failed.
 inline constexpr std::string_view CodingKeyKey = "CodingKeyKey";
 
-/// Domains of errors, beside "" (the empty text, code 0) of the errors that the library words itself.
+// Domains of errors, beside "" (the empty text, code 0) of the errors that the library words itself.
+
 /// HTTP transport; the code is one of the well-known negative numbers, such as -999 for a cancelled task.
 inline constexpr std::string_view NSURLErrorDomain = "NSURLErrorDomain";
 /// Files, processes and memory; the code is an errno value.
@@ -52,20 +56,29 @@ class CAPRION_EXPORT Error {
  public:
   /// Stands in `userInfo` where there is a key but no text to go with it.
   struct Null {
+    /// Always true.
     friend bool operator==(Null, Null) noexcept { return true; }
   };
+  /// A text, or the mark that there is none.
   using Value = std::variant<std::string, Null>;
+  /// Values by their keys.
   using UserInfo = std::map<std::string, Value, std::less<>>;
 
   /// `suppliedDescription` is what localizedDescription() gives when `userInfo` holds no text for it.
   Error(std::string domain, std::int64_t code, UserInfo userInfo = {}, std::string suppliedDescription = {});
 
+  /// Shares the state.
   Error(const Error&) noexcept;
+  /// Shares the other's state from now on.
   Error& operator=(const Error&) noexcept;
   ~Error();
 
+  /// One of the texts named ...Domain; "", with the code 0, for an error that the library words itself; or
+  /// the host's own for an error that the host made.
   const std::string& domain() const noexcept;
+  /// What it means depends on the domain.
   std::int64_t code() const noexcept;
+  /// The keyed values. The library's keys are the texts named ...Key.
   const UserInfo& userInfo() const noexcept;
 
   /// What to show to a person; lives as long as the error's state. Never empty, unless the description itself

@@ -23,7 +23,9 @@ class CAPRION_EXPORT Arg {
   /// Any text is a value, the empty one included; it is kept and sent as it is.
   Arg(Param param, std::string arg);
 
+  /// The kind.
   Param param() const noexcept { return param_; }
+  /// The value, as it was given.
   const std::string& arg() const noexcept { return arg_; }
 
   /// The criterion's piece of the request path, not yet percent-encoded: "/query-the matrix".

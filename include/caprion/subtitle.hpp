@@ -35,29 +35,36 @@ class CAPRION_EXPORT Subtitle {
 
   virtual ~Subtitle();
 
-  std::string_view subtitleID() const noexcept { return text(0); }
+  /// The service's number of the subtitle. A download's folder is named by it.
+  std::string_view subtitleID() const noexcept { return text(subtitleIDKey); }
   /// What the service matched the hit by, such as "moviehash".
-  std::string_view matchedBy() const noexcept { return text(1); }
-  std::string_view subFileName() const noexcept { return text(2); }
+  std::string_view matchedBy() const noexcept { return text(matchedByKey); }
+  /// The name of the subtitle file. Its extension is the one that a download looks for in the archive.
+  std::string_view subFileName() const noexcept { return text(subFileNameKey); }
   /// The service's language code, such as "eng".
-  std::string_view subLanguageID() const noexcept { return text(3); }
+  std::string_view subLanguageID() const noexcept { return text(subLanguageIDKey); }
   /// The name of the language, such as "English".
-  std::string_view languageName() const noexcept { return text(4); }
+  std::string_view languageName() const noexcept { return text(languageNameKey); }
   /// The language's ISO 639 code, such as "en".
-  std::string_view iso639() const noexcept { return text(5); }
+  std::string_view iso639() const noexcept { return text(iso639Key); }
   /// The subtitle file's format, such as "srt".
-  std::string_view subFormat() const noexcept { return text(6); }
-  std::string_view movieName() const noexcept { return text(7); }
-  std::string_view movieYear() const noexcept { return text(8); }
+  std::string_view subFormat() const noexcept { return text(subFormatKey); }
+  /// The title of the movie or the episode.
+  std::string_view movieName() const noexcept { return text(movieNameKey); }
+  /// The year of the title, such as "2008".
+  std::string_view movieYear() const noexcept { return text(movieYearKey); }
+  /// Whether the title is a movie or an episode.
   MovieKind movieKind() const noexcept { return movieKind_; }
-  std::string_view seriesSeason() const noexcept { return text(12); }
-  std::string_view seriesEpisode() const noexcept { return text(13); }
+  /// The number of an episode's season; of a movie commonly "0".
+  std::string_view seriesSeason() const noexcept { return text(seriesSeasonKey); }
+  /// The number of an episode in its season; of a movie commonly "0".
+  std::string_view seriesEpisode() const noexcept { return text(seriesEpisodeKey); }
   /// The address of the zip archive that holds the subtitle file.
-  std::optional<std::string_view> zipDownloadLink() const noexcept { return link(14); }
+  std::optional<std::string_view> zipDownloadLink() const noexcept { return link(zipDownloadLinkKey); }
   /// A second download address, carried for the host.
-  std::optional<std::string_view> subDownloadLink() const noexcept { return link(15); }
+  std::optional<std::string_view> subDownloadLink() const noexcept { return link(subDownloadLinkKey); }
   /// How many discs the subtitle spans, carried for the host.
-  std::string_view subSumCD() const noexcept { return text(16); }
+  std::string_view subSumCD() const noexcept { return text(subSumCDKey); }
 
   /// The IMDb identifier of the title (for an episode, of its series), such as "tt0000133"; tt0000000 when
   /// the service gave no number. Always present in this class.
@@ -74,7 +81,31 @@ class CAPRION_EXPORT Subtitle {
 
  private:
   friend struct SubtitleCoding;
-  static constexpr std::size_t keyCount = 17;
+
+  // The keys of the JSON object, in the order in which they are read and written.
+  enum Key : std::size_t {
+    subtitleIDKey,
+    matchedByKey,
+    subFileNameKey,
+    subLanguageIDKey,
+    languageNameKey,
+    iso639Key,
+    subFormatKey,
+    movieNameKey,
+    movieYearKey,
+    movieKindKey,
+    imdbIDMovieKey,
+    imdbIDSeriesKey,
+    seriesSeasonKey,
+    seriesEpisodeKey,
+    zipDownloadLinkKey,
+    subDownloadLinkKey,
+    subSumCDKey,
+    keyCount
+  };
+  static constexpr bool isLink(std::size_t key) {
+    return key == zipDownloadLinkKey || key == subDownloadLinkKey;
+  }
 
   /// The texts in key order; only a link may be absent.
   using Texts = std::array<std::optional<std::string_view>, keyCount>;
@@ -85,7 +116,7 @@ class CAPRION_EXPORT Subtitle {
     return {texts_.data() + begins_[key], begins_[key + 1] - begins_[key] - 1};
   }
   std::optional<std::string_view> link(std::size_t key) const noexcept {
-    return hasLink_[key - 14] ? std::optional(text(key)) : std::nullopt;
+    return hasLink_[key - zipDownloadLinkKey] ? std::optional(text(key)) : std::nullopt;
   }
 
   std::string texts_;  // all texts in key order, each with a NUL behind it: one allocation a record

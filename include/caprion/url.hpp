@@ -12,7 +12,8 @@ namespace caprion {
 class CAPRION_EXPORT URL {
  public:
   /// The `file` URL of a path in the local file system. The path may hold any bytes; a relative one is taken
-  /// from the working directory of this moment.
+  /// from the working directory of this moment. (If that is gone, the result is a relative reference, which
+  /// leads nowhere.)
   static URL fileURLWithPath(std::string_view path);
 
   /// Parses a URL or a relative reference; absent when the text isn't one, the empty text included.
@@ -35,6 +36,7 @@ class CAPRION_EXPORT URL {
   /// included. Slashes at the path's end don't count; the component of a path of slashes alone is "/".
   std::string lastPathComponent() const;
 
+  /// Whether the scheme is "file".
   bool isFileURL() const { return scheme() == "file"; }
 
   friend bool operator==(const URL&, const URL&) = default;

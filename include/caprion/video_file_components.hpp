@@ -16,8 +16,11 @@ namespace caprion {
 struct CAPRION_EXPORT VideoFileComponents {
   /// The words before the marker that ended the title, trimmed.
   std::string title;
+  /// From 1900 to 2099 where a name was parsed.
   std::optional<std::int64_t> year;
+  /// From 0 to 99 where a name was parsed.
   std::optional<std::int64_t> season;
+  /// From 0 to 99 where a name was parsed.
   std::optional<std::int64_t> episode;
   /// The number of lines as written in the name, such as "720p" or "1080P".
   std::optional<std::string> resolution;

@@ -23,14 +23,6 @@ constexpr std::array<std::string_view, 17> codingKeys{
     "SubFormat",    "MovieName",     "MovieYear",       "MovieKind",       "IDMovieImdb",  "SeriesIMDBParent",
     "SeriesSeason", "SeriesEpisode", "ZipDownloadLink", "SubDownloadLink", "SubSumCD"};
 
-constexpr std::size_t kindKey = 9;
-constexpr std::size_t imdbIDMovieKey = 10;
-constexpr std::size_t imdbIDSeriesKey = 11;
-constexpr std::size_t zipLinkKey = 14;
-constexpr std::size_t subLinkKey = 15;
-
-constexpr bool isLink(std::size_t key) { return key == zipLinkKey || key == subLinkKey; }
-
 /// The number that the whole text is in decimal, with or without a sign; 0 when it isn't one.
 std::int64_t decimal(std::string_view text) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
@@ -60,7 +52,7 @@ Result<std::shared_ptr<const Subtitle>> SubtitleCoding::decode(const KeyedView& 
   Subtitle::Texts texts;
   std::uint64_t size = 0;
   for (std::size_t key = 0; key < keys.size(); ++key) {
-    if (isLink(key)) {
+    if (Subtitle::isLink(key)) {
       const auto link = view.optionalText(key);
       if (!link) return link.error();
       texts[key] = *link;
@@ -69,7 +61,7 @@ Result<std::shared_ptr<const Subtitle>> SubtitleCoding::decode(const KeyedView& 
       if (!text) return text.error();
       texts[key] = *text;
     }
-    if (key == kindKey && !movieKindFrom(*texts[key]))
+    if (key == Subtitle::movieKindKey && !movieKindFrom(*texts[key]))
       return view.error(DecodingErrorKind::dataCorrupted, key);
     size += texts[key].value_or("").size() + 1;
   }
@@ -78,16 +70,16 @@ Result<std::shared_ptr<const Subtitle>> SubtitleCoding::decode(const KeyedView& 
 }
 
 std::string_view SubtitleCoding::imdbIDMovie(const Subtitle& subtitle) noexcept {
-  return subtitle.text(imdbIDMovieKey);
+  return subtitle.text(Subtitle::imdbIDMovieKey);
 }
 
 std::string_view SubtitleCoding::imdbIDSeries(const Subtitle& subtitle) noexcept {
-  return subtitle.text(imdbIDSeriesKey);
+  return subtitle.text(Subtitle::imdbIDSeriesKey);
 }
 
 Subtitle::Subtitle(const Texts& texts)
-    : hasLink_{texts[zipLinkKey].has_value(), texts[subLinkKey].has_value()},
-      movieKind_(*movieKindFrom(*texts[kindKey])) {
+    : hasLink_{texts[zipDownloadLinkKey].has_value(), texts[subDownloadLinkKey].has_value()},
+      movieKind_(*movieKindFrom(*texts[movieKindKey])) {
   std::size_t size = 0;
   for (const auto& text : texts) size += text.value_or("").size() + 1;
   texts_.reserve(size);
@@ -113,7 +105,7 @@ Result<std::string> Subtitle::encode() const noexcept {
   try {
     JSONObjectWriter writer;
     for (std::size_t key = 0; key < keyCount; ++key) {
-      if (!isLink(key) || hasLink_[key - zipLinkKey]) writer.text(codingKeys[key], text(key));
+      if (!isLink(key) || hasLink_[key - zipDownloadLinkKey]) writer.text(codingKeys[key], text(key));
     }
     return std::move(writer).finish();
   } catch (const std::bad_alloc&) {
