@@ -7,8 +7,8 @@
 namespace caprion::stand_in {
 
 struct ZipOptions {
-  unsigned mode = 0644;  ///< the Unix permission bits
-  bool deflate = true;   ///< else the data is stored as it is
+  unsigned mode = 0644;    ///< the Unix permission bits
+  bool deflate = true;     ///< else the data is stored as it is
   std::string password{};  ///< not empty: traditional (ZipCrypto) encryption
 };
 

@@ -78,21 +78,21 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
       [&](const std::string& path, const Error& error) {
         printLine("directoryEnumerator error at " + URL::fileURLWithPath(path).absoluteString() + ":  " +
                   std::string(error.localizedDescription()));
-        reports.push_back(error);
+        reports.emplace_back(error);
       });
 
   if (!chosen) {
-    reports.push_back(
+    reports.emplace_back(
         Error("", 0,
               {{std::string(NSLocalizedDescriptionKey), "No subtitle file found in the zip archive."},
                {std::string(NSLocalizedRecoverySuggestionErrorKey), names}}));
   } else if (!fileExists(*chosen, folder.path())) {
-    reports.push_back(libraryError("The unzipped subtitle file doesn't exist"));
+    reports.emplace_back(libraryError("The unzipped subtitle file doesn't exist"));
   } else if (const std::string name = renamed(*chosen, subtitle);
              const auto error = moveItem(*chosen, name)) {
-    reports.push_back(*error);
+    reports.emplace_back(*error);
   } else {
-    reports.push_back(URL::fileURLWithPath(name));
+    reports.emplace_back(URL::fileURLWithPath(name));
   }
   return reports;
 }

@@ -51,7 +51,7 @@ struct CloseTree {
 /// is kept open on the way, however deep it leads.
 class Tree {
  public:
-  explicit Tree(const std::string& path) : path_(path) {
+  explicit Tree(std::string path) : path_(std::move(path)) {
     std::array<char*, 2> roots{path_.data(), nullptr};
     tree_.reset(::fts_open(roots.data(), FTS_PHYSICAL | FTS_NOCHDIR, nullptr));
   }
