@@ -1,0 +1,28 @@
+# What is installed of the library. All of it finds itself by relative paths, so that the whole may be moved.
+include(CMakePackageConfigHelpers)
+
+set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Caprion)
+
+install(TARGETS caprion EXPORT CaprionTargets
+  LIBRARY COMPONENT caprion_library NAMELINK_COMPONENT caprion_development
+  ARCHIVE COMPONENT caprion_development
+)
+install(DIRECTORY include/caprion TYPE INCLUDE COMPONENT caprion_development)
+install(FILES LICENSE TYPE DOC COMPONENT caprion_documents)
+
+# For CMake: find_package(Caprion) and the target Caprion::caprion.
+install(EXPORT CaprionTargets NAMESPACE Caprion:: DESTINATION ${package_folder} COMPONENT caprion_development)
+get_target_property(library_type caprion TYPE)
+configure_package_config_file(cmake/CaprionConfig.cmake.in ${PROJECT_BINARY_DIR}/CaprionConfig.cmake
+  INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/CaprionConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/CaprionConfig.cmake ${PROJECT_BINARY_DIR}/CaprionConfigVersion.cmake
+  DESTINATION ${package_folder} COMPONENT caprion_development)
+
+# For pkg-config. The prefix is where the file lies, less the folders that it lies in.
+file(RELATIVE_PATH prefix_of_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+string(REGEX REPLACE "/$" "" prefix_of_pc ${prefix_of_pc})
+configure_file(cmake/caprion.pc.in ${PROJECT_BINARY_DIR}/caprion.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/caprion.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT caprion_development)

@@ -1,0 +1,12 @@
+# Fails if the library asks anything of its users but its headers, its language and, if static, its dependencies.
+foreach(property COMPILE_OPTIONS COMPILE_DEFINITIONS LINK_OPTIONS SOURCES)
+  get_target_property(leaked Caprion::caprion INTERFACE_${property})
+  if(leaked)
+    message(SEND_ERROR "Caprion::caprion leaks ${property}: ${leaked}")
+  endif()
+endforeach()
+get_target_property(type Caprion::caprion TYPE)
+get_target_property(libraries Caprion::caprion INTERFACE_LINK_LIBRARIES)
+if(type STREQUAL "SHARED_LIBRARY" AND (libraries OR CURL_FOUND OR Boost_FOUND OR PkgConfig_FOUND))
+  message(SEND_ERROR "the shared library asks its users for its own dependencies: ${libraries}")
+endif()
