@@ -31,7 +31,8 @@
 /// completion that says so runs inside the call.)
 ///
 /// Errors. Whatever goes wrong arrives as a caprion_error; no function sets errno for its caller or keeps a
-/// "last error". No C++ exception leaves a function.
+/// "last error". No C++ exception leaves a function. (When there is no memory for so much as an error, the
+/// process ends.)
 
 #include <caprion/export.h>
 #include <caprion/version.h>
