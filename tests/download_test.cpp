@@ -395,6 +395,32 @@ TEST_F(DownloadTest, MayBeStartedFromWithinAnyReport) {
   EXPECT_GE(files, 1);  // those that a later one has cancelled report nothing
 }
 
+TEST_F(DownloadTest, OneThatHasGivenWayLeavesTheFolderAlone) {
+  service().setHandler(always({.body = zip({"film.srt"})}));
+  CacheFolder folder("Caprion", "42");
+  ASSERT_FALSE(folder.lock());
+  std::ofstream(folder.path() + "/reported") << "by another";
+  std::vector<std::string> reports;
+  std::thread waiting([&] { reports = download(); });
+  // Until the kernel lists somebody of this process who waits for a lock.
+  const auto isWaiting = [&] {
+    std::istringstream locks(contentOf("/proc/locks"));
+    for (std::string line; std::getline(locks, line);) {
+      if (line.find("-> FLOCK") != std::string::npos &&
+          line.find(" " + std::to_string(::getpid()) + " ") != std::string::npos) {
+        return true;
+      }
+    }
+    return false;
+  };
+  while (!isWaiting()) std::this_thread::yield();
+  EXPECT_EQ(download({{"IDSubtitle", "\"43\""}}), std::vector{"43/film.eng.srt"s});
+  folder.unlock();
+  waiting.join();
+  EXPECT_TRUE(reports.empty());
+  EXPECT_EQ(content(), "reported");
+}
+
 TEST_F(DownloadTest, OverlappingOnesLeaveTheFolderToTheLast) {
   service().setHandler(always({.body = zip({"a/b/c/film.srt", "x", "y", "z"})}));
   for (int round = 0; round < 25; ++round) {
