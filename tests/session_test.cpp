@@ -1,10 +1,11 @@
-#include "platform/completion_queue.hpp"
+#include "platform/session_threads.hpp"
 #include "platform/url_session.hpp"
 #include "service.hpp"
 
 #include <gtest/gtest.h>
 
 #include <latch>
+#include <semaphore>
 
 namespace caprion::test {
 
@@ -98,20 +99,31 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
   EXPECT_EQ(wait(promise.get_future()).error->code(), -999);
 }
 
-TEST(CompletionQueue, GrowsOnlyWhileItIsStuck) {
-  std::atomic<int> relieved = 0;
-  static auto& queue = *new CompletionQueue(2, [&] { ++relieved; });  // its threads outlive the test
-  ASSERT_TRUE(queue.start());
+TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
+  // What the threads use outlives the test, as they do.
+  static std::counting_semaphore<> woken(0);
+  static std::atomic<int> drivers = 0;
+  static SessionThreads* threads = nullptr;
+  threads = new SessionThreads(
+      2,
+      [] {
+        EXPECT_EQ(++drivers, 1);
+        (void)woken.try_acquire_for(SessionThreads::patience);
+        threads->tend();
+        --drivers;
+      },
+      [] { woken.release(); });
+  ASSERT_TRUE(threads->start());
+  ASSERT_TRUE(threads->startDriving());
   constexpr int works = 30;
-  std::latch stuck(works);
-  for (int i = 0; i < works; ++i) queue.add([&] { stuck.arrive_and_wait(); });
-  EXPECT_TRUE(queue.isFull());
-  while (queue.tend()) std::this_thread::sleep_for(CompletionQueue::patience);
+  static std::latch stuck(works);
+  for (int i = 0; i < works; ++i) threads->complete([] { stuck.arrive_and_wait(); });
+  EXPECT_TRUE(threads->isFull());
   stuck.wait();
-  EXPECT_FALSE(queue.isFull());
-  EXPECT_GT(relieved, 0);
-  queue.stop();
-  queue.add([] { ADD_FAILURE() << "ran after the stop"; });
+  EXPECT_FALSE(threads->isFull());
+  threads->stop();
+  EXPECT_EQ(drivers, 0);
+  threads->complete([] { ADD_FAILURE() << "ran after the stop"; });
 }
 
 }  // namespace caprion::test

@@ -26,7 +26,7 @@ std::optional<std::thread> startThread(const char* name, std::function<void()> b
 }
 
 void runInBackground(const std::function<void()>& work) noexcept {
-  if (auto thread = startThread("caprion-done", work)) {
+  if (auto thread = startThread("caprion", work)) {
     thread->detach();
   } else {
     work();

@@ -1,8 +1,8 @@
 #include "platform/url_session.hpp"
 
-#include "platform/completion_queue.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
+#include "platform/session_threads.hpp"
 #include "platform/thread.hpp"
 #include "platform/transfer.hpp"
 #include "platform/transport_error.hpp"
@@ -23,7 +23,6 @@
 #include <mutex>
 #include <new>
 #include <string_view>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -77,8 +76,8 @@ class StandardDescriptorsTaken {
 
 }  // namespace
 
-/// The session's side of a task. What isn't constant belongs to the I/O thread until the task has ended, and
-/// then to the completion.
+/// The session's side of a task. The driver is whichever of the session's threads drives the exchanges. What
+/// isn't constant belongs to the driver until the task has ended, and then to the completion.
 class URLSession::Impl {
  public:
   class Task : public URLSessionTask, public std::enable_shared_from_this<Task> {
@@ -104,7 +103,7 @@ class URLSession::Impl {
     Impl& session_;
     const URLRequest request_;
 
-    /// What became of the first command. Of a task that was accepted, the I/O thread sees every further
+    /// What became of the first command. Of a task that was accepted, the driver sees every further
     /// command; one that was refused has completed with that.
     enum class Fate { unknown, accepted, refused };
     std::atomic<Fate> fate_ = Fate::unknown;
@@ -116,7 +115,7 @@ class URLSession::Impl {
              (before == Fate::accepted && fate == Fate::accepted);
     }
 
-    // The I/O thread's. A task that has ended may still have a transfer that has yet to come to its end.
+    // The driver's. A task that has ended may still have a transfer that has yet to come to its end.
     Phase phase_ = Phase::suspended;
     std::string url_;  // of the request, and then of the redirects
     std::string host_;
@@ -127,7 +126,7 @@ class URLSession::Impl {
   class DataTask;
   class DownloadTask;
 
-  /// Hands a task to the I/O thread, which is started if need be.
+  /// Hands a task to the driver, which is started if need be.
   struct Command {
     enum What { resume, cancel };
     std::shared_ptr<Task> task;
@@ -147,9 +146,8 @@ class URLSession::Impl {
   std::optional<Error> start();
   void stop();
 
-  // What follows runs on the I/O thread.
-  void run();
-  void abandon();
+  // What follows runs on the thread that drives.
+  void drive();
   void resume(const TaskPointer& task);
   void cancel(const TaskPointer& task);
   void enqueue(const TaskPointer& task, std::string url);
@@ -161,16 +159,17 @@ class URLSession::Impl {
   void end(const TaskPointer& task, std::optional<HTTPURLResponse> response, std::optional<Error> error);
 
   const TransportSettings settings_ = TransportSettings::fromEnvironment();
-  CompletionQueue completions_{backlogLimit, [this] { curl_multi_wakeup(multi_); }};
+  SessionThreads threads_{backlogLimit, [this] { drive(); }, [this] { curl_multi_wakeup(multi_); }};
 
   // Under the shared mutex.
   std::vector<Command> commands_;
-  bool stopping_ = false;
-  std::atomic<pid_t> process_ = 0;  // that the I/O thread runs in; 0 before there is one
+  bool isStopping_ = false;
+  std::atomic<pid_t> process_ = 0;  // that the threads run in; 0 before there are any
   CURLM* multi_ = nullptr;
-  std::optional<std::thread> thread_;
 
+  // The driver's.
   std::map<std::string, Host> hosts_;
+  std::chrono::milliseconds wait_{0};  // at most, for something to do
 };
 
 class URLSession::Impl::DataTask final : public Task {
@@ -267,11 +266,11 @@ void URLSession::Impl::submit(Command command) noexcept {
   std::optional<Error> refused;
   bool canQueue = false;
   if (process_ != 0 && process_ != ::getpid()) {
-    refused = posixError(ECHILD);  // a child of fork() has no I/O thread
+    refused = posixError(ECHILD);  // a child of fork() has none of the threads
   } else {
     const std::lock_guard lock(sharedMutex());
-    refused = stopping_ ? posixError(ECANCELED) : start();
-    canQueue = !stopping_ && completions_.start();
+    refused = isStopping_ ? posixError(ECANCELED) : start();
+    canQueue = !isStopping_ && threads_.start();
     if (!refused && command.task->take(Task::Fate::accepted)) commands_.push_back(command);
   }
   if (!refused) {
@@ -281,11 +280,11 @@ void URLSession::Impl::submit(Command command) noexcept {
     const auto report = [task = std::move(command.task), error = *refused] {
       task->complete(std::nullopt, error);
     };
-    canQueue ? completions_.add(report) : runInBackground(report);
+    canQueue ? threads_.complete(report) : runInBackground(report);
   }
 }
 
-/// Starts the I/O thread, once. What can't be had now may be had the next time.
+/// Starts the driving, once. What can't be had now may be had the next time.
 std::optional<Error> URLSession::Impl::start() {
   if (process_ != 0) return std::nullopt;
   // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a
@@ -303,9 +302,7 @@ std::optional<Error> URLSession::Impl::start() {
     curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
     curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, 4L * static_cast<long>(connectionsPerHost));
   }
-  if (!completions_.start()) return posixError(EAGAIN);
-  thread_ = startThread("caprion-io", [this] { run(); });
-  if (!thread_) return posixError(EAGAIN);
+  if (!threads_.startDriving()) return posixError(EAGAIN);
   process_ = ::getpid();
   std::atexit([] { shared().impl_->stop(); });
   return std::nullopt;
@@ -315,42 +312,33 @@ void URLSession::Impl::stop() {
   if (process_ != ::getpid()) return;
   {
     const std::lock_guard lock(sharedMutex());
-    stopping_ = true;
+    isStopping_ = true;
   }
-  curl_multi_wakeup(multi_);
-  thread_->join();
-  completions_.stop();
-}
-
-void URLSession::Impl::run() {
-  std::vector<Command> commands;
-  while (true) {
-    {
-      const std::lock_guard lock(sharedMutex());
-      if (stopping_) return abandon();
-      commands.swap(commands_);
-    }
-    for (const Command& command : commands) {
-      command.what == Command::resume ? resume(command.task) : cancel(command.task);
-    }
-    commands.clear();
-
-    startWaiting();
-    int running = 0;
-    curl_multi_perform(multi_, &running);
-    finishTransfers();
-    auto wait = endOverdue();
-    startWaiting();
-    if (completions_.tend()) wait = std::min(wait, CompletionQueue::patience);
-    curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait.count()), nullptr);
-  }
-}
-
-/// Leaves nothing behind of the tasks that the exit has caught halfway.
-void URLSession::Impl::abandon() {
+  threads_.stop();
+  // Nothing is left behind of the tasks that the exit has caught halfway.
   for (auto& [name, host] : hosts_) {
     for (const TaskPointer& task : host.running) task->clear();
   }
+}
+
+/// Waits for commands and for what libcurl waits for, and does what is to be done then.
+void URLSession::Impl::drive() {
+  curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait_.count()), nullptr);
+  std::vector<Command> commands;
+  {
+    const std::lock_guard lock(sharedMutex());
+    commands.swap(commands_);
+  }
+  for (const Command& command : commands) {
+    command.what == Command::resume ? resume(command.task) : cancel(command.task);
+  }
+  startWaiting();
+  int running = 0;
+  curl_multi_perform(multi_, &running);
+  finishTransfers();
+  wait_ = endOverdue();
+  startWaiting();
+  if (threads_.tend()) wait_ = std::min(wait_, SessionThreads::patience);
 }
 
 void URLSession::Impl::resume(const TaskPointer& task) {
@@ -410,7 +398,7 @@ void URLSession::Impl::enqueue(const TaskPointer& task, std::string url) {
 void URLSession::Impl::startWaiting() {
   for (auto entry = hosts_.begin(); entry != hosts_.end();) {
     Host& host = entry->second;
-    while (!host.waiting.empty() && host.running.size() < connectionsPerHost && !completions_.isFull()) {
+    while (!host.waiting.empty() && host.running.size() < connectionsPerHost && !threads_.isFull()) {
       const TaskPointer task = std::move(host.waiting.front());
       host.waiting.pop_front();
       startTransfer(task, host);
@@ -497,7 +485,7 @@ void URLSession::Impl::end(const TaskPointer& task, std::optional<HTTPURLRespons
                            std::optional<Error> error) {
   if (task->phase_ == Task::Phase::ended) return;
   task->phase_ = Task::Phase::ended;
-  completions_.add([task, response, error = std::move(error)] { task->complete(response, error); });
+  threads_.complete([task, response, error = std::move(error)] { task->complete(response, error); });
 }
 
 }  // namespace caprion

@@ -45,12 +45,12 @@ class LatestTask {
   std::shared_ptr<URLSessionTask> task_;
 };
 
-/// The process's HTTP client. One I/O thread runs all exchanges; there are at most six at a time with one
-/// host, and the others wait for their turn. Any thread may call its members.
+/// The process's HTTP client. One thread at a time drives all exchanges; there are at most six at a time with
+/// one host, and the others wait for their turn. Any thread may call its members.
 ///
 /// A completion runs exactly once per task that is resumed or cancelled, on a background thread and never
 /// inside resume() or cancel(). It gets the response and the body, or an error. (Only when the system refuses
-/// the very first thread, the completion has to run on the caller's.)
+/// its very first threads, the completion has to run on the caller's.)
 class URLSession {
  public:
   using DataCompletion =
