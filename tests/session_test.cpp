@@ -100,30 +100,41 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
 }
 
 TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
-  // What the threads use outlives the test, as they do.
-  static std::counting_semaphore<> woken(0);
-  static std::atomic<int> drivers = 0;
-  static SessionThreads* threads = nullptr;
-  threads = new SessionThreads(
-      2,
-      [] {
-        EXPECT_EQ(++drivers, 1);
-        (void)woken.try_acquire_for(SessionThreads::patience);
-        threads->tend();
-        --drivers;
-      },
-      [] { woken.release(); });
-  ASSERT_TRUE(threads->start());
-  ASSERT_TRUE(threads->startDriving());
   constexpr int works = 30;
-  static std::latch stuck(works);
-  for (int i = 0; i < works; ++i) threads->complete([] { stuck.arrive_and_wait(); });
-  EXPECT_TRUE(threads->isFull());
-  stuck.wait();
-  EXPECT_FALSE(threads->isFull());
-  threads->stop();
-  EXPECT_EQ(drivers, 0);
-  threads->complete([] { ADD_FAILURE() << "ran after the stop"; });
+  struct Work final : SessionWork {
+    bool perform() override {
+      EXPECT_EQ(++drivers, 1);
+      for (; started < works; ++started) threads->complete([this] { stuck.arrive_and_wait(); });
+      sawFull = sawFull || threads->isFull();
+      --drivers;
+      return !isOver;
+    }
+    void wait(std::chrono::milliseconds longest) override {
+      ++drivers;
+      (void)woken.try_acquire_for(longest);
+      --drivers;
+    }
+    void wake() override { woken.release(); }
+
+    SessionThreads* threads = nullptr;
+    std::counting_semaphore<> woken{0};
+    std::latch stuck{works};
+    std::atomic<int> drivers = 0;
+    std::atomic<bool> isOver = false;
+    int started = 0;
+    bool sawFull = false;
+  };
+  static Work work;  // what the threads use outlives the test, as they do
+  work.threads = new SessionThreads(work, 2);
+  ASSERT_TRUE(work.threads->start());
+  EXPECT_EQ(work.drivers, 0);
+  work.threads->drive();
+  work.stuck.wait();  // which takes a thread for each
+  EXPECT_FALSE(work.threads->isFull());
+  work.isOver = true;
+  work.threads->stop();
+  EXPECT_EQ(work.drivers, 0);
+  EXPECT_TRUE(work.sawFull);
 }
 
 }  // namespace caprion::test

@@ -11,39 +11,45 @@
 
 namespace caprion {
 
-/// The session's threads, as leader and followers: one at a time drives the exchanges. When one has ended,
-/// the driver hands the driving on to another thread and runs the completion itself, so that an answer is not
-/// held up by a change of threads.
+/// What a session does with its exchanges, on one thread at a time, which is then its driver.
+class SessionWork {
+ public:
+  /// Does what there is to be done, and hands the completions of what has ended to SessionThreads::complete.
+  /// Returns whether there are exchanges left to wait for. Runs none of the host's code.
+  virtual bool perform() = 0;
+
+  /// Waits until there is something to be done for an exchange, but no longer than this.
+  virtual void wait(std::chrono::milliseconds longest) = 0;
+
+  /// Ends the wait that is under way, or else the next one. Called on any thread.
+  virtual void wake() = 0;
+
+ protected:
+  ~SessionWork() = default;
+};
+
+/// A session's threads, as leader and followers: one at a time drives the exchanges. When one has ended, the
+/// driver leaves the driving to another thread and runs the completion itself, so that no answer is held up
+/// by a change of threads. While there are no exchanges, nobody drives.
 ///
-/// Completions are the host's code and may block on one another. When none of them gets on while others wait,
-/// there are more threads each time that tend() finds it so, as many as it takes; usually there are a few.
-/// Threads that have nothing to do for a while end.
+/// Completions are the host's code and may block on one another. One thread never runs them, so that there is
+/// always one to drive. When none of the completions gets on while others wait, threads are added, as many as
+/// it takes; usually there are a few. Threads that have nothing to do for a while end.
 class SessionThreads {
  public:
-  /// How long a waiting completion may see no progress before a thread is added.
-  static constexpr std::chrono::milliseconds patience{10};
+  SessionThreads(SessionWork& work, std::size_t backlogLimit) : work_(work), backlogLimit_(backlogLimit) {}
 
-  /// `drive` waits for something to do for the exchanges, does it, and calls complete() for those that have
-  /// ended. It runs on one thread at a time, again and again, and runs none of the host's code. `wake` ends
-  /// its wait, on any thread: when the completions that wait have come down to `backlogLimit`, when one is
-  /// added by somebody else, and for the stop.
-  SessionThreads(std::size_t backlogLimit, std::function<void()> drive, std::function<void()> wake);
-
-  /// Makes sure that completions can be run; false when the system has no thread to give.
+  /// Makes sure that there are the threads it takes; false when the system hasn't got them to give.
   bool start();
 
-  /// Makes sure that there is a driver, and another thread for the completions; false when the system hasn't
-  /// these threads to give.
-  bool startDriving();
+  /// Has the work performed soon.
+  void drive();
 
-  /// Runs the completion soon.
+  /// Runs a completion soon. Called by the driver.
   void complete(std::function<void()> completion);
 
-  /// Whether more completions wait than the limit allows.
+  /// Whether more completions wait than the limit allows. When they don't any more, the work is performed.
   bool isFull() const;
-
-  /// To be called about every `patience` as long as it returns true, which means that completions wait.
-  bool tend();
 
   /// Ends the driving, starts no further completion, and gives those that run a moment to end. The threads
   /// that are left do nothing more until the process ends.
@@ -54,26 +60,28 @@ class SessionThreads {
 
   bool addThread();
   void run(Threads::iterator self);
+  bool hasDriver() const { return driver_ != std::thread::id(); }
   void drive(std::unique_lock<std::mutex>& lock);
+  void growIfStuck();
   void runCompletion(std::unique_lock<std::mutex>& lock);
   void joinEnded();
 
+  SessionWork& work_;
   const std::size_t backlogLimit_;
-  const std::function<void()> drive_;
-  const std::function<void()> wake_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<std::function<void()>> waiting_;
   Threads threads_;
   Threads ended_;  // to be joined
-  bool isDriving_ = false;
-  std::thread::id driver_;
   std::size_t idle_ = 0;
+  std::thread::id driver_;
+  bool hasWork_ = false;
+  std::deque<std::function<void()>> waiting_;
   std::size_t running_ = 0;
   std::size_t done_ = 0;  // completions that have run so far
-  std::size_t doneAtTending_ = 0;
-  std::size_t threadsToAdd_ = 1;  // the next time that no completion gets on
-  std::chrono::steady_clock::time_point tended_;
+  // At the last look at how the completions get on:
+  std::chrono::steady_clock::time_point looked_;
+  std::size_t doneWhenLooked_ = 0;
+  std::size_t threadsToAdd_ = 1;  // when the next look finds them stuck
   bool isStopping_ = false;
 };
 

@@ -78,7 +78,7 @@ class StandardDescriptorsTaken {
 
 /// The session's side of a task. The driver is whichever of the session's threads drives the exchanges. What
 /// isn't constant belongs to the driver until the task has ended, and then to the completion.
-class URLSession::Impl {
+class URLSession::Impl final : public SessionWork {
  public:
   class Task : public URLSessionTask, public std::enable_shared_from_this<Task> {
    public:
@@ -145,9 +145,11 @@ class URLSession::Impl {
 
   std::optional<Error> start();
   void stop();
+  void wake() override { curl_multi_wakeup(multi_); }
 
   // What follows runs on the thread that drives.
-  void drive();
+  bool perform() override;
+  void wait(std::chrono::milliseconds longest) override;
   void resume(const TaskPointer& task);
   void cancel(const TaskPointer& task);
   void enqueue(const TaskPointer& task, std::string url);
@@ -159,7 +161,7 @@ class URLSession::Impl {
   void end(const TaskPointer& task, std::optional<HTTPURLResponse> response, std::optional<Error> error);
 
   const TransportSettings settings_ = TransportSettings::fromEnvironment();
-  SessionThreads threads_{backlogLimit, [this] { drive(); }, [this] { curl_multi_wakeup(multi_); }};
+  SessionThreads threads_{*this, backlogLimit};
 
   // Under the shared mutex.
   std::vector<Command> commands_;
@@ -169,7 +171,7 @@ class URLSession::Impl {
 
   // The driver's.
   std::map<std::string, Host> hosts_;
-  std::chrono::milliseconds wait_{0};  // at most, for something to do
+  std::chrono::milliseconds untilOverdue_{0};  // the next server that is silent for too long
 };
 
 class URLSession::Impl::DataTask final : public Task {
@@ -264,27 +266,23 @@ std::shared_ptr<URLSessionTask> URLSession::downloadTask(URLRequest request, std
 
 void URLSession::Impl::submit(Command command) noexcept {
   std::optional<Error> refused;
-  bool canQueue = false;
   if (process_ != 0 && process_ != ::getpid()) {
     refused = posixError(ECHILD);  // a child of fork() has none of the threads
   } else {
     const std::lock_guard lock(sharedMutex());
     refused = isStopping_ ? posixError(ECANCELED) : start();
-    canQueue = !isStopping_ && threads_.start();
     if (!refused && command.task->take(Task::Fate::accepted)) commands_.push_back(command);
   }
   if (!refused) {
-    curl_multi_wakeup(multi_);
+    threads_.drive();
   } else if (command.task->take(Task::Fate::refused)) {
     if (command.what == Command::cancel) refused = urlError(url_error::cancelled);
-    const auto report = [task = std::move(command.task), error = *refused] {
-      task->complete(std::nullopt, error);
-    };
-    canQueue ? threads_.complete(report) : runInBackground(report);
+    runInBackground(
+        [task = std::move(command.task), error = *refused] { task->complete(std::nullopt, error); });
   }
 }
 
-/// Starts the driving, once. What can't be had now may be had the next time.
+/// Starts the threads, once. What can't be had now may be had the next time.
 std::optional<Error> URLSession::Impl::start() {
   if (process_ != 0) return std::nullopt;
   // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a
@@ -302,7 +300,7 @@ std::optional<Error> URLSession::Impl::start() {
     curl_multi_setopt(multi_, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
     curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, 4L * static_cast<long>(connectionsPerHost));
   }
-  if (!threads_.startDriving()) return posixError(EAGAIN);
+  if (!threads_.start()) return posixError(EAGAIN);
   process_ = ::getpid();
   std::atexit([] { shared().impl_->stop(); });
   return std::nullopt;
@@ -321,9 +319,7 @@ void URLSession::Impl::stop() {
   }
 }
 
-/// Waits for commands and for what libcurl waits for, and does what is to be done then.
-void URLSession::Impl::drive() {
-  curl_multi_poll(multi_, nullptr, 0, static_cast<int>(wait_.count()), nullptr);
+bool URLSession::Impl::perform() {
   std::vector<Command> commands;
   {
     const std::lock_guard lock(sharedMutex());
@@ -336,9 +332,13 @@ void URLSession::Impl::drive() {
   int running = 0;
   curl_multi_perform(multi_, &running);
   finishTransfers();
-  wait_ = endOverdue();
+  untilOverdue_ = endOverdue();
   startWaiting();
-  if (threads_.tend()) wait_ = std::min(wait_, SessionThreads::patience);
+  return !hosts_.empty();
+}
+
+void URLSession::Impl::wait(std::chrono::milliseconds longest) {
+  curl_multi_poll(multi_, nullptr, 0, static_cast<int>(std::min(longest, untilOverdue_).count()), nullptr);
 }
 
 void URLSession::Impl::resume(const TaskPointer& task) {
