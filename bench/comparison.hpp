@@ -1,0 +1,47 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace caprion::bench {
+
+using Body = std::function<void(benchmark::State&)>;
+
+/// Something that is timed beside its limit, the least that any program has to do for the same result, and
+/// beside what a host would otherwise write or pick. Each body checks its result before it is timed.
+struct Case {
+  std::string name;
+  double aim;  ///< how many times the limit's time it may take; 0 for none
+  Body ours;
+  Body limit;
+  std::string alternativeName = {};
+  Body alternative = {};
+  double alternativeAim = 0;  ///< how many times ours' time the alternative should take; 0 for none
+  double atMost = 0;          ///< how many nanoseconds it may take in any event; 0 for any number
+};
+
+/// One line of the table.
+struct Row {
+  std::string name;
+  std::string unit;  ///< "ns", "KiB" or ""
+  double ours;
+  double limit;
+  double aim;
+  double ratioAtBest = 0;  ///< of the shortest times, where `ours` and `limit` are medians
+  std::string alternativeName = {};
+  double alternative = 0;
+  double alternativeAim = 0;
+};
+
+/// Ends the run, as a wrong result is worth no time.
+inline void check(bool isRight, const std::string& what) {
+  if (!isRight) throw std::runtime_error(what);
+}
+
+std::vector<Case> networkCases();
+
+}  // namespace caprion::bench
