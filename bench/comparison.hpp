@@ -22,6 +22,9 @@ struct Case {
   Body alternative = {};
   double alternativeAim = 0;  ///< how many times ours' time the alternative should take; 0 for none
   double atMost = 0;          ///< how many nanoseconds it may take in any event; 0 for any number
+  /// Whether the clock on the wall is looked at, rather than the processor's time of the thread, which other
+  /// work of the machine hardly changes.
+  bool isWaiting = false;
 };
 
 /// One line of the table.
@@ -42,6 +45,15 @@ inline void check(bool isRight, const std::string& what) {
   if (!isRight) throw std::runtime_error(what);
 }
 
+std::vector<Case> hashCases();
+std::vector<Case> decodeCases();
+std::vector<Case> nameCases();
 std::vector<Case> networkCases();
+std::vector<Case> processCases();
+
+/// Threads and memory. To be measured before all else: a process that is started by a large one counts as no
+/// smaller than that, and memory that is still free hides what is taken.
+std::vector<Row> processFigures();
+std::vector<Row> networkFigures();
 
 }  // namespace caprion::bench

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -20,6 +21,26 @@ namespace caprion::bench {
 
 namespace {
 
+/// The temporary folder of this process, and of those that it starts, as long as this lives.
+class TemporaryFolder {
+ public:
+  TemporaryFolder() {
+    std::string pattern = std::filesystem::temp_directory_path() / "caprion-bench-XXXXXX";
+    check(::mkdtemp(pattern.data()) != nullptr, "no temporary folder");
+    path_ = pattern;
+    ::setenv("TMPDIR", pattern.c_str(), 1);
+  }
+  ~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+
+ private:
+  std::filesystem::path path_;
+};
+
 /// Keeps the times of each body by its name, in nanoseconds.
 class Times : public benchmark::BenchmarkReporter {
  public:
@@ -28,7 +49,8 @@ class Times : public benchmark::BenchmarkReporter {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration) continue;
       std::vector<double>& times = times_[run.run_name.function_name];
-      times.push_back(run.GetAdjustedRealTime());
+      const bool isReal = !run.run_name.time_type.empty();
+      times.push_back(isReal ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
       std::sort(times.begin(), times.end());
     }
   }
@@ -47,7 +69,9 @@ void registerCase(const Case& one) {
   const std::pair<const char*, const Body&> bodies[] = {
       {"/ours", one.ours}, {"/limit", one.limit}, {"/alternative", one.alternative}};
   for (const auto& [suffix, body] : bodies) {
-    if (body) benchmark::RegisterBenchmark((one.name + suffix).c_str(), body)->UseRealTime();
+    if (!body) continue;
+    auto* const registered = benchmark::RegisterBenchmark((one.name + suffix).c_str(), body);
+    if (one.isWaiting) registered->UseRealTime();
   }
 }
 
@@ -148,16 +172,19 @@ int run(std::vector<char*> arguments) {
 
   double load = 0;
   ::getloadavg(&load, 1);
+  const TemporaryFolder folder;
   const Service service;
-  std::vector<Row> rows;
+  std::vector<Row> figures = processFigures();
+  for (Row& row : networkFigures()) figures.push_back(std::move(row));
   std::vector<Case> cases;
-  for (const auto& group : {networkCases}) {
+  for (const auto& group : {hashCases, decodeCases, nameCases, networkCases, processCases}) {
     for (Case& one : group()) cases.push_back(std::move(one));
   }
   for (const Case& one : cases) registerCase(one);
   Times times;
   benchmark::RunSpecifiedBenchmarks(&times);
-  for (Row& row : rowsOf(cases, times)) rows.push_back(std::move(row));
+  std::vector<Row> rows = rowsOf(cases, times);
+  rows.insert(rows.end(), figures.begin(), figures.end());
 
   print(rows);
   std::printf("Load of the machine before: %.2f\n", load);

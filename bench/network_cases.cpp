@@ -1,14 +1,27 @@
+#include "answers.hpp"
 #include "comparison.hpp"
+#include "run.hpp"
+#include "service.hpp"
 
 #include <caprion/caprion.hpp>
 
 #include <curl/curl.h>
+#include <malloc.h>
 
+#include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <future>
+#include <iterator>
+#include <latch>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -121,14 +134,147 @@ Case searchCase(const std::string& name, const std::string& text, double aim) {
           .ours = [text](auto& state) { search(state, text); },
           .limit = [text](auto& state) { bareGet(state, text); },
           .alternativeName = "libcurl on a worker",
-          .alternative = [text](auto& state) { getOnWorker(state, text); }};
+          .alternative = [text](auto& state) { getOnWorker(state, text); },
+          .isWaiting = true};
+}
+
+// Many searches at once.
+
+constexpr std::size_t many = 1000;
+
+/// Starts them all, and calls `meanwhile` until they have ended.
+void searchManyTimes(const std::function<void()>& meanwhile = {}) {
+  const std::vector<Arg> criteria{{Param::query, "1"}};
+  std::atomic<std::size_t> wrong = 0;
+  std::latch left(many);
+  for (std::size_t i = 0; i < many; ++i) {
+    Caprion::shared().query(criteria, [&](const auto& result) {
+      if (!result || result->subtitles.size() != 1) ++wrong;
+      left.count_down();
+    });
+  }
+  while (meanwhile && !left.try_wait()) meanwhile();
+  left.wait();
+  check(wrong == 0, "a search among many");
+}
+
+/// One multi handle with the limits of the library, which holds the connections.
+class ManyGets {
+ public:
+  ManyGets() {
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAX_HOST_CONNECTIONS, 6L);
+    curl_multi_setopt(multi_.get(), CURLMOPT_MAXCONNECTS, 24L);
+    curl_multi_setopt(multi_.get(), CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
+  }
+
+  void get() {
+    std::vector<std::string> bodies(many);
+    std::vector<Easy> easies;
+    for (std::string& body : bodies) {
+      easies.push_back(makeGet(searchURL("1"), body));
+      curl_multi_add_handle(multi_.get(), easies.back().get());
+    }
+    int running = 0;
+    do {
+      curl_multi_perform(multi_.get(), &running);
+      if (running > 0) curl_multi_poll(multi_.get(), nullptr, 0, 1000, nullptr);
+    } while (running > 0);
+    for (const Easy& easy : easies) curl_multi_remove_handle(multi_.get(), easy.get());
+    for (const std::string& body : bodies)
+      check(body.size() > 1000 && body == bodies[0], "a bare GET among many");
+  }
+
+ private:
+  std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi_{curl_multi_init(), curl_multi_cleanup};
+};
+
+std::size_t threads() {
+  return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"), {}));
+}
+
+/// The memory of this process, in KiB, once what is free has been given back.
+double residentMemory() {
+  ::malloc_trim(0);
+  std::size_t total = 0, resident = 0;
+  std::ifstream("/proc/self/statm") >> total >> resident;
+  return static_cast<double>(resident * 4);
+}
+
+// Downloads.
+
+/// The hit whose archive the service has.
+std::shared_ptr<const Subtitle> hit() { return QueryResult::decode(answer(1))->subtitles.at(0); }
+
+constexpr std::uintmax_t subtitleSize = 66'000;
+
+void download(benchmark::State& state) {
+  const auto subtitle = hit();
+  std::optional<std::string> path;
+  const auto get = [&] {
+    Caprion::shared().download(*subtitle, [&](const auto& file) { path = file ? file->path() : ""; });
+  };
+  get();
+  check(path && std::filesystem::file_size(*path) == subtitleSize, "a download");
+  for (auto _ : state) get();
+}
+
+/// A kept handle, a file and the process.
+void downloadByLibcurl(benchmark::State& state) {
+  const std::filesystem::path folder = std::filesystem::temp_directory_path() / "bare";
+  std::filesystem::create_directory(folder);
+  const std::string archive = folder / "archive.zip";
+  std::string unused;
+  const Easy easy = makeGet(Service::archiveURL, unused);
+  curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, nullptr);
+  const auto get = [&] {
+    std::FILE* const file = std::fopen(archive.c_str(), "w");
+    curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, file);
+    check(curl_easy_perform(easy.get()) == CURLE_OK && std::fclose(file) == 0, "a bare transfer");
+    check(run({"/usr/bin/unzip", "-o", "-C", archive, "-d", folder}).status == 0, "a bare unzip");
+  };
+  get();
+  check(std::filesystem::file_size(folder / Service::subtitleName) == subtitleSize, "a bare download");
+  for (auto _ : state) get();
 }
 
 }  // namespace
 
+std::vector<Row> networkFigures() {
+  std::promise<void> done;
+  Caprion::shared().query({{Param::query, "1"}}, [&](const auto&) { done.set_value(); });
+  done.get_future().wait();
+  const std::size_t threadsBefore = threads() - 2;  // the library has one of each kind by now
+  const double memoryBefore = residentMemory();
+  std::size_t mostThreads = 0;
+  searchManyTimes([&] {
+    mostThreads = std::max(mostThreads, threads() - threadsBefore);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  });
+  return {{"1,000 searches: threads", "", static_cast<double>(mostThreads), 5, 1},
+          {"1,000 searches: memory afterwards", "KiB", residentMemory(), memoryBefore, 1.1}};
+}
+
 std::vector<Case> networkCases() {
-  return {searchCase("search, 1 hit", "1", 1.05), searchCase("search, 50 hits", "50", 0),
-          searchCase("search, 1 hit, 20 ms away", "1 hits, far away", 1.05)};
+  const auto gets = std::make_shared<ManyGets>();
+  return {searchCase("search, 1 hit", "1", 1.05),
+          searchCase("search, 50 hits", "50", 0),
+          searchCase("search, 1 hit, 20 ms away", "1 hits, far away", 1.05),
+          {.name = "1,000 searches",
+           .aim = 1.1,
+           .ours =
+               [](auto& state) {
+                 for (auto _ : state) searchManyTimes();
+               },
+           .limit =
+               [gets](auto& state) {
+                 for (auto _ : state) gets->get();
+               },
+           .isWaiting = true},
+          {.name = "download of 50 KB",
+           .aim = 1.1,
+           .ours = download,
+           .limit = downloadByLibcurl,
+           .isWaiting = true}};
 }
 
 }  // namespace caprion::bench

@@ -25,7 +25,7 @@ std::string archive() {
   std::mt19937 random(1);
   while (text.size() < 66'000) text += static_cast<char>(' ' + random() % 64);
   stand_in::ZipWriter writer;
-  writer.add("The.Lighthouse.Keepers.S03E07.srt", text);
+  writer.add(Service::subtitleName, text);
   return writer.finish();
 }
 
