@@ -1,4 +1,4 @@
-#include "answers.hpp"
+#include "comparison.hpp"
 
 #include <array>
 #include <string_view>

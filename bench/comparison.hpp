@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -44,6 +45,18 @@ struct Row {
 inline void check(bool isRight, const std::string& what) {
   if (!isRight) throw std::runtime_error(what);
 }
+
+/// The answer to a search with this many hits, of the service's shape: 50 keys and about 1,680 bytes each.
+std::string answer(std::size_t hits);
+
+/// How a process ended, and how much memory it had at most, in KiB.
+struct Run {
+  int status = -1;
+  double memory = 0;
+};
+
+/// Runs a program and throws its output away.
+Run run(std::vector<std::string> words);
 
 std::vector<Case> hashCases();
 std::vector<Case> decodeCases();

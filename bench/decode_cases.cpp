@@ -1,4 +1,3 @@
-#include "answers.hpp"
 #include "comparison.hpp"
 
 #include <caprion/query_result.hpp>

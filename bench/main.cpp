@@ -154,7 +154,7 @@ void writeJSON(const std::string& path, const std::vector<Row>& rows, double loa
   check(file.flush().good(), "can't write " + path);
 }
 
-int run(std::vector<char*> arguments) {
+int runAll(std::vector<char*> arguments) {
   std::string json;
   for (std::size_t i = 1; i + 1 < arguments.size(); ++i) {
     if (arguments[i] != std::string_view("--json")) continue;
@@ -197,7 +197,7 @@ int run(std::vector<char*> arguments) {
 }  // namespace caprion::bench
 
 int main(int argc, char** argv) try {
-  return caprion::bench::run({argv, argv + argc});
+  return caprion::bench::runAll({argv, argv + argc});
 } catch (const std::exception& error) {
   std::fprintf(stderr, "caprion_bench: wrong result: %s\n", error.what());
   return 1;

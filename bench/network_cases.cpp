@@ -1,6 +1,4 @@
-#include "answers.hpp"
 #include "comparison.hpp"
-#include "run.hpp"
 #include "service.hpp"
 
 #include <caprion/caprion.hpp>
@@ -11,7 +9,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -20,11 +17,10 @@
 #include <iterator>
 #include <latch>
 #include <memory>
-#include <mutex>
 #include <optional>
+#include <semaphore>
 #include <string>
 #include <thread>
-#include <utility>
 
 namespace caprion::bench {
 
@@ -96,36 +92,23 @@ void bareGet(benchmark::State& state, const std::string& text) {
   for (auto _ : state) benchmark::DoNotOptimize(getter.get());
 }
 
-/// What a host would write that may not block: a thread which takes the request and gives the body back.
+/// What a host would write that may not block: a thread which gets on being told to, and hands the body over.
 void getOnWorker(benchmark::State& state, const std::string& text) {
-  std::mutex mutex;
-  std::condition_variable changed;
-  std::promise<std::string>* wanted = nullptr;
-  bool done = false;
   Getter getter(text);
-  std::thread worker([&] {
-    std::unique_lock lock(mutex);
-    while (true) {
-      changed.wait(lock, [&] { return wanted != nullptr || done; });
-      if (done) return;
-      std::exchange(wanted, nullptr)->set_value(getter.get());
+  std::string body;
+  std::counting_semaphore<> wanted(0), done(0);
+  std::jthread worker([&](const std::stop_token& stop) {
+    for (wanted.acquire(); !stop.stop_requested(); wanted.acquire()) {
+      body = getter.get();
+      done.release();
     }
   });
   for (auto _ : state) {
-    std::promise<std::string> body;
-    {
-      const std::lock_guard lock(mutex);
-      wanted = &body;
-    }
-    changed.notify_one();
-    benchmark::DoNotOptimize(body.get_future().get());
+    wanted.release();
+    done.acquire();
   }
-  {
-    const std::lock_guard lock(mutex);
-    done = true;
-  }
-  changed.notify_one();
-  worker.join();
+  worker.request_stop();
+  wanted.release();
 }
 
 Case searchCase(const std::string& name, const std::string& text, double aim) {
@@ -227,6 +210,9 @@ void downloadByLibcurl(benchmark::State& state) {
   const Easy easy = makeGet(Service::archiveURL, unused);
   curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, nullptr);
   const auto get = [&] {
+    // To write over a file would have the file system wait for the disk.
+    std::filesystem::remove(folder / Service::subtitleName);
+    std::filesystem::remove(archive);
     std::FILE* const file = std::fopen(archive.c_str(), "w");
     curl_easy_setopt(easy.get(), CURLOPT_WRITEDATA, file);
     check(curl_easy_perform(easy.get()) == CURLE_OK && std::fclose(file) == 0, "a bare transfer");

@@ -1,5 +1,10 @@
 #include "comparison.hpp"
-#include "run.hpp"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <string>
@@ -31,6 +36,30 @@ double memoryOf(const std::vector<std::string>& words) {
 }
 
 }  // namespace
+
+Run run(std::vector<std::string> words) {
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (int descriptor : {STDOUT_FILENO, STDERR_FILENO})
+    posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_WRONLY, 0);
+  // A session of its own, as the library gives to unzip: the kernel may share out the processor by sessions.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  pid_t process = 0;
+  const int error = posix_spawnp(&process, arguments[0], &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) return {};
+  Run ended;
+  rusage usage{};
+  wait4(process, &ended.status, 0, &usage);
+  ended.memory = static_cast<double>(usage.ru_maxrss);
+  return ended;
+}
 
 std::vector<Row> processFigures() {
   rusage self{};

@@ -1,6 +1,5 @@
 #include "service.hpp"
 
-#include "answers.hpp"
 #include "comparison.hpp"
 #include "stand_in.hpp"
 #include "zip_writer.hpp"
