@@ -1,8 +1,9 @@
-// Any bytes as a downloaded archive, behind a line with the first texts of its record.
+// Any bytes as a downloaded archive, or as the files in one, behind a line with its record's first texts.
 #include "download/archive_extraction.hpp"
 #include "platform/file_manager.hpp"
 #include "platform/text.hpp"
 #include "records.hpp"
+#include "zip_writer.hpp"
 
 #include <cassert>
 #include <filesystem>
@@ -43,6 +44,19 @@ struct Place {
   fs::path root;
 };
 
+/// An archive of a file, or of a link with '>' in front of its target, for each line of NAME, a tab, CONTENT.
+std::string archiveOf(std::string_view lines) {
+  stand_in::ZipWriter writer;
+  while (!lines.empty()) {
+    const std::string_view line = lines.substr(0, lines.find('\n'));
+    lines.remove_prefix(std::min(line.size() + 1, lines.size()));
+    const std::string_view name = line.substr(0, line.find('\t'));
+    const std::string_view content = line.substr(std::min(name.size() + 1, line.size()));
+    content.starts_with('>') ? writer.addSymlink(name, content.substr(1)) : writer.add(name, content);
+  }
+  return writer.finish();
+}
+
 void checkReports(const std::vector<Result<URL>>& reports, const std::string& folder) {
   assert(!reports.empty());
   for (const auto& report : reports) assert(!report || &report == &reports.back());
@@ -63,7 +77,8 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   CacheFolder folder("Caprion", "42");
   assert(!folder.lock());
   const std::string archive = folder.path() + "/archive.zip";
-  std::ofstream(archive, std::ios::binary) << input.substr(std::min(lineEnd + 1, size));
+  const std::string rest = input.substr(std::min(lineEnd + 1, size));
+  std::ofstream(archive, std::ios::binary) << (input.starts_with('\t') ? rest : archiveOf(rest));
 
   static const std::string before = place.contentOutside(folder.path());
   checkReports(extractSubtitle(*subtitle, folder, archive), folder.path());
