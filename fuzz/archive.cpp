@@ -27,7 +27,7 @@ struct Place {
   }
   ~Place() { removeItem(root); }
 
-  /// All that lies here but in the folder: paths with modes, of files with sizes and times too.
+  /// All that lies here but in the folder: paths with modes, of files with their last change too.
   std::string contentOutside(const fs::path& folder) const {
     std::string content;
     for (fs::recursive_directory_iterator entry(root), end; entry != end; ++entry) {
@@ -36,7 +36,6 @@ struct Place {
       content += entry->path().string() + std::to_string(static_cast<unsigned>(status.permissions()));
       if (!fs::is_regular_file(status)) continue;
       content += ' ' + std::to_string(entry->last_write_time().time_since_epoch().count());
-      content += ' ' + std::to_string(entry->file_size());
     }
     return content;
   }

@@ -73,8 +73,7 @@ void checkName(const URL& url) {
 extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   const std::string input(data, size);
   const URL url = URL::fileURLWithPath(input);
-  const std::string folder = std::filesystem::current_path();
-  const std::string path = input.starts_with('/') ? input : folder + '/' + input;
+  const std::string path = std::filesystem::current_path() / input;
   assert(url.path() == path && url.isFileURL() && url.host().empty());
   assert(URL::fromString(url.absoluteString()) == url);
   const auto end = path.find_last_not_of('/');

@@ -16,9 +16,9 @@ void checkIdentifier(const Subtitle& subtitle) {
                                                                     : SubtitleCoding::imdbIDSeries(subtitle));
   const bool isNegative = id[2] == '-' && number.starts_with('-');
   assert(id.starts_with("tt") && id.size() >= 9);
-  assert(id.find_first_not_of("0123456789", isNegative ? 3 : 2) == std::string::npos);
-  const bool isPlain = !number.empty() && number.find_first_not_of("0123456789") == std::string::npos;
-  assert(!isPlain || number.size() > 18 || std::stoll(id.substr(2)) == std::stoll(number));
+  assert(id.find_first_not_of("0123456789", isNegative ? 3 : 2) == id.npos);
+  if (number.empty() || number.size() > 18 || number.find_first_not_of("0123456789") != number.npos) return;
+  assert(std::stoll(id.substr(2)) == std::stoll(number));
 }
 
 void checkCFace(const std::string& json) {

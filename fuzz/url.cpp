@@ -27,9 +27,8 @@ std::regex grammar() {
 std::string unescaped(const std::string& text) {
   std::string plain;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const std::string digits = text[i] == '%' ? text.substr(i + 1, 2) : "";
-    plain += digits.empty() ? text[i] : static_cast<char>(std::stoi(digits, nullptr, 16));
-    i += digits.size();
+    plain += text[i] != '%' ? text[i] : static_cast<char>(std::stoi(text.substr(i + 1, 2), nullptr, 16));
+    if (text[i] == '%') i += 2;
   }
   return plain;
 }
@@ -43,6 +42,9 @@ void checkText(const std::string& text) {
   if (!url) return;
   assert(url->absoluteString() == text && url->scheme() == lowercasedASCII(match.str(1)));
   assert(url->host() == lowercasedASCII(unescaped(match.str(2))) && url->path() == unescaped(match.str(3)));
+  std::string path = match.str(3);
+  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
+  assert(url->lastPathComponent() == (path == "/" ? path : unescaped(path.substr(path.rfind('/') + 1))));
 }
 
 /// That a folder's name holds what it was made from, so that nothing else has this name too.
