@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <iterator>
@@ -76,6 +77,31 @@ void writeAll(int descriptor, std::string_view text) noexcept {
   }
 }
 
+/// Keeps a host whose standard output nobody reads any more from being ended for the library's writing.
+class PipeSignalBlocked {
+ public:
+  PipeSignalBlocked() {
+    ::sigemptyset(&signal_);
+    ::sigaddset(&signal_, SIGPIPE);
+    sigset_t pending;
+    ::sigpending(&pending);
+    wasPending_ = ::sigismember(&pending, SIGPIPE) == 1;
+    ::pthread_sigmask(SIG_BLOCK, &signal_, &before_);
+  }
+  ~PipeSignalBlocked() {
+    const timespec now{};
+    if (!wasPending_) ::sigtimedwait(&signal_, nullptr, &now);
+    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+  PipeSignalBlocked(const PipeSignalBlocked&) = delete;
+  PipeSignalBlocked& operator=(const PipeSignalBlocked&) = delete;
+
+ private:
+  sigset_t signal_{};
+  sigset_t before_{};
+  bool wasPending_ = false;
+};
+
 /// Whether the byte is an ASCII character to be seen, as most are.
 bool isGraphic(char byte) { return byte > ' ' && byte <= '~'; }
 
@@ -140,6 +166,7 @@ std::string lowercased(std::string_view text) {
 }
 
 void printLine(std::string_view text) noexcept {
+  const PipeSignalBlocked blocked;
   flockfile(stdout);
   std::fflush(stdout);
   // A standard output that doesn't block, as an event loop's may be, is waited for.
