@@ -159,10 +159,13 @@ void removeContents(const std::string& path) { removeTree(path, false); }
 std::optional<Error> moveItem(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return std::nullopt;
   if (errno != EXDEV && errno != EINVAL && errno != ENOSYS) return fileError(errno, to);
-  // The descriptor of a file without a name, which is a link into another file system, or a file system that
-  // lacks the flag. A new name for a file can't replace another either.
-  const int follow = errno == EXDEV ? AT_SYMLINK_FOLLOW : 0;
-  if (::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), follow) != 0) return fileError(errno, to);
+  // A file system or a system that lacks the flag, or the descriptor of a file without a name, which is a
+  // link into another file system and has to be followed. A new name for a file can't replace another either.
+  int failed = ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), 0);
+  if (failed != 0 && errno == EXDEV) {
+    failed = ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW);
+  }
+  if (failed != 0) return fileError(errno, to);
   ::unlink(from.c_str());
   return std::nullopt;
 }
