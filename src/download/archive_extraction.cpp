@@ -5,6 +5,7 @@
 #include "platform/process.hpp"
 #include "platform/text.hpp"
 
+#include <cerrno>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -13,7 +14,7 @@ namespace caprion {
 
 namespace {
 
-/// How far a single entry may inflate.
+/// How far a single entry may inflate. It ends one byte later, which tells.
 constexpr std::uint64_t entrySizeLimit = std::uint64_t{256} << 20;
 
 std::string_view lastComponent(std::string_view path) {
@@ -59,7 +60,7 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
   // Overwrite without asking; match names in any case (none are given); unpack into the folder.
   const Process unzip{.executable = "/usr/bin/unzip",
                       .arguments = {"-o", "-C", archive, "-d", folder.path()},
-                      .fileSizeLimit = entrySizeLimit,
+                      .fileSizeLimit = entrySizeLimit + 1,
                       // Should the host exit meanwhile, the folder stays locked until unzip is done with it.
                       .sharedDescriptor = folder.lockDescriptor()};
   if (const auto error = unzip.run()) return {*error};
@@ -88,6 +89,8 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
                {std::string(NSLocalizedRecoverySuggestionErrorKey), names}}));
   } else if (!fileExists(*chosen, folder.path())) {
     reports.emplace_back(libraryError("The unzipped subtitle file doesn't exist"));
+  } else if (fileSize(*chosen) > entrySizeLimit) {
+    reports.emplace_back(fileError(EFBIG, *chosen));  // it is cut short
   } else if (const std::string name = renamed(*chosen, subtitle);
              const auto error = moveItem(*chosen, name)) {
     reports.emplace_back(*error);

@@ -176,6 +176,11 @@ bool fileExists(const std::string& path, const std::string& folder) {
   return target && root && target->starts_with(*root + '/');
 }
 
+std::uint64_t fileSize(const std::string& path) {
+  struct stat status {};
+  return ::stat(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
 void enumerate(const std::string& folder, const std::function<bool(const std::string& path)>& visit,
                const std::function<void(const std::string& path, const Error& error)>& failed) {
   Tree tree(folder);

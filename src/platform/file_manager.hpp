@@ -2,6 +2,7 @@
 
 #include <caprion/error.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <optional>
 #include <string>
@@ -55,6 +56,9 @@ std::optional<Error> moveItem(const std::string& from, const std::string& to);
 
 /// Whether there is something at the path behind all symbolic links, which may not lead out of `folder`.
 bool fileExists(const std::string& path, const std::string& folder);
+
+/// How many bytes the file at the path has, behind all symbolic links; 0 where there is none.
+std::uint64_t fileSize(const std::string& path);
 
 /// Walks through a folder, each folder in it before its content, in the order of the file system. Hidden
 /// entries are passed over with all below them, and symbolic links are not followed. `visit` gets the path of
