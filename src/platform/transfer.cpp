@@ -165,9 +165,13 @@ bool Transfer::isLookingUp() const {
   return found == 0;
 }
 
-std::size_t Transfer::receiveHeader(char*, std::size_t one, std::size_t count, void* self) noexcept {
-  static_cast<Transfer*>(self)->lastHeard_ = std::chrono::steady_clock::now();
-  return one * count;
+std::size_t Transfer::receiveHeader(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  const std::string_view line(bytes, one * count);
+  transfer.lastHeard_ = std::chrono::steady_clock::now();
+  if (line.starts_with("HTTP/")) transfer.headHasEnded_ = false;
+  if (line == "\r\n" || line == "\n") transfer.headHasEnded_ = true;
+  return line.size();
 }
 
 std::size_t Transfer::receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
@@ -192,6 +196,8 @@ Transfer::Outcome Transfer::outcome(CURLcode result) {
     outcome.error = failure_;
   } else if (result != CURLE_OK) {
     outcome.error = transportError(result, easy(), message_.data());
+  } else if (!headHasEnded_) {  // which to libcurl is an answer without a body
+    outcome.error = urlError(url_error::networkConnectionLost);
   } else {
     long statusCode = 0;
     curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &statusCode);

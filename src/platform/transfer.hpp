@@ -90,6 +90,7 @@ class Transfer {
   std::size_t size_ = 0;
   Write write_;
   std::optional<std::chrono::steady_clock::time_point> lastHeard_;
+  bool headHasEnded_ = false;  // of the latest answer
   bool isAbandoned_ = false;
   std::optional<Error> failure_;  // why receive() ended the transfer
   std::array<char, CURL_ERROR_SIZE> message_{};
