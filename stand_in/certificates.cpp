@@ -125,18 +125,21 @@ SSL_CTX* Authority::contextFor(const std::string& host) {
 }
 
 Authority::Owned<X509> Authority::certificateFor(const std::string& host) const {
-  const bool expired = host == "expired.test";
-  const bool untrusted = host == "untrusted.test";  // signed by itself
-  Owned<X509> made(unsignedCertificate("Caprion stand-in", serverKey_.get(), expired ? -2 * day : -day,
-                                       expired ? -day : 29 * day));
-  X509* issuer = untrusted ? made.get() : certificate_.get();
+  const bool selfSigned = host == "untrusted.test";
+  const bool stranger = host == "other-authority.test";
+  const long from = host == "early.test" ? day : host == "expired.test" ? -2 * day : -day;
+  const long until = host == "expired.test" ? -day : 29 * day;
+  Owned<X509> made(unsignedCertificate("Caprion stand-in", serverKey_.get(), from, until));
+  Owned<X509> other(unsignedCertificate("Another authority", serverKey_.get(), -day, day));
+  extend(other.get(), other.get(), NID_subject_key_identifier, "hash");
+  X509* issuer = selfSigned ? made.get() : stranger ? other.get() : certificate_.get();
   extend(made.get(), issuer, NID_basic_constraints, "critical,CA:FALSE");
   extend(made.get(), issuer, NID_key_usage, "critical,digitalSignature");
   extend(made.get(), issuer, NID_ext_key_usage, "serverAuth");
   extend(made.get(), issuer, NID_subject_key_identifier, "hash");
   extend(made.get(), issuer, NID_authority_key_identifier, "keyid:always");
   nameHost(made.get(), host == "wrong-name.test" ? "another-name.test" : host);
-  sign(made.get(), issuer, untrusted ? serverKey_.get() : key_.get());
+  sign(made.get(), issuer, selfSigned || stranger ? serverKey_.get() : key_.get());
   return made;
 }
 

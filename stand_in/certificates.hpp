@@ -24,8 +24,8 @@ class Authority {
   /// The authority's certificate, PEM.
   std::filesystem::path file() const { return folder_ / "authority.pem"; }
 
-  /// What a server needs to pass for `host`; made at first use and valid as long as the authority. The host
-  /// names expired.test, wrong-name.test and untrusted.test get the fault of their name.
+  /// What a server needs to pass for `host`; made at first use and valid as long as the authority. Some host
+  /// names get a faulty one; README.md lists them.
   SSL_CTX* contextFor(const std::string& host);
 
  private:

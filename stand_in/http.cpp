@@ -179,8 +179,9 @@ bool sendAnswer(Connection& connection, const Answer& answer, const Incoming& in
     case Fault::garbage:
       connection.write(answer.body);
       break;
+    case Fault::endlessHead:
     case Fault::endless: {
-      connection.write(head);
+      connection.write(answer.fault == Fault::endless ? head : head.substr(0, head.size() - 2));
       if (body.empty()) connection.hang();
       std::string repeated;
       while (repeated.size() < 65536) repeated += body;

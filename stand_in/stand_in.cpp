@@ -13,9 +13,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
+#include <iterator>
 #include <list>
 #include <mutex>
 #include <stdexcept>
@@ -51,6 +53,31 @@ class Descriptor {
  private:
   int number_ = -1;
 };
+
+constexpr char established[] = "HTTP/1.1 200 Connection established\r\n\r\n";
+
+// What a reserved host name gets in answer to its CONNECT, before the connection is closed.
+struct TunnelFault {
+  const char* host;
+  const char* answer;
+  bool hangs = false;
+};
+
+const TunnelFault* tunnelFaultOf(const std::string& host) {
+  static constexpr TunnelFault faults[] = {
+      {"no-tls.test", "HTTP/1.1 200 Connection established\r\n\r\nThis is not TLS.\r\n"},
+      {"silent.test", established, true},
+      {"cut.test", "HTTP/1.1 200 Connection established\r\n\r\n\x16\x03\x03"},
+      {"forbidden.test", "HTTP/1.1 403 Forbidden\r\nContent-Length: 2\r\n\r\nno"},
+      {"login.test",
+       "HTTP/1.1 407 Who are you\r\nProxy-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n"},
+      {"closed.test", ""},
+      {"no-proxy.test", "This is no proxy.\r\n"},
+  };
+  const auto* found = std::find_if(std::begin(faults), std::end(faults),
+                                   [&](const TunnelFault& fault) { return fault.host == host; });
+  return found == std::end(faults) ? nullptr : found;
+}
 
 // Threads inherit the mask: those started meanwhile take no signal of the host's, and a write to a connection
 // that the other side closed doesn't kill the process.
@@ -152,11 +179,10 @@ struct StandIn::Impl {
         }
         const Request& request = incoming->request;
         if (request.method == "CONNECT" && !tunnel) {
-          connection.write("HTTP/1.1 200 Connection established\r\n\r\n");
-          if (request.host == "no-tls.test") {
-            connection.write("This is not TLS.\r\n");
-            break;
-          }
+          const TunnelFault* fault = tunnelFaultOf(request.host);
+          connection.write(fault != nullptr ? fault->answer : established);
+          if (fault != nullptr && fault->hangs) connection.hang();
+          if (fault != nullptr) break;
           connection.startTLS(authority.contextFor(request.host));
           tunnel = Origin{request.host, request.port};
         } else if (!sendAnswer(connection, answerTo(request), *incoming)) {

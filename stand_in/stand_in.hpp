@@ -33,13 +33,14 @@ struct Request {
 struct Answer {
   enum class Fault {
     none,
-    reset,     ///< the connection is reset (RST) before a byte is sent
-    close,     ///< the connection is closed before a byte is sent
-    truncate,  ///< the head promises the whole body; half of it is sent, then the connection is closed
-    drip,      ///< the answer goes out one byte at a time, `interval` apart
-    hang,      ///< nothing is sent; the connection stays open until the other side or the server ends it
-    garbage,   ///< `body` goes out raw, without an HTTP head, then the connection is closed
-    endless,   ///< the head has no length, and `body` is repeated until the other side goes away
+    reset,        ///< the connection is reset (RST) before a byte is sent
+    close,        ///< the connection is closed before a byte is sent
+    truncate,     ///< the head promises the whole body; half of it is sent, then the connection is closed
+    drip,         ///< the answer goes out one byte at a time, `interval` apart
+    hang,         ///< nothing is sent; the connection stays open until the other side or the server ends it
+    garbage,      ///< `body` goes out raw, without an HTTP head, then the connection is closed
+    endless,      ///< the head has no length, and `body` is repeated until the other side goes away
+    endlessHead,  ///< the same of the head, which doesn't end
   };
 
   int status = 200;

@@ -84,7 +84,8 @@ class ZipCipher {
 }  // namespace
 
 void ZipWriter::add(std::string_view name, std::string_view data, const ZipOptions& options) {
-  append(name, S_IFREG | options.mode, pack(data, options.deflate), options.password);
+  const unsigned kind = (options.mode & S_IFMT) == 0 ? S_IFREG : 0;
+  append(name, kind | options.mode, pack(data, options.deflate), options.password);
 }
 
 void ZipWriter::addZeros(std::string_view name, std::uint64_t size, const ZipOptions& options) {

@@ -7,7 +7,7 @@
 namespace caprion::stand_in {
 
 struct ZipOptions {
-  unsigned mode = 0644;    ///< the Unix permission bits
+  unsigned mode = 0644;    ///< the Unix permission bits; a file unless it says otherwise (S_IFIFO)
   bool deflate = true;     ///< else the data is stored as it is
   std::string password{};  ///< not empty: traditional (ZipCrypto) encryption
 };
