@@ -1,4 +1,5 @@
 #include "service.hpp"
+#include "zip_writer.hpp"
 
 #include <cstdlib>
 
@@ -9,8 +10,8 @@ stand_in::StandIn& service() {
   return server;
 }
 
-std::string record(const std::vector<std::pair<std::string, std::string>>& changes) {
-  std::vector<std::pair<std::string, std::string>> members;
+std::string record(const Changes& changes) {
+  Changes members;
   for (const char* key :
        {"IDSubtitle", "MatchedBy", "SubFileName", "SubLanguageID", "LanguageName", "ISO639", "SubFormat",
         "MovieName", "MovieYear", "MovieKind", "IDMovieImdb", "SeriesIMDBParent", "SeriesSeason",
@@ -31,13 +32,35 @@ std::string record(const std::vector<std::pair<std::string, std::string>>& chang
   return json + "}";
 }
 
+std::string recordFor(const Changes& changes) {
+  Changes all{{"IDSubtitle", "\"42\""},
+              {"SubFileName", "\"film.srt\""},
+              {"SubLanguageID", "\"ENG\""},
+              {"SubFormat", "\"SRT\""},
+              {"ZipDownloadLink", "\"https://dl.test/42\""}};
+  all.insert(all.end(), changes.begin(), changes.end());
+  return record(all);
+}
+
+std::string zip(const std::vector<std::string>& names) {
+  stand_in::ZipWriter writer;
+  for (const std::string& name : names) {
+    if (const std::size_t arrow = name.find(" -> "); arrow != std::string::npos) {
+      writer.addSymlink(name.substr(0, arrow), name.substr(arrow + 4));
+    } else {
+      name.ends_with('/') ? writer.addFolder(name) : writer.add(name, name);
+    }
+  }
+  return writer.finish();
+}
+
 }  // namespace caprion::test
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
   const auto& service = caprion::test::service();
   for (const char* name : {"https_proxy", "http_proxy"}) ::setenv(name, service.proxyURL().c_str(), 1);
-  for (const char* name : {"no_proxy", "NO_PROXY"}) ::unsetenv(name);
+  ::setenv("no_proxy", "127.0.0.1,direct.test", 1);  // where nobody is to be met
   ::setenv("SSL_CERT_FILE", service.authorityFile().c_str(), 1);
   return RUN_ALL_TESTS();
 }

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -41,24 +42,42 @@ inline std::string contentOf(const std::filesystem::path& file) {
   return content.str();
 }
 
+/// The names of everything below a folder, sorted.
+inline std::string contentOfFolder(const std::filesystem::path& folder) {
+  if (!std::filesystem::exists(folder)) return "no folder";
+  std::set<std::string> names;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    names.insert(entry.path().string().substr(folder.string().size() + 1));
+  }
+  std::string all;
+  for (const auto& name : names) all += (all.empty() ? "" : " ") + name;
+  return all;
+}
+
 inline std::string shellQuoted(const std::string& text) {
   std::string quoted = "'";
   for (char c : text) c == '\'' ? quoted += "'\\''" : quoted += c;
   return quoted + "'";
 }
 
-/// Runs a shell's command line in an environment that leads to the stand-in. Whatever takes over a minute is
-/// ended, with status 124.
-inline Run runThrough(const stand_in::StandIn& service, const std::string& commandLine) {
+/// The environment that leads to the stand-in.
+inline std::string settingsFor(const stand_in::StandIn& service) {
+  return "env -u no_proxy -u NO_PROXY https_proxy=" + service.proxyURL() +
+         " http_proxy=" + service.proxyURL() + " SSL_CERT_FILE=" + service.authorityFile().string();
+}
+
+/// Runs a shell's command line in an environment. Whatever takes over a minute is ended, with status 124.
+inline Run runIn(const std::string& settings, const std::string& commandLine) {
   const TemporaryFolder folder;
-  const std::string settings = "env -u no_proxy -u NO_PROXY https_proxy=" + service.proxyURL() +
-                               " http_proxy=" + service.proxyURL() +
-                               " SSL_CERT_FILE=" + service.authorityFile().string();
   const std::string line = settings + " timeout 60 sh -c " + shellQuoted(commandLine) + " >" +
                            (folder.path / "output").string() + " 2>" + (folder.path / "error").string();
   const int status = std::system(line.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status), contentOf(folder.path / "output"),
           contentOf(folder.path / "error")};
+}
+
+inline Run runThrough(const stand_in::StandIn& service, const std::string& commandLine) {
+  return runIn(settingsFor(service), commandLine);
 }
 
 }  // namespace caprion::test

@@ -146,44 +146,6 @@ TEST(Search, WithoutAResponseIsABadResponse) {
   EXPECT_EQ(&searchAnswer("[]"s, HTTPURLResponse{200}, passed).error().userInfo(), &passed.userInfo());
 }
 
-TEST(Search, ReportsAFaultOfTheExchangeOnce) {
-  const std::string answer = "[" + record() + "]";
-  const auto redirect = [](const std::string& to) {
-    return Answer{.status = 302, .headers = {{"Location", to}}};
-  };
-  struct Case {
-    const char* what;
-    Answer answer;
-    int code;
-  };
-  for (const Case& c : {
-           Case{"reset", {.fault = Fault::reset}, -1005},
-           Case{"closed early", {.fault = Fault::close}, -1005},
-           Case{"cut short", {.body = answer, .fault = Fault::truncate}, -1005},
-           Case{"chunks cut short",
-                {.headers = {{"Transfer-Encoding", "chunked"}}, .body = "5\r\n[]", .fault = Fault::truncate},
-                -1005},
-           Case{"not HTTP", {.body = answer, .fault = Fault::garbage}, -1017},
-           Case{"not gzip", {.headers = {{"Content-Encoding", "gzip"}}, .body = answer}, -1016},
-           Case{"too large", {.body = std::string(1 << 20, ' '), .fault = Fault::endless}, -1103},
-           Case{"announced too large",
-                {.headers = {{"Content-Length", "99999999999"}}, .body = answer},
-                -1103},
-           Case{"redirected in a circle", redirect("/search/query-x"), -1007},
-           Case{"redirected to a file", redirect("file:///etc/passwd"), -1002},
-           Case{"redirected to http", redirect("http://rest.opensubtitles.org/"), -1002},
-           Case{"redirected nowhere", redirect("https://"), -1000},
-           Case{"redirected to no host", redirect("https:///x"), -1000},
-       }) {
-    service().setHandler(always(c.answer));
-    const auto result = search(anything);
-    ASSERT_FALSE(result) << c.what;
-    EXPECT_EQ(result.error().domain(), NSURLErrorDomain) << c.what;
-    EXPECT_EQ(result.error().code(), c.code) << c.what << result.error().localizedDescription();
-    EXPECT_FALSE(result.error().localizedDescription().empty());
-  }
-}
-
 TEST(Search, FollowsRedirectsWithItsHeader) {
   service().setHandler([](const stand_in::Request& request) -> std::optional<Answer> {
     if (request.target == "/search/query-x") {

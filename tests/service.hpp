@@ -40,8 +40,16 @@ inline Result<QueryResult> search(const std::vector<Arg>& args) {
   return wait(promise->get_future());
 }
 
-/// The JSON text of a record with all its keys. Each of `changes` gives a key another value, as JSON text;
-/// the empty text leaves the key out.
-std::string record(const std::vector<std::pair<std::string, std::string>>& changes = {});
+/// Keys of a record and values for them, as JSON texts; the empty text leaves the key out.
+using Changes = std::vector<std::pair<std::string, std::string>>;
+
+/// The JSON text of a record with all its keys, but for the changes.
+std::string record(const Changes& changes = {});
+
+/// The same of subtitle 42, "film.srt", in English, whose archive is at https://dl.test/42.
+std::string recordFor(const Changes& changes);
+
+/// An archive of files, each of which holds its own name, of folders ("a/") and of links ("a -> b").
+std::string zip(const std::vector<std::string>& names);
 
 }  // namespace caprion::test

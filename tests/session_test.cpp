@@ -43,31 +43,6 @@ TEST(URLSession, GivesTheResponseAndTheBody) {
   }
 }
 
-TEST(URLSession, TellsFaultsApart) {
-  struct Case {
-    const char* url;
-    Answer answer;
-    int code;
-  };
-  for (const Case& c : {
-           Case{"ftp://a.test/", {}, -1002},
-           Case{"file:///etc/passwd", {}, -1002},
-           Case{"mailto:a@b.test", {}, -1002},
-           Case{"a/b", {}, -1002},
-           Case{"https:///x", {}, -1000},
-           Case{"https://a.test/hang", {.fault = Fault::hang}, -1001},
-           Case{"https://expired.test/", {}, -1201},
-           Case{"https://wrong-name.test/", {}, -1202},
-       }) {
-    service().setHandler(always(c.answer));
-    const auto got = get(c.url, std::chrono::seconds(1));
-    ASSERT_TRUE(got.error) << c.url;
-    EXPECT_EQ(got.error->domain(), NSURLErrorDomain) << c.url;
-    EXPECT_EQ(got.error->code(), c.code) << c.url << got.error->localizedDescription();
-    EXPECT_FALSE(got.body || got.response) << c.url;
-  }
-}
-
 TEST(URLSession, TimesOutOnSilenceAlone) {
   // Takes longer than the time-out as a whole.
   service().setHandler(always(

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <caprion/error.hpp>
+#include <caprion/query_result.hpp>
+#include <caprion/result.hpp>
+#include <caprion/url.hpp>
+
+#include <string>
+
+namespace caprion::test {
+
+/// A report as a line: the file or the number of records, or the domain, code, description and suggestion.
+inline std::string line(const URL& file) { return std::string(file.path()); }
+inline std::string line(const QueryResult& result) {
+  return std::to_string(result.subtitles.size()) + " record";
+}
+inline std::string line(const Error& error) {
+  std::string text = error.domain() + ' ' + std::to_string(error.code()) + ' ';
+  text += error.localizedDescription();
+  if (const auto hint = error.localizedRecoverySuggestion()) text.append(" [").append(*hint).append("]");
+  return text;
+}
+template <typename Value>
+std::string line(const Result<Value>& report) {
+  return report ? line(*report) : line(report.error());
+}
+
+}  // namespace caprion::test
