@@ -27,6 +27,34 @@ Error notJSON(std::string_view why) {
                        "The data is not valid JSON: " + std::string(why));
 }
 
+/// Finds the keys of a list. An answer has thousands of keys, most of which nobody asked for.
+class KeyIndex {
+ public:
+  explicit KeyIndex(CodingKeys keys) : keys_(keys), next_(keys.size()) {
+    first_.fill(keys.size());
+    for (std::size_t key = 0; key < keys.size(); ++key) {
+      next_[key] = std::exchange(first_[bucketOf(keys[key])], key);
+    }
+  }
+
+  /// The position of a key in the list; past its end when it isn't there.
+  std::size_t find(std::string_view name) const {
+    std::size_t key = first_[bucketOf(name)];
+    while (key != keys_.size() && keys_[key] != name) key = next_[key];
+    return key;
+  }
+
+ private:
+  static constexpr std::size_t buckets = 64;
+  static std::size_t bucketOf(std::string_view name) {
+    return name.empty() ? 0 : (name.size() * 8 + static_cast<unsigned char>(name.back())) % buckets;
+  }
+
+  CodingKeys keys_;
+  std::array<std::size_t, buckets> first_{};
+  std::vector<std::size_t> next_;
+};
+
 }  // namespace
 
 /// Follows the parser through the text and fills one view after the other, from each value at a certain
@@ -42,7 +70,12 @@ class JSONReader {
   static constexpr std::size_t max_string_size = static_cast<std::size_t>(-1);
 
   JSONReader(CodingKeys keys, bool elements, const Visit& visit)
-      : view_(keys), slot_(keys.size()), viewed_(elements ? 1 : 0), elements_(elements), visit_(visit) {}
+      : view_(keys),
+        index_(keys),
+        slot_(keys.size()),
+        viewed_(elements ? 1 : 0),
+        elements_(elements),
+        visit_(visit) {}
 
   bool on_document_begin(boost::json::error_code&) { return true; }
   bool on_document_end(boost::json::error_code&) { return true; }
@@ -71,10 +104,10 @@ class JSONReader {
   bool on_key(boost::json::string_view part, std::size_t, boost::json::error_code&) {
     if (!inside()) return true;
     if (key_.empty()) {
-      slot_ = slotOf({part.data(), part.size()});
+      slot_ = index_.find({part.data(), part.size()});
     } else {
       key_.append(part.data(), part.size());
-      slot_ = slotOf(key_);
+      slot_ = index_.find(key_);
       key_.clear();
     }
     textBegin_ = view_.texts_.size();
@@ -120,11 +153,6 @@ class JSONReader {
   /// Whether the parser stands among the members of a viewed object.
   bool inside() const { return depth_ == viewed_ + 1; }
 
-  std::size_t slotOf(std::string_view key) const {
-    const auto found = std::find(view_.keys_.begin(), view_.keys_.end(), key);
-    return static_cast<std::size_t>(found - view_.keys_.begin());
-  }
-
   void begin(Found found, std::int64_t integer = 0) {
     if (depth_ == viewed_) {
       std::fill(view_.slots_.begin(), view_.slots_.end(), KeyedView::Slot());
@@ -153,6 +181,7 @@ class JSONReader {
   }
 
   KeyedView view_;
+  const KeyIndex index_;
   std::string key_;   // the parts of a key so far, when it comes in several
   std::size_t slot_;  // of the key whose value comes next; past the end for a key that nobody asked for
   std::size_t textBegin_ = 0;
