@@ -220,8 +220,8 @@ TEST(RegularExpression, EmptyMatchesDoNotEndTheSearch) {
   for (const auto& [pattern, subject, expected] : cases) {
     const RegularExpression expression(pattern);
     std::vector<std::string> found;
-    for (RegularExpression::Matches match(expression, subject); match.next();)
-      found.emplace_back(match.text());
+    RegularExpression::Matches match(subject);
+    for (match.of(expression); match.next();) found.emplace_back(match.text());
     EXPECT_EQ(found, expected) << pattern;
   }
 }

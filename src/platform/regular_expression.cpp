@@ -1,10 +1,13 @@
 #include "platform/regular_expression.hpp"
 
+#include <cstdint>
 #include <new>
 
 namespace caprion {
 
 namespace {
+
+constexpr std::uint32_t mostGroups = 2;
 
 PCRE2_SPTR units(std::string_view text) {
   return reinterpret_cast<PCRE2_SPTR>(text.data() != nullptr ? text.data() : "");
@@ -18,20 +21,26 @@ RegularExpression::RegularExpression(std::string_view pattern) noexcept {
   code_.reset(pcre2_compile(units(pattern), pattern.size(), PCRE2_UTF | PCRE2_UCP | PCRE2_CASELESS, &error,
                             &offset, nullptr));
   // Where the system allows no machine code to be made, PCRE2 interprets the pattern instead.
-  if (code_ != nullptr) pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE);
+  isMachineCode_ = code_ != nullptr && pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE) == 0;
 }
 
-RegularExpression::Matches::Matches(const RegularExpression& expression, std::string_view subject)
-    : code_(expression.code_.get()), subject_(subject) {
-  if (code_ == nullptr) return;
-  data_.reset(pcre2_match_data_create_from_pattern(code_, nullptr));
+RegularExpression::Matches::Matches(std::string_view subject)
+    : subject_(subject), data_(pcre2_match_data_create(1 + mostGroups, nullptr)) {
   if (data_ == nullptr) throw std::bad_alloc();
 }
 
+void RegularExpression::Matches::of(const RegularExpression& expression) {
+  expression_ = &expression;
+  searchFrom_ = 0;
+}
+
 bool RegularExpression::Matches::next() {
-  if (code_ == nullptr) return false;
-  const int found = pcre2_match(code_, units(subject_), subject_.size(), searchFrom_,
-                                PCRE2_NO_UTF_CHECK | PCRE2_NOTEMPTY, data_.get(), nullptr);
+  const pcre2_code* const code = expression_->code_.get();
+  if (code == nullptr) return false;
+  // The machine code can be called without the checks that pcre2_match makes each time.
+  const auto match = expression_->isMachineCode_ ? pcre2_jit_match : pcre2_match;
+  const int found = match(code, units(subject_), subject_.size(), searchFrom_,
+                          PCRE2_NO_UTF_CHECK | PCRE2_NOTEMPTY, data_.get(), nullptr);
   if (found == PCRE2_ERROR_NOMATCH) return false;
   // Whatever else goes wrong is a lack of memory or stack; to go on would be to lose matches in silence.
   if (found < 0) throw std::bad_alloc();

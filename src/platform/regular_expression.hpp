@@ -21,14 +21,19 @@ class RegularExpression {
   /// A pattern that can't be compiled matches nothing.
   explicit RegularExpression(std::string_view pattern) noexcept;
 
-  /// The matches in one text that don't overlap, from left to right. An empty match counts as none.
+  /// The matches in one text that don't overlap, from left to right; of one expression after the other. An
+  /// empty match counts as none.
   ///
-  ///     for (RegularExpression::Matches match(pattern, text); match.next();) use(match.text());
+  ///     RegularExpression::Matches match(text);
+  ///     for (match.of(expression); match.next();) use(match.text());
   class Matches {
    public:
-    /// `subject` has to be well-formed UTF-8, which is not checked. It has to outlive this, and so has the
-    /// expression. Throws std::bad_alloc, as next() does.
-    Matches(const RegularExpression& expression, std::string_view subject);
+    /// `subject` has to be well-formed UTF-8, which is not checked, and to outlive this. Throws
+    /// std::bad_alloc, as next() does.
+    explicit Matches(std::string_view subject);
+
+    /// Begins with the matches of an expression, which has to outlive them.
+    void of(const RegularExpression& expression);
 
     /// Goes to the next match, to the first one at the first call; false when there is none.
     bool next();
@@ -36,12 +41,12 @@ class RegularExpression {
     /// Where the match begins, in bytes. Only after next() returned true.
     std::size_t position() const;
 
-    /// The text that the match, or a group of it, covers; empty for a group that took no part. Only after
-    /// next() returned true.
+    /// The text that the match, or one of its first two groups, covers; empty for a group that took no part.
+    /// Only after next() returned true.
     std::string_view text(std::size_t group = 0) const;
 
    private:
-    const pcre2_code* code_;
+    const RegularExpression* expression_ = nullptr;
     std::string_view subject_;
     std::size_t searchFrom_ = 0;
     std::unique_ptr<pcre2_match_data, Free> data_;
@@ -49,6 +54,7 @@ class RegularExpression {
 
  private:
   std::unique_ptr<pcre2_code, Free> code_;
+  bool isMachineCode_ = false;
 };
 
 }  // namespace caprion

@@ -58,17 +58,18 @@ VideoFileComponents parse(const std::string& name) {
   VideoFileComponents components;
   const Markers& markers = Markers::shared();
   // Each kind of marker is looked for in the whole name, and each match moves the end of the title.
+  RegularExpression::Matches match(name);
   std::size_t titleEnd = name.size();
-  for (RegularExpression::Matches match(markers.seasonAndEpisode, name); match.next();) {
+  for (match.of(markers.seasonAndEpisode); match.next();) {
     titleEnd = match.position();
     if (!match.text(1).empty()) components.season = decimal(match.text(1));
     components.episode = decimal(match.text(2));
   }
-  for (RegularExpression::Matches match(markers.resolution, name); match.next();) {
+  for (match.of(markers.resolution); match.next();) {
     titleEnd = match.position();
     components.resolution = match.text();
   }
-  for (RegularExpression::Matches match(markers.year, name); match.next();) {
+  for (match.of(markers.year); match.next();) {
     titleEnd = match.position();
     components.year = decimal(match.text());
   }
