@@ -4,8 +4,25 @@
 #include <caprion/query_result.hpp>
 #include <caprion/search_request.hpp>
 #include <caprion/subtitle.hpp>
+#include <caprion/video_file_components.hpp>
 
 #include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <functional>
+#include <new>
+#include <utility>
+
+/// How many allocations this thread may make before one fails; none does while this is negative.
+static thread_local int allocationsLeft = -1;
+void* operator new(std::size_t size) {
+  void* const memory = allocationsLeft >= 0 && allocationsLeft-- == 0 ? nullptr : std::malloc(size);
+  if (memory == nullptr) throw std::bad_alloc();
+  return memory;
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace caprion::test {
 
@@ -137,6 +154,7 @@ TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
            Case{"[" + id("1") + "," + id("null") + "]", ""},
            Case{"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
            Case{"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
+           Case{R"([{"ID\u0053ubtitle":"e",)" + record({{"IDSubtitle", ""}}).substr(1) + "]", "e"},
            // What one element left behind must not complete the next.
            Case{"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
        }) {
@@ -194,6 +212,30 @@ TEST(QueryResult, HoldsAnAnswerOfManyHits) {
   ASSERT_TRUE(result);
   ASSERT_EQ(result->subtitles.size(), 20'000u);
   EXPECT_EQ(result->subtitles.back()->subtitleID(), "19999");
+}
+
+TEST(Records, ReportAnyAllocationThatFails) {
+  const std::string json = record(), list = "[" + json + "," + json + "]";
+  const std::string name = R"({"title":"A title that is not held in place"})";
+  const auto code = [](const auto& outcome) { return outcome ? 0 : outcome.error().code(); };
+  const auto subtitle = Subtitle::decode(json).value();
+  const auto result = QueryResult::decode(list).value();
+  const auto components = VideoFileComponents::decode(name).value();
+  for (const std::function<std::int64_t()>& operation : std::initializer_list<std::function<std::int64_t()>>{
+           [&] { return code(Subtitle::decode(json)); },
+           [&] { return code(subtitle->encode()); },
+           [&] { return code(QueryResult::decode(list)); },
+           [&] { return code(result.encode()); },
+           [&] { return code(VideoFileComponents::decode(name)); },
+           [&] { return code(components.encode()); },
+       }) {
+    for (int before = 0, failed = true; failed != 0; ++before) {
+      allocationsLeft = before;
+      const std::int64_t got = operation();
+      failed = std::exchange(allocationsLeft, -1) < 0;
+      EXPECT_EQ(got, failed != 0 ? ENOMEM : 0) << "after " << before;
+    }
+  }
 }
 
 TEST(Param, IsMadeFromItsOwnKeyAlone) {
