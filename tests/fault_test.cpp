@@ -3,6 +3,7 @@
 #include "client/search_answer.hpp"
 #include "client/search_request.hpp"
 #include "download/archive_download.hpp"
+#include "platform/process.hpp"
 #include "process.hpp"
 #include "reports.hpp"
 #include "service.hpp"
@@ -65,7 +66,9 @@ struct Row {
 };
 using Rows = std::vector<Row>;
 
-std::string url(int code) { return "NSURLErrorDomain " + std::to_string(code) + " "; }
+std::string url(int code, const std::string& description) {
+  return "NSURLErrorDomain " + std::to_string(code) + " " + description;
+}
 std::string posix(int code) { return "NSPOSIXErrorDomain " + std::to_string(code) + " "; }
 std::string twice(const std::string& line) { return line + '\n' + line; }
 
@@ -73,14 +76,16 @@ const std::string good = "good";  // the one record, or the one subtitle under i
 const std::string noList = "org.caprion.answer 0 ";
 const std::string notFound = " 0 No subtitle file found in the zip archive. [";
 const std::string onlyArchive = notFound + "archive.zip ]";
-const std::string lost = url(-1005);
-const std::string noConnection = url(-1004);
-const std::string notHTTP = url(-1017);
-const std::string undecodable = url(-1016);
-const std::string tooLarge = url(-1103);
-const std::string unsupported = url(-1002);
-const std::string badURL = url(-1000);
-const std::string timedOut = url(-1001);
+const std::string lost = url(-1005, "The connection to the server was lost");
+const std::string noConnection = url(-1004, "Could not connect to the server");
+const std::string notHTTP = url(-1017, "The server's answer is not HTTP");
+const std::string undecodable = url(-1016, "The encoding of the server's answer could not be undone");
+const std::string tooLarge = url(-1103, "The server's answer is too large");
+const std::string unsupported = url(-1002, "The URL is of a kind that is not supported");
+const std::string badURL = url(-1000, "The URL is malformed");
+const std::string noTLS = url(-1200, "A secure connection to the server could not be made");
+const std::string stranger = url(-1203, "The server's certificate is signed by an unknown authority");
+const std::string timedOut = url(-1001, "The request timed out");
 
 /// Sent as it is, head and all.
 Answer raw(const std::string& bytes) { return {.body = bytes, .fault = Fault::garbage}; }
@@ -261,6 +266,9 @@ void checkOperation(const Row& row, bool isSearch, const std::string& expected) 
     EXPECT_TRUE(entry.path().parent_path() != root.path || name == "Caprion" || name == "kept" ||
                 name == "a");
     EXPECT_FALSE(name.starts_with(".download")) << name;
+    if (std::filesystem::is_regular_file(entry.symlink_status())) {
+      EXPECT_LE(entry.file_size(), (256u << 20) + 1) << name;
+    }
   }
   if (struct stat status{}; ::lstat(folder.c_str(), &status) == 0) {
     EXPECT_EQ(status.st_mode, S_IFDIR | 0700u);
@@ -299,6 +307,10 @@ TEST(Faults, OfTheServer) {
       {"HTTP/7", raw("HTTP/7.0 200 OK\r\n\r\nBODY"), notHTTP},
       {"no status", raw("HTTP/1.1 OK\r\n\r\nBODY"), notHTTP},
       {"an endless body", {.body = std::string(1 << 20, ' '), .fault = Fault::endless}, tooLarge},
+      {"as large as may be",
+       {.body = '[' + std::string((64u << 20) - 2, ' ') + ']'},
+       "0 record",
+       onlyArchive},
       {"announced too large", {.headers = {{"Content-Length", "99999999999"}}, .body = "BODY"}, tooLarge},
       {"longer than announced", withHead("Content-Length: 10"), noList, onlyArchive},
       {"shorter than announced", withHead("Content-Length: 100000"), lost},
@@ -322,7 +334,8 @@ TEST(Faults, OfTheServer) {
       {"encoded again and again",
        withHead("Content-Encoding: gzip, gzip, gzip, gzip, gzip, gzip, gzip, gzip, gzip"), undecodable},
       {"encoded in some way", withHead("Content-Encoding: x"), undecodable},
-      {"redirected in a circle", redirect("/x"), url(-1007)},
+      {"redirected in a circle", redirect("/x"),
+       url(-1007, "The server redirected the request too many times")},
       {"redirected to the good", redirect("https://good.test/"), good},
       {"redirected to http", redirect("http://good.test/"), unsupported},
       {"redirected to a file", redirect("file:///etc/passwd"), unsupported},
@@ -361,19 +374,23 @@ TEST(Faults, OfTheWayThere) {
   check({
       {"nothing listens", redirect("https://127.0.0.1:" + std::to_string(ntohs(address.sin_port))),
        noConnection},
-      {"no such name", redirect("https://direct.test/"), url(-1003)},
+      {"no such name", redirect("https://direct.test/"),
+       url(-1003, "The server's host name could not be found")},
       {"the proxy forbids it", redirect("https://forbidden.test/"), noConnection},
       {"the proxy wants a password", redirect("https://login.test/"), noConnection},
       {"the proxy closes", redirect("https://closed.test/"), lost},
       {"the proxy is none", redirect("https://no-proxy.test/"), lost},
-      {"no TLS", redirect("https://no-tls.test/"), url(-1200)},
-      {"TLS cut short", redirect("https://cut.test/"), url(-1200)},
+      {"no TLS", redirect("https://no-tls.test/"), noTLS},
+      {"TLS cut short", redirect("https://cut.test/"), noTLS},
       silent({"TLS that never begins", redirect("https://silent.test/"), timedOut}),
-      {"another's certificate", redirect("https://wrong-name.test/"), url(-1202)},
-      {"an old certificate", redirect("https://expired.test/"), url(-1201)},
-      {"a certificate to be", redirect("https://early.test/"), url(-1204)},
-      {"signed by itself", redirect("https://untrusted.test/"), url(-1203)},
-      {"signed by a stranger", redirect("https://other-authority.test/"), url(-1203)},
+      {"another's certificate", redirect("https://wrong-name.test/"),
+       url(-1202, "The server's certificate cannot be trusted")},
+      {"an old certificate", redirect("https://expired.test/"),
+       url(-1201, "The server's certificate has expired")},
+      {"a certificate to be", redirect("https://early.test/"),
+       url(-1204, "The server's certificate is not valid yet")},
+      {"signed by itself", redirect("https://untrusted.test/"), stranger},
+      {"signed by a stranger", redirect("https://other-authority.test/"), stranger},
       linked("no link", "null", " 0 No zip download link available"),
       linked("an empty link", R"("")", " 0 Cannot create URL from zipDownloadLink"),
       linked("no URL", R"("a b")", " 0 Cannot create URL from zipDownloadLink"),
@@ -498,6 +515,7 @@ TEST(Faults, OfTheHost) {
       hosted("an ordinary one", "plain", twice(good), twice(good)),
       hosted("one that ignores and blocks all", "hostile", twice(good), twice(good)),
       hosted("an output that is closed", "hostile", twice(noList), "", noJSON),
+      hosted("no error output alone", "without error output", twice(good), twice(good)),
       hosted("unreadable folders", "plain", "", then(twice(unreadable), twice(diagnosis)), closed),
       hosted("a terminal to ask at", "on a terminal", "", twice(onlyArchive), encrypted),
       hosted("an output that is full", "full output", twice(noList), "", noJSON),
@@ -541,6 +559,21 @@ TEST(Faults, AnOrphanedUnzipKeepsItsFolder) {
   ASSERT_EQ(::kill(std::stoi(lines[0]), SIGKILL), 0);
   EXPECT_EQ(::flock(folder, LOCK_EX), 0);
   ::close(folder);
+}
+
+TEST(Faults, AnUnzipThatCrashesLeavesNoCoreFile) {
+  const TemporaryFolder root;
+  rlimit before{};
+  ::getrlimit(RLIMIT_CORE, &before);
+  const rlimit highest{before.rlim_max, before.rlim_max};
+  ::setrlimit(RLIMIT_CORE, &highest);
+  // The limit is lowered while the program runs.
+  const std::string script =
+      "for i in $(seq 1000); do [ $(ulimit -c) = 0 ] && exit; sleep 0.01; done; touch " +
+      (root.path / "core").string();
+  EXPECT_FALSE((Process{.executable = "/bin/sh", .arguments = {"-c", script}, .fileSizeLimit = 0}.run()));
+  ::setrlimit(RLIMIT_CORE, &before);
+  EXPECT_TRUE(std::filesystem::is_empty(root.path));
 }
 
 TEST(Faults, CancelledLookUpsLeaveFewThreads) {

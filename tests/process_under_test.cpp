@@ -65,7 +65,14 @@ void searchInFlight(int count) {
   for (int i = 0; i < count; ++i) Caprion::shared().query(args, [](auto) {});
 }
 
+/// How many of the standard descriptors are open; a host that has closed one may open it again itself.
+long standardDescriptors() {
+  const int all[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
+  return std::ranges::count_if(all, [](int descriptor) { return ::fcntl(descriptor, F_GETFD) >= 0; });
+}
+
 void operate() {
+  const long before = standardDescriptors();
   if (operation == "search") {
     search(true);
   } else {
@@ -73,6 +80,7 @@ void operate() {
     Caprion::shared().download(*subtitle, [](const auto& file) { report(caprion::test::line(file)); });
   }
   if (::waitpid(-1, nullptr, WNOHANG) >= 0) report("a child is left");
+  if (standardDescriptors() != before) report("a standard descriptor is taken");
 }
 
 }  // namespace
@@ -161,6 +169,8 @@ void become(const std::string& host) {
     ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
     ::setenv("UNZIP", "-l", 1);
     for (int descriptor : {0, 1, 2}) ::close(descriptor);
+  } else if (host == "without error output") {
+    ::close(STDERR_FILENO);
   } else if (word == "descriptors") {
     int count = 0;
     words >> count;
