@@ -85,6 +85,7 @@ static void misuse(caprion_helper* helper) {
 
 int main(int argc, char** argv) {
   CHECK(argc == 3 && CaprionVersionNumber >= 1.0);
+  CHECK(same((const char*)CaprionVersionString, "PROGRAM:Caprion PROJECT:Caprion-1"));
   caprion_helper* helper = caprion_helper_new();
   misuse(helper);
 

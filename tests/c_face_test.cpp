@@ -239,6 +239,7 @@ TEST_F(CFace, ReportsWhatTheFacadeReportsAndLetsGoOnce) {
            Case{Kind::text, "x y", {.body = "[]"}, "hits:"},
            Case{Kind::text, "x", {.body = list}, "hits:the IDSubtitle|"},
            Case{Kind::text, "x", {.body = "no \0list"s}, "org.caprion.answer|0|no \0list|"s},
+           Case{Kind::text, "x", {}, "org.caprion.answer|0||"},
            Case{Kind::text, "x", {.body = "\xFF"}, "org.caprion.answer|0|null|"},
            Case{Kind::text, "x", {.fault = Fault::reset}, "NSURLErrorDomain|-1005|"},
            Case{Kind::text, "x", {.fault = Fault::hang}, "NSURLErrorDomain|-999|"},

@@ -1,4 +1,5 @@
 #include "download/cache_folder.hpp"
+#include "platform/file_manager.hpp"
 #include "platform/sha256.hpp"
 #include "process.hpp"
 #include "reports.hpp"
@@ -8,6 +9,7 @@
 #include <caprion/caprion_helper.hpp>
 
 #include <gtest/gtest.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -59,6 +61,8 @@ class DownloadTest : public testing::Test {
 
 TEST_F(DownloadTest, SendsTheServicesHeaderAndStartsAfresh) {
   service().setHandler(always({.body = zip({"film.srt"})}));
+  Caprion::shared().download(*subtitle(), nullptr);
+  EXPECT_EQ(content(), "archive.zip film.eng.srt");
   EXPECT_EQ(download(), std::vector{"42/film.eng.srt"s});
   EXPECT_EQ(service().requests().back().header("User-Agent"), std::vector{"Tovix"s});
   EXPECT_EQ(service().requests().back().target, "/42");
@@ -132,6 +136,12 @@ TEST_F(DownloadTest, TakesItsFolderFromTheBundle) {
     EXPECT_EQ(download(), std::vector{relative(expected)});
     Bundle::main().setInfoDictionary(std::nullopt);
   }
+  // It may change while another thread looks at it.
+  const std::jthread reader([](const std::stop_token& stop) {
+    while (!stop.stop_requested()) (void)Bundle::main().infoDictionary();
+  });
+  for (int i = 0; i < 10'000; ++i) Bundle::main().setInfoDictionary(Bundle::InfoDictionary{{"x", true}});
+  Bundle::main().setInfoDictionary(std::nullopt);
 }
 
 TEST_F(DownloadTest, FindsTheTemporaryFolder) {
@@ -140,6 +150,11 @@ TEST_F(DownloadTest, FindsTheTemporaryFolder) {
   ::setenv("XDG_CACHE_HOME", (root_.path / "cache").c_str(), 1);
   EXPECT_EQ(download()[0], root_.path / "cache/Caprion/42/film.eng.srt");
   ::unsetenv("XDG_CACHE_HOME");
+  const std::string home = std::getenv("HOME") == nullptr ? "" : std::getenv("HOME");
+  ::unsetenv("HOME");
+  const passwd* const user = ::getpwuid(::geteuid());
+  EXPECT_EQ(temporaryDirectory(), (user == nullptr ? ""s : user->pw_dir) + "/.cache");
+  ::setenv("HOME", home.c_str(), 1);
 }
 
 TEST_F(DownloadTest, MayBeStartedFromWithinAnyReport) {

@@ -1,4 +1,5 @@
 #include "platform/session_threads.hpp"
+#include "platform/thread.hpp"
 #include "platform/url_session.hpp"
 #include "service.hpp"
 
@@ -72,6 +73,18 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
   task->cancel();
   task->resume();
   EXPECT_EQ(wait(promise.get_future()).error->code(), -999);
+}
+
+TEST(SessionThreads, LeaveAllSignalsToTheHostButFaultsOfTheirOwn) {
+  std::promise<sigset_t> promise;
+  runInBackground([&] {
+    sigset_t blocked;
+    ::pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+    promise.set_value(blocked);
+  });
+  const sigset_t blocked = wait(promise.get_future());
+  for (const int signal : {SIGINT, SIGCHLD, SIGUSR1}) EXPECT_EQ(::sigismember(&blocked, signal), 1) << signal;
+  for (const int fault : {SIGSEGV, SIGBUS, SIGABRT}) EXPECT_EQ(::sigismember(&blocked, fault), 0) << fault;
 }
 
 TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {

@@ -44,6 +44,7 @@ TEST(URL, RefusesWhatIsNoURL) {
                                   "http://x/\xC3\xA4"s,
                                   "http://x/\0"s,
                                   "http://x:80a/"s,
+                                  "http://x:a/"s,
                                   "http://[::1"s,
                                   "http://[]/"s,
                                   "http://a@b@c/"s,

@@ -1,13 +1,25 @@
 #include <caprion/caprion_helper.hpp>
 
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
+
+/// From where on nothing in a file can be read, as behind a bad sector; nowhere when negative.
+static off_t unreadableFrom = -1;
+extern "C" ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset) {
+  static const auto next = reinterpret_cast<decltype(&pread)>(::dlsym(RTLD_NEXT, "pread"));
+  if (unreadableFrom < 0 || offset < unreadableFrom) return next(descriptor, bytes, count, offset);
+  errno = EIO;
+  return -1;
+}
 
 namespace caprion::test {
 
@@ -59,6 +71,10 @@ TEST_F(VideoHashTest, IsAbsentForWhatIsNoReadableFile) {
                                   file + "\0"s, folder_.string() + "/missing", std::string(5'000, 'x')}) {
     EXPECT_FALSE(Caprion::hashFor(URL::fileURLWithPath(path))) << path;
   }
+  for (unreadableFrom = 0; unreadableFrom < 2; ++unreadableFrom) {
+    EXPECT_FALSE(Caprion::hashFor(URL::fileURLWithPath(file))) << unreadableFrom;
+  }
+  unreadableFrom = -1;
 }
 
 TEST_F(VideoHashTest, AbsentIsReportedByTheFacadeAtOnceOnTheSameThread) {
