@@ -190,7 +190,8 @@ void work(unsigned seed, std::chrono::steady_clock::time_point end) {
 }
 
 struct Holdings {
-  long megabytes = 0, descriptors = 0, sockets = 0, threads = 0;
+  long megabytes = 0, descriptors = 0, sockets = 0;
+  long threads = 0;  // the library's
 
   static Holdings now() {
     Holdings held;
@@ -202,7 +203,11 @@ struct Holdings {
       const std::string target = fs::read_symlink(entry, gone);
       ++(target.starts_with("socket:") ? held.sockets : held.descriptors);
     }
-    for (const auto& entry : fs::directory_iterator("/proc/self/task")) held.threads += entry.exists();
+    for (const auto& entry : fs::directory_iterator("/proc/self/task")) {
+      std::string name;
+      std::getline(std::ifstream(entry.path() / "comm"), name);
+      held.threads += name == "caprion";
+    }
     return held;
   }
   void print(const char* when) const {
@@ -249,7 +254,7 @@ int host(int fromService, int seconds, unsigned seed) {
   atEnd.print("end");
   if (atEnd.descriptors > atStart.descriptors) violated("files are left open");
   if (atEnd.sockets > 40) violated("sockets are left open");
-  if (atEnd.threads > atStart.threads + 2) violated("threads are left");
+  if (atEnd.threads > 2) violated("threads are left");
   if (::waitpid(-1, nullptr, WNOHANG) != -1) violated("a child is left");
   for (const auto& entry : fs::recursive_directory_iterator(root)) {
     const fs::path path = entry.path().lexically_relative(root);
