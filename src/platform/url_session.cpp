@@ -40,16 +40,26 @@ constexpr std::size_t downloadSizeLimit = std::size_t{256} << 20;
 /// back: what bounds the memory when answers come in faster than the host takes them.
 constexpr std::size_t backlogLimit = 16;
 
-/// Guards all that a host's threads share with the session. It is held across a fork, so that a child finds
-/// it free.
-std::mutex& sharedMutex() {
-  static auto* const mutex = [] {
-    static auto* const made = new std::mutex;
-    ::pthread_atfork([] { made->lock(); }, [] { made->unlock(); }, [] { made->unlock(); });
-    return made;
-  }();
-  return *mutex;
-}
+/// What is held across a fork, in this order, so that a child finds it free.
+struct Mutexes {
+  /// The driver's, while it is inside libcurl. A child made meanwhile would find locks of OpenSSL's taken for
+  /// ever, at its exit at the latest.
+  std::mutex performing;
+  /// Guards all that a host's threads share with the session.
+  std::mutex shared;
+
+  static Mutexes& get() {
+    static auto* const mutexes = [] {
+      static auto* const made = new Mutexes;
+      const auto unlock = [] { made->shared.unlock(), made->performing.unlock(); };
+      ::pthread_atfork([] { made->performing.lock(), made->shared.lock(); }, unlock, unlock);
+      return made;
+    }();
+    return *mutexes;
+  }
+};
+
+std::mutex& sharedMutex() { return Mutexes::get().shared; }
 
 /// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of
 /// them in a host that has closed them.
@@ -320,6 +330,7 @@ void URLSession::Impl::stop() {
 }
 
 bool URLSession::Impl::perform() {
+  const std::lock_guard performing(Mutexes::get().performing);
   std::vector<Command> commands;
   {
     const std::lock_guard lock(sharedMutex());
