@@ -81,7 +81,7 @@ void operate() {
     std::vector<std::string> lines;
     Caprion::shared().download(*subtitle,
                                [&](const auto& file) { lines.push_back(caprion::test::line(file)); });
-    // Short of descriptors, the walk may fail as well, which is a report before the last.
+    // Short of descriptors, the walk may fail as well, which is a report before the last, and a line.
     if (isShortOfDescriptors && lines.size() > 1) lines.erase(lines.begin(), lines.end() - 1);
     for (const auto& line : lines) report(line);
   }
@@ -179,6 +179,7 @@ void become(const std::string& host) {
     ::close(STDERR_FILENO);
   } else if (word == "descriptors") {
     isShortOfDescriptors = true;
+    (void)!std::freopen("/dev/null", "w", stdout);
     int count = 0;
     words >> count;
     const int next = ::dup(0);
