@@ -1,6 +1,6 @@
-#include "platform/session_threads.hpp"
+#include "network/session_threads.hpp"
+#include "network/url_session.hpp"
 #include "platform/thread.hpp"
-#include "platform/url_session.hpp"
 #include "service.hpp"
 
 #include <gtest/gtest.h>

@@ -1,9 +1,9 @@
 #include "client/search_answer.hpp"
 #include "client/search_request.hpp"
 #include "download/archive_download.hpp"
+#include "network/url_session.hpp"
 #include "platform/error.hpp"
 #include "platform/thread.hpp"
-#include "platform/url_session.hpp"
 
 #include <caprion/caprion.hpp>
 

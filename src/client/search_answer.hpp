@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/url_session.hpp"
+#include "network/url_session.hpp"
 
 #include <caprion/query_result.hpp>
 #include <caprion/result.hpp>

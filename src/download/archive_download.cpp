@@ -2,9 +2,9 @@
 
 #include "download/archive_extraction.hpp"
 #include "download/cache_folder.hpp"
+#include "network/transport_error.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
-#include "platform/transport_error.hpp"
 
 #include <caprion/bundle.hpp>
 

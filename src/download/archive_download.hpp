@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/url_request.hpp"
-#include "platform/url_session.hpp"
+#include "network/url_request.hpp"
+#include "network/url_session.hpp"
 
 #include <caprion/result.hpp>
 #include <caprion/subtitle.hpp>

@@ -1,4 +1,4 @@
-#include "platform/session_threads.hpp"
+#include "network/session_threads.hpp"
 
 #include "platform/thread.hpp"
 

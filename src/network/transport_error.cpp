@@ -1,4 +1,4 @@
-#include "platform/transport_error.hpp"
+#include "network/transport_error.hpp"
 
 #include "platform/error.hpp"
 

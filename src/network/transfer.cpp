@@ -1,9 +1,9 @@
-#include "platform/transfer.hpp"
+#include "network/transfer.hpp"
 
+#include "network/transport_error.hpp"
 #include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 #include "platform/text.hpp"
-#include "platform/transport_error.hpp"
 
 #include <sys/socket.h>
 

@@ -1,11 +1,11 @@
-#include "platform/url_session.hpp"
+#include "network/url_session.hpp"
 
+#include "network/session_threads.hpp"
+#include "network/transfer.hpp"
+#include "network/transport_error.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
-#include "platform/session_threads.hpp"
 #include "platform/thread.hpp"
-#include "platform/transfer.hpp"
-#include "platform/transport_error.hpp"
 
 #include <curl/curl.h>
 #include <fcntl.h>

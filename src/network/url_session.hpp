@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/url_request.hpp"
+#include "network/url_request.hpp"
 
 #include <caprion/error.hpp>
 #include <caprion/url.hpp>
