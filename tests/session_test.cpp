@@ -23,7 +23,7 @@ struct Completion {
 
 Completion get(const std::string& url, std::chrono::milliseconds timeout = std::chrono::seconds(30)) {
   std::promise<Completion> promise;
-  const auto task = URLSession::shared().dataTask({*URL::fromString(url), timeout},
+  const auto task = URLSession::shared().dataTask(URLRequest{*URL::fromString(url), timeout},
                                                   [&](auto body, auto response, auto error) {
                                                     promise.set_value({body, response, error});
                                                   });
@@ -66,7 +66,7 @@ TEST(URLSession, SendsURLsOfAnyLengthUpToItsLimit) {
 TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
   std::promise<Completion> promise;
   const auto task =
-      URLSession::shared().dataTask({*URL::fromString("https://a.test/"), std::chrono::seconds(1)},
+      URLSession::shared().dataTask(URLRequest{*URL::fromString("https://a.test/"), std::chrono::seconds(1)},
                                     [&](auto body, auto response, auto error) {
                                       promise.set_value({body, response, error});
                                     });
@@ -77,7 +77,7 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
 
 TEST(SessionThreads, LeaveAllSignalsToTheHostButFaultsOfTheirOwn) {
   std::promise<sigset_t> promise;
-  runInBackground([&] {
+  runInBackground([&](bool) {
     sigset_t blocked;
     ::pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
     promise.set_value(blocked);
@@ -89,10 +89,17 @@ TEST(SessionThreads, LeaveAllSignalsToTheHostButFaultsOfTheirOwn) {
 
 TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
   constexpr int works = 30;
+  struct Completion final : SessionCompletion {
+    void run() noexcept override { stuck->arrive_and_wait(); }
+    std::latch* stuck = nullptr;
+  };
   struct Work final : SessionWork {
+    Work() {
+      for (Completion& completion : completions) completion.stuck = &stuck;
+    }
     bool perform() override {
       EXPECT_EQ(++drivers, 1);
-      for (; started < works; ++started) threads->complete([this] { stuck.arrive_and_wait(); });
+      for (; started < works; ++started) threads->complete(completions[started]);
       sawFull = sawFull || threads->isFull();
       --drivers;
       return !isOver;
@@ -107,6 +114,7 @@ TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
     SessionThreads* threads = nullptr;
     std::counting_semaphore<> woken{0};
     std::latch stuck{works};
+    std::array<Completion, works> completions;
     std::atomic<int> drivers = 0;
     std::atomic<bool> isOver = false;
     int started = 0;

@@ -1,4 +1,4 @@
-#include "client/search_answer.hpp"
+#include "client/search.hpp"
 #include "client/search_request.hpp"
 #include "download/archive_download.hpp"
 #include "network/url_session.hpp"
@@ -16,7 +16,6 @@ namespace caprion {
 /// What the client holds: the session, and the latest task of each kind.
 struct Caprion::Impl {
   URLSession& urlSession = URLSession::shared();
-  LatestTask queryTask;
   LatestTask downloadTask;
 };
 
@@ -30,22 +29,10 @@ Caprion::~Caprion() = default;
 
 void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexcept {
   if (!result) result = [](const auto&) {};
-  std::optional<URLRequest> request;
-  try {
-    request = searchRequest(args);
-  } catch (const std::bad_alloc&) {  // criteria may be of any size
-    runInBackground([result = std::move(result)] { result(posixError(ENOMEM)); });
-    return;
-  }
-  const auto task = impl_->urlSession.dataTask(
-      std::move(*request), [result = std::move(result)](auto body, const auto& response, const auto& error) {
-        result(searchAnswer(std::move(body), response, error));
-      });
-  impl_->queryTask.exchange(task);
-  task->resume();
+  const auto search = startSearch(searchRequest(args), std::move(result));
 }
 
-void Caprion::cancelQueryTask() noexcept { impl_->queryTask.cancel(); }
+void Caprion::cancelQueryTask() noexcept { cancelLatestSearch(); }
 
 void Caprion::download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept {
   const DownloadCompletion report = completion ? completion : [](const auto&) {};

@@ -1,5 +1,6 @@
 #include "client/search_request.hpp"
 
+#include "platform/error.hpp"
 #include "platform/url_components.hpp"
 
 #include <algorithm>
@@ -38,14 +39,15 @@ URLRequest serviceRequest(URL url) {
   return request;
 }
 
-URLRequest searchRequest(const std::vector<Arg>& args) {
-  URLComponents components;
-  components.scheme = "https";
-  components.host = serviceHost;
-  components.path = "/search";
-  for (const Arg& arg : args) components.path += arg.path();
-
-  return serviceRequest(*components.url());  // a path that begins with a slash always makes a URL
+Result<URLRequest> searchRequest(std::span<const Arg> args) noexcept {
+  return orOutOfMemory([&]() -> Result<URLRequest> {
+    URLComponents components;
+    components.scheme = "https";
+    components.host = serviceHost;
+    components.path = "/search";
+    for (const Arg& arg : args) components.path += arg.path();
+    return serviceRequest(*components.url());  // a path that begins with a slash always makes a URL
+  });
 }
 
 }  // namespace caprion

@@ -1,3 +1,4 @@
+#include "facade/finding.hpp"
 #include "platform/error.hpp"
 #include "records/subtitle_coding.hpp"
 
@@ -23,6 +24,8 @@ using caprion::CaprionHelper;
 using caprion::Error;
 using caprion::posixError;
 using caprion::Result;
+using caprion::StartedSearch;
+using caprion::startFindingSubtitles;
 using caprion::Subtitle;
 using caprion::SubtitleCoding;
 using caprion::URL;
@@ -199,8 +202,9 @@ void caprion_helper_find_subtitles_for(caprion_helper* helper, const char* path,
                                        caprion_context_release release) {
   const SearchReceiver receiver{completion, context, release};
   const bool hasArguments = helper != nullptr && path != nullptr && language != nullptr;
+  StartedSearch search;
   receiver.run(hasArguments, [&] {
-    CaprionHelper::shared().findSubtitles(URL::fileURLWithPath(path), language, reportTo(receiver));
+    search = startFindingSubtitles(URL::fileURLWithPath(path), language, reportTo(receiver));
   });
 }
 
@@ -209,9 +213,9 @@ void caprion_helper_find_subtitles_matching(caprion_helper* helper, const char* 
                                             caprion_context_release release) {
   const SearchReceiver receiver{completion, context, release};
   const bool hasArguments = helper != nullptr && text != nullptr && language != nullptr;
-  receiver.run(hasArguments, [&] {
-    CaprionHelper::shared().findSubtitles(std::string_view(text), language, reportTo(receiver));
-  });
+  StartedSearch search;
+  receiver.run(hasArguments,
+               [&] { search = startFindingSubtitles(std::string_view(text), language, reportTo(receiver)); });
 }
 
 void caprion_helper_download_subtitle_file(caprion_helper* helper, const caprion_subtitle* subtitle,

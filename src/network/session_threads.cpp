@@ -3,6 +3,7 @@
 #include "platform/thread.hpp"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace caprion {
@@ -20,80 +21,85 @@ constexpr std::chrono::milliseconds stopLimit{200};
 
 thread_local bool isRunningCompletion = false;
 
+auto now() { return std::chrono::steady_clock::now(); }
+
 }  // namespace
 
-bool SessionThreads::start() {
-  const std::lock_guard lock(mutex_);
+bool SessionThreads::start() noexcept {
+  const Lock lock(mutex_);
   while (threads_.size() < fewestThreads) {
     if (!addThread()) return false;
   }
   return true;
 }
 
-void SessionThreads::drive() {
-  std::unique_lock lock(mutex_);
+void SessionThreads::drive() noexcept {
+  mutex_.lock();
   hasWork_ = true;
-  if (hasDriver()) {
-    lock.unlock();
-    work_.wake();
-  } else {
-    lock.unlock();
-    changed_.notify_one();
-  }
+  const bool isDriven = hasDriver();
+  mutex_.unlock();
+  isDriven ? work_.wake() : changed_.notifyOne();
 }
 
-void SessionThreads::complete(std::function<void()> completion) {
-  const std::lock_guard lock(mutex_);
+void SessionThreads::complete(SessionCompletion& completion) noexcept {
+  const Lock lock(mutex_);
   if (waiting_.empty()) {
-    looked_ = std::chrono::steady_clock::now();
+    looked_ = now();
     doneWhenLooked_ = done_;
   }
-  waiting_.push_back(std::move(completion));
+  waiting_.push_back(completion);
   if (waiting_.size() > idle_ && threads_.size() < usualThreads) addThread();
 }
 
-bool SessionThreads::isFull() const {
-  const std::lock_guard lock(mutex_);
+bool SessionThreads::isFull() const noexcept {
+  const Lock lock(mutex_);
   return waiting_.size() > backlogLimit_;
 }
 
-void SessionThreads::stop() {
-  std::unique_lock lock(mutex_);
+void SessionThreads::stop() noexcept {
+  const Lock lock(mutex_);
   isStopping_ = true;
-  changed_.notify_all();
+  changed_.notifyAll();
   work_.wake();
-  changed_.wait(lock, [&] { return !hasDriver(); });
   const std::size_t own = isRunningCompletion ? 1 : 0;  // exit() may be called by a completion
-  changed_.wait_for(lock, stopLimit, [&] { return running_ <= own; });
+  const auto end = now() + stopLimit;
+  while ((hasDriver() || running_ > own) && changed_.waitUntil(mutex_, end)) continue;
   joinEnded();
 }
 
-bool SessionThreads::addThread() {
-  const auto self = threads_.emplace(threads_.end());
-  auto thread = startThread("caprion", [this, self] { run(self); });
-  if (!thread) {
+bool SessionThreads::addThread() noexcept {
+  try {
+    const auto self = threads_.emplace(threads_.end());
+    if (auto thread = startThread("caprion", [this, self] { run(self); })) {
+      *self = std::move(*thread);
+      return true;
+    }
     threads_.erase(self);
-    return false;
+  } catch (const std::bad_alloc&) {  // one thread fewer, as when the system has none to give
   }
-  *self = std::move(*thread);
-  return true;
+  return false;
 }
 
-void SessionThreads::run(Threads::iterator self) {
-  std::unique_lock lock(mutex_);
+/// Whether there is something to do for a thread that does nothing.
+bool SessionThreads::isNeeded() const {
+  return isStopping_ || !waiting_.empty() || (hasWork_ && !hasDriver());
+}
+
+void SessionThreads::run(Threads::iterator self) noexcept {
+  const Lock lock(mutex_);
   while (true) {
     if (isStopping_) {
-      changed_.wait(lock);
+      changed_.wait(mutex_);
     } else if (!waiting_.empty() && (hasDriver() || idle_ > 0)) {
-      runCompletion(lock);
+      runCompletion();
     } else if (!hasDriver() && (hasWork_ || !waiting_.empty())) {
-      drive(lock);
+      driveHere();
     } else {
       ++idle_;
-      const bool isNeeded = changed_.wait_for(
-          lock, idleLimit, [&] { return isStopping_ || !waiting_.empty() || (hasWork_ && !hasDriver()); });
+      const auto end = now() + idleLimit;
+      while (!isNeeded() && changed_.waitUntil(mutex_, end)) continue;
       --idle_;
-      if (!isNeeded && threads_.size() > fewestThreads && (hasDriver() || idle_ > 0)) break;
+      if (!isNeeded() && threads_.size() > fewestThreads && (hasDriver() || idle_ > 0)) break;
     }
   }
   // Whoever is next to end, or the stop, waits until this thread is gone with all that OpenSSL keeps for it.
@@ -102,29 +108,29 @@ void SessionThreads::run(Threads::iterator self) {
 }
 
 /// Drives until there is a completion to run and somebody else to drive, or until there is nothing to do.
-void SessionThreads::drive(std::unique_lock<std::mutex>& lock) {
+void SessionThreads::driveHere() {
   driver_ = std::this_thread::get_id();
   while (!isStopping_) {
     hasWork_ = false;
-    lock.unlock();
+    mutex_.unlock();
     const bool hasMore = work_.perform();
-    lock.lock();
+    mutex_.lock();
     hasWork_ = hasWork_ || hasMore;
     growIfStuck();
     if (waiting_.empty() ? !hasWork_ : idle_ > 0) break;
-    const auto longest = waiting_.empty() ? longestWait : patience;
-    lock.unlock();
+    const auto longest = waiting_.empty() ? std::chrono::milliseconds(longestWait) : patience;
+    mutex_.unlock();
     work_.wait(longest);
-    lock.lock();
+    mutex_.lock();
   }
   driver_ = std::thread::id();
-  if (isStopping_) changed_.notify_all();
+  if (isStopping_) changed_.notifyAll();
 }
 
 /// Adds threads when no completion has got on for a while.
 void SessionThreads::growIfStuck() {
-  const auto now = std::chrono::steady_clock::now();
-  if (waiting_.empty() || now - looked_ < patience) return;
+  const auto time = now();
+  if (waiting_.empty() || time - looked_ < patience) return;
   if (done_ != doneWhenLooked_ || idle_ > 0) {
     threadsToAdd_ = 1;
   } else {
@@ -132,26 +138,25 @@ void SessionThreads::growIfStuck() {
     threadsToAdd_ = std::min(threadsToAdd_ * 2, mostThreadsToAdd);
   }
   doneWhenLooked_ = done_;
-  looked_ = now;
+  looked_ = time;
 }
 
-void SessionThreads::runCompletion(std::unique_lock<std::mutex>& lock) {
-  auto completion = std::move(waiting_.front());
+void SessionThreads::runCompletion() {
+  SessionCompletion& completion = waiting_.front();
   waiting_.pop_front();
   ++running_;
   const bool isRelieved = waiting_.size() == backlogLimit_;
   const bool isAnotherNeeded = !hasDriver() && (hasWork_ || !waiting_.empty());
-  lock.unlock();
-  if (isAnotherNeeded) changed_.notify_one();
+  mutex_.unlock();
+  if (isAnotherNeeded) changed_.notifyOne();
   if (isRelieved) work_.wake();
   isRunningCompletion = true;
-  completion();
-  completion = nullptr;
+  completion.run();
   isRunningCompletion = false;
-  lock.lock();
+  mutex_.lock();
   --running_;
   ++done_;
-  if (isStopping_) changed_.notify_all();
+  if (isStopping_) changed_.notifyAll();
 }
 
 void SessionThreads::joinEnded() {

@@ -1,15 +1,24 @@
 #pragma once
 
+#include "platform/mutex.hpp"
+
+#include <boost/intrusive/slist.hpp>
+
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
-#include <deque>
-#include <functional>
 #include <list>
-#include <mutex>
 #include <thread>
 
 namespace caprion {
+
+/// What a session's thread runs when an exchange has ended. Waits for its turn without any memory of its own.
+class SessionCompletion : public boost::intrusive::slist_base_hook<> {
+ public:
+  virtual void run() noexcept = 0;
+
+ protected:
+  ~SessionCompletion() = default;
+};
 
 /// What a session does with its exchanges, on one thread at a time, which is then its driver.
 class SessionWork {
@@ -40,49 +49,52 @@ class SessionThreads {
   SessionThreads(SessionWork& work, std::size_t backlogLimit) : work_(work), backlogLimit_(backlogLimit) {}
 
   /// Makes sure that there are the threads it takes; false when the system hasn't got them to give.
-  bool start();
+  bool start() noexcept;
 
   /// Has the work performed soon.
-  void drive();
+  void drive() noexcept;
 
-  /// Runs a completion soon. Called by the driver.
-  void complete(std::function<void()> completion);
+  /// Runs a completion soon, which has to be there until it has run. Called by the driver.
+  void complete(SessionCompletion& completion) noexcept;
 
   /// Whether more completions wait than the limit allows. When they don't any more, the work is performed.
-  bool isFull() const;
+  bool isFull() const noexcept;
 
-  /// Ends the driving, starts no further completion, and gives those that run a moment to end. The threads
-  /// that are left do nothing more until the process ends.
-  void stop();
+  /// Ends the driving, starts no further completion, and gives the driver and the completions that run a
+  /// moment to end. The threads that are left do nothing more until the process ends.
+  void stop() noexcept;
 
  private:
   using Threads = std::list<std::thread>;
+  using Completions = boost::intrusive::slist<SessionCompletion, boost::intrusive::cache_last<true>>;
+  using Time = std::chrono::steady_clock::time_point;
 
-  bool addThread();
-  void run(Threads::iterator self);
-  bool hasDriver() const { return driver_ != std::thread::id(); }
-  void drive(std::unique_lock<std::mutex>& lock);
-  void growIfStuck();
-  void runCompletion(std::unique_lock<std::mutex>& lock);
-  void joinEnded();
+  bool addThread() noexcept CAPRION_REQUIRES(mutex_);
+  void run(Threads::iterator self) noexcept;
+  bool hasDriver() const CAPRION_REQUIRES(mutex_) { return driver_ != std::thread::id(); }
+  bool isNeeded() const CAPRION_REQUIRES(mutex_);
+  void driveHere() CAPRION_REQUIRES(mutex_);
+  void growIfStuck() CAPRION_REQUIRES(mutex_);
+  void runCompletion() CAPRION_REQUIRES(mutex_);
+  void joinEnded() CAPRION_REQUIRES(mutex_);
 
   SessionWork& work_;
   const std::size_t backlogLimit_;
-  mutable std::mutex mutex_;
-  std::condition_variable changed_;
-  Threads threads_;
-  Threads ended_;  // to be joined
-  std::size_t idle_ = 0;
-  std::thread::id driver_;
-  bool hasWork_ = false;
-  std::deque<std::function<void()>> waiting_;
-  std::size_t running_ = 0;
-  std::size_t done_ = 0;  // completions that have run so far
+  mutable Mutex mutex_{MutexLevel::threads};
+  Condition changed_;
+  Threads threads_ CAPRION_GUARDED_BY(mutex_);
+  Threads ended_ CAPRION_GUARDED_BY(mutex_);  // to be joined
+  std::size_t idle_ CAPRION_GUARDED_BY(mutex_) = 0;
+  std::thread::id driver_ CAPRION_GUARDED_BY(mutex_);
+  bool hasWork_ CAPRION_GUARDED_BY(mutex_) = false;
+  Completions waiting_ CAPRION_GUARDED_BY(mutex_);
+  std::size_t running_ CAPRION_GUARDED_BY(mutex_) = 0;
+  std::size_t done_ CAPRION_GUARDED_BY(mutex_) = 0;  // completions that have run so far
   // At the last look at how the completions get on:
-  std::chrono::steady_clock::time_point looked_;
-  std::size_t doneWhenLooked_ = 0;
-  std::size_t threadsToAdd_ = 1;  // when the next look finds them stuck
-  bool isStopping_ = false;
+  Time looked_ CAPRION_GUARDED_BY(mutex_);
+  std::size_t doneWhenLooked_ CAPRION_GUARDED_BY(mutex_) = 0;
+  std::size_t threadsToAdd_ CAPRION_GUARDED_BY(mutex_) = 1;  // when the next look finds them stuck
+  bool isStopping_ CAPRION_GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace caprion

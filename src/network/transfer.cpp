@@ -5,12 +5,13 @@
 #include "platform/error.hpp"
 #include "platform/text.hpp"
 
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdlib>
-#include <initializer_list>
 #include <new>
 #include <utility>
 
@@ -18,14 +19,24 @@ namespace caprion {
 
 namespace {
 
-/// The first of the variables that is set and not empty. Nothing is read in a set-uid program.
-std::string environment(std::initializer_list<const char*> names) {
-  for (const char* name : names) {
-    const char* value = ::secure_getenv(name);
-    if (value != nullptr && *value != '\0') return value;
-  }
-  return {};
-}
+using namespace std::chrono_literals;
+
+/// Of all heads of an exchange and of the trailers, in bytes.
+constexpr std::size_t headSizeLimit = std::size_t{256} << 10;
+/// How much may wait to be decoded before libcurl is to bring no more.
+constexpr std::size_t pendingLimit = std::size_t{128} << 10;
+/// How much of a redirect's body is read, and how long, so that the connection can be kept.
+constexpr std::size_t redirectSizeLimit = std::size_t{16} << 10;
+constexpr auto redirectPatience = 500ms;
+/// How long sent bytes may go without an answer by the server's machine, such as on a connection that a
+/// router has forgotten.
+constexpr unsigned unansweredLimit = 15'000;  // ms
+/// How long an unused connection is kept, and when it is probed meanwhile.
+constexpr long idleLimit = 60;       // s
+constexpr long idleUntilProbe = 20;  // s
+/// How many bytes of a proxy's answer are read in one turn. libcurl reads them one by one, without coming
+/// back before there are no more.
+constexpr long proxyBytesLimit = 20'000;
 
 template <typename Value>
 void set(CURL* easy, CURLoption option, Value value) {
@@ -45,90 +56,42 @@ bool isRedirect(int statusCode) {
          statusCode == 308;
 }
 
-/// The URL with the characters encoded that libcurl leaves as they are, and that no URL may hold.
-std::string encoded(std::string_view url) {
-  std::string result;
-  for (const char c : url) {
-    if (std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos) {
-      result += c;
-    } else {
-      result += {'%', "0123456789ABCDEF"[c >> 4], "0123456789ABCDEF"[c & 15]};
-    }
-  }
-  return result;
+/// Whether memory is to be had. libcurl tells the end of the memory and a line of a head that is too long for
+/// it by the same code.
+bool hasMemory() {
+  void* const some = std::malloc(headSizeLimit);
+  std::free(some);
+  return some != nullptr;
 }
-
-/// A URL taken apart by libcurl, which is what decides where a transfer goes.
-class ParsedURL {
- public:
-  /// Sets the URL, or resolves a reference against the one that was set; false when the text is neither.
-  bool set(const char* text, unsigned flags) {
-    return handle_ && curl_url_set(handle_.get(), CURLUPART_URL, text, flags) == CURLUE_OK;
-  }
-  std::optional<std::string> get(CURLUPart part) const {
-    char* text = nullptr;
-    if (curl_url_get(handle_.get(), part, &text, 0) != CURLUE_OK) return std::nullopt;
-    const std::unique_ptr<char, decltype(&curl_free)> owned(text, curl_free);
-    return owned.get();
-  }
-
- private:
-  std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> handle_{curl_url(), curl_url_cleanup};
-};
 
 }  // namespace
 
-std::string lowercasedScheme(std::string_view url) {
-  const std::size_t end = url.find_first_of(":/?#");
-  return end != std::string_view::npos && url[end] == ':' ? lowercasedASCII(url.substr(0, end)) : "";
-}
-
-std::optional<std::string> hostOf(const std::string& url) {
-  ParsedURL parsed;
-  const std::size_t scheme = std::min(url.find(':'), url.size());
-  if (url.compare(scheme, 4, ":///") == 0)
-    return std::nullopt;  // libcurl would take "https:///x" for the host x
-  if (!parsed.set(url.c_str(), CURLU_PATH_AS_IS)) return std::nullopt;
-  auto host = parsed.get(CURLUPART_HOST);
-  if (host) *host = lowercasedASCII(*host);
-  return host;
-}
-
-TransportSettings TransportSettings::fromEnvironment() {
-  TransportSettings settings;
-  // HTTP_PROXY is left out: to a CGI program that is what a client's "Proxy" header field becomes.
-  settings.httpProxy = environment({"http_proxy", "all_proxy", "ALL_PROXY"});
-  settings.httpsProxy = environment({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
-  settings.noProxy = environment({"no_proxy", "NO_PROXY"});
-  settings.certificateFile = environment({"SSL_CERT_FILE"});
-  settings.certificateFolder = environment({"SSL_CERT_DIR"});
-  return settings;
-}
-
-Transfer::Transfer(const URLRequest& request, std::string url, const TransportSettings& settings,
-                   std::size_t sizeLimit, Write write)
-    : url_(std::move(url)), sizeLimit_(sizeLimit), write_(std::move(write)), easy_(curl_easy_init()) {
+Transfer::Transfer(SessionTask& task, const TransportSettings& settings)
+    : task_(task), easy_(curl_easy_init()) {
   CURL* easy = easy_.get();
   if (easy == nullptr) throw std::bad_alloc();
-  for (const auto& [field, value] : request.headerFields) {
-    curl_slist* longer =
-        curl_slist_append(headers_.get(), std::string(field).append(": ").append(value).c_str());
+  const auto addField = [&](const std::string& field) {
+    curl_slist* longer = curl_slist_append(headers_.get(), field.c_str());
     if (longer == nullptr) throw std::bad_alloc();
     (void)headers_.release();
     headers_.reset(longer);
-  }
-  const bool secure = lowercasedScheme(url_) == "https";
+  };
+  for (const auto& [field, value] : task.request->headerFields) addField(field + ": " + value);
+  // libcurl isn't told of encodings, as it would undo them: several on top of one another, and without coming
+  // back before it has output.
+  addField("Accept-Encoding: gzip, deflate");
 
-  set(easy, CURLOPT_URL, url_.c_str());
+  const std::string& url = task.url.text;
+  set(easy, CURLOPT_URL, url.c_str());
   set(easy, CURLOPT_PATH_AS_IS, 1L);  // "a/../b" in a search text is not a path to be shortened
   set(easy, CURLOPT_PROTOCOLS_STR, "http,https");
   set(easy, CURLOPT_HTTP_VERSION, CURL_HTTP_VERSION_1_1);
   set(easy, CURLOPT_HTTPHEADER, headers_.get());
-  set(easy, CURLOPT_ACCEPT_ENCODING, "");  // all that libcurl can undo
+  set(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
 
   // Texts are set even when empty: libcurl would look into the environment itself, which a host may be
   // changing.
-  set(easy, CURLOPT_PROXY, (secure ? settings.httpsProxy : settings.httpProxy).c_str());
+  set(easy, CURLOPT_PROXY, (task.url.isSecure ? settings.httpsProxy : settings.httpProxy).c_str());
   set(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
   for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) {
     if (!settings.certificateFile.empty()) set(easy, option, settings.certificateFile.c_str());
@@ -137,91 +100,215 @@ Transfer::Transfer(const URLRequest& request, std::string url, const TransportSe
     if (!settings.certificateFolder.empty()) set(easy, option, settings.certificateFolder.c_str());
   }
 
-  set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(request.timeoutInterval.count()));
-  set(easy, CURLOPT_MAXFILESIZE_LARGE, static_cast<curl_off_t>(sizeLimit_));
+  set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(task.request->timeoutInterval.count()));
+  if (task.needsFreshConnection) set(easy, CURLOPT_FRESH_CONNECT, 1L);
+  set(easy, CURLOPT_MAXAGE_CONN, idleLimit);
+  set(easy, CURLOPT_TCP_KEEPALIVE, 1L);
+  set(easy, CURLOPT_TCP_KEEPIDLE, idleUntilProbe);
+  set(easy, CURLOPT_TCP_KEEPINTVL, idleUntilProbe / 4);
 
   set(easy, CURLOPT_NOSIGNAL, 1L);
   set(easy, CURLOPT_QUICK_EXIT, 1L);  // don't wait for a name look-up that nobody needs any more
   set(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  set(easy, CURLOPT_PREREQFUNCTION, checkConnection);
+  set(easy, CURLOPT_PREREQDATA, this);
+  set(easy, CURLOPT_XFERINFOFUNCTION, watchProxy);
+  set(easy, CURLOPT_XFERINFODATA, this);
+  set(easy, CURLOPT_NOPROGRESS, 0L);
   set(easy, CURLOPT_ERRORBUFFER, message_.data());
   set(easy, CURLOPT_WRITEFUNCTION, receive);
   set(easy, CURLOPT_WRITEDATA, this);
-  set(easy, CURLOPT_HEADERFUNCTION, receiveHeader);
+  set(easy, CURLOPT_HEADERFUNCTION, receiveLine);
   set(easy, CURLOPT_HEADERDATA, this);
   // libcurl 7.88 gets stuck over TLS on a request that doesn't fit into its buffer twice.
-  if (url_.size() > 32'768) set(easy, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
+  if (url.size() > 32'768) set(easy, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
 }
 
-std::optional<std::chrono::steady_clock::time_point> Transfer::lastHeard() {
+bool Transfer::isConnected() const noexcept {
   curl_off_t connected = 0;
   curl_easy_getinfo(easy(), CURLINFO_PRETRANSFER_TIME_T, &connected);
-  if (!lastHeard_ && connected > 0) lastHeard_ = std::chrono::steady_clock::now();
-  return lastHeard_;
+  return connected > 0;
 }
 
-bool Transfer::isLookingUp() const {
+bool Transfer::isLookingUp() const noexcept {
   curl_off_t found = 0;
   curl_easy_getinfo(easy(), CURLINFO_NAMELOOKUP_TIME_T, &found);
   return found == 0;
 }
 
-std::size_t Transfer::receiveHeader(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
+std::optional<Transfer::Time> Transfer::deadline() noexcept {
+  if (!wasConnected_ && !isConnected()) return std::nullopt;
+  if (!std::exchange(wasConnected_, true)) lastProgress_ = std::chrono::steady_clock::now();
+  return lastProgress_ + (redirect_ ? redirectPatience : task_.request->timeoutInterval);
+}
+
+/// Called when there is a connection, right before the request is sent on it.
+int Transfer::checkConnection(void* self, char*, char*, int, int) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
-  const std::string_view line(bytes, one * count);
-  transfer.lastHeard_ = std::chrono::steady_clock::now();
-  if (line.starts_with("HTTP/")) transfer.headHasEnded_ = false;
-  if (line == "\r\n" || line == "\n") transfer.headHasEnded_ = true;
-  return line.size();
+  long newConnections = 0;
+  curl_socket_t socket = CURL_SOCKET_BAD;
+  curl_easy_getinfo(transfer.easy(), CURLINFO_NUM_CONNECTS, &newConnections);
+  curl_easy_getinfo(transfer.easy(), CURLINFO_ACTIVESOCKET, &socket);
+  if (socket == CURL_SOCKET_BAD) return CURL_PREREQFUNC_OK;
+  if (newConnections == 0) {
+    // Nothing has been asked for yet: whatever there is to read belongs to no answer, or the server has
+    // closed.
+    pollfd readable{.fd = socket, .events = POLLIN, .revents = 0};
+    transfer.isStale_ = ::poll(&readable, 1, 0) != 0;
+    if (transfer.isStale_) return CURL_PREREQFUNC_ABORT;
+  }
+  ::setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unansweredLimit, sizeof unansweredLimit);
+  return CURL_PREREQFUNC_OK;
+}
+
+/// Called for each piece that libcurl reads, and once a turn in any event.
+int Transfer::watchProxy(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  if (transfer.wasConnected_ || ++transfer.proxyBytes_ < proxyBytesLimit) return 0;
+  transfer.failure_ = urlError(url_error::cannotConnectToHost, "The proxy's answer has no end");
+  return 1;
+}
+
+std::size_t Transfer::receiveLine(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
+  auto& transfer = *static_cast<Transfer*>(self);
+  if (transfer.failure_) return 0;
+  try {
+    transfer.failure_ = transfer.readLine({bytes, one * count});
+  } catch (const std::bad_alloc&) {
+    transfer.failure_ = outOfMemory();
+  }
+  return transfer.failure_ ? 0 : one * count;
+}
+
+/// Takes a line of a head, with its end, or of the trailers.
+std::optional<Error> Transfer::readLine(std::string_view line) {
+  headSize_ += line.size();
+  if (headSize_ > headSizeLimit)
+    return urlError(url_error::dataLengthExceedsMaximum, "The head of the answer is too large");
+  if (statusCode_ != 0 || !isConnected())
+    return std::nullopt;  // a trailer, or what a proxy says of its tunnel
+  if (line.starts_with("HTTP/")) {
+    head_ = {};
+  } else if (line == "\r\n" || line == "\n") {
+    return endHead();
+  } else if (const std::size_t colon = line.find(':'); colon != std::string_view::npos) {
+    const std::string name = lowercasedASCII(line.substr(0, colon));
+    const std::string_view value = trimmed(line.substr(colon + 1));
+    if (name == "content-encoding") {
+      head_.isDecodable = head_.isDecodable && head_.encodings.add(value);
+    } else if (name == "transfer-encoding") {
+      const std::string coding = lowercasedASCII(value);
+      head_.isDecodable =
+          head_.isDecodable && (coding == "chunked" || coding == "identity" || coding.empty());
+    } else if (name == "location" && !head_.location) {
+      head_.location = value;
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Error> Transfer::endHead() {
+  long statusCode = 0;
+  curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &statusCode);
+  if (statusCode < 200 && statusCode != 101) return std::nullopt;  // another head follows
+  statusCode_ = static_cast<int>(statusCode);
+  head_.isOver = true;
+  lastProgress_ = std::chrono::steady_clock::now();
+  if (isRedirect(statusCode_) && !head_.location.value_or("").empty()) {
+    redirect_ = task_.url.resolved(*head_.location);
+    return std::nullopt;
+  }
+  curl_off_t announced = 0;
+  curl_easy_getinfo(easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
+  if (announced > static_cast<curl_off_t>(task_.sizeLimit()))
+    return urlError(url_error::dataLengthExceedsMaximum);
+  if (!head_.isDecodable)
+    return urlError(url_error::cannotDecodeContentData, "The answer's encodings are not known, or too many");
+  decoding_.emplace(head_.encodings.encoding());
+  return std::nullopt;
 }
 
 std::size_t Transfer::receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   const std::size_t size = one * count;
-  if (transfer.isAbandoned_) return CURL_WRITEFUNC_ERROR;
-  transfer.lastHeard_ = std::chrono::steady_clock::now();
+  if (transfer.failure_) return CURL_WRITEFUNC_ERROR;
+  if (transfer.pending_.size() >= pendingLimit) {
+    transfer.isPaused_ = true;
+    return CURL_WRITEFUNC_PAUSE;
+  }
+  transfer.received_ += size;
+  if (transfer.redirect_) return transfer.received_ > redirectSizeLimit ? CURL_WRITEFUNC_ERROR : size;
   try {
-    transfer.size_ += size;
-    transfer.failure_ = transfer.size_ > transfer.sizeLimit_
-                            ? std::optional(urlError(url_error::dataLengthExceedsMaximum))
-                            : transfer.write_({bytes, size});
+    if (transfer.received_ > transfer.task_.sizeLimit()) {
+      transfer.failure_ = urlError(url_error::dataLengthExceedsMaximum);
+    } else {
+      transfer.pending_.append(bytes, size);
+    }
   } catch (const std::bad_alloc&) {
-    transfer.failure_ = posixError(ENOMEM);
+    transfer.failure_ = outOfMemory();
   }
   return transfer.failure_ ? CURL_WRITEFUNC_ERROR : size;
 }
 
-Transfer::Outcome Transfer::outcome(CURLcode result) {
+void Transfer::abandon() noexcept { failure_ = urlError(url_error::cancelled); }
+
+bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
+  proxyBytes_ = 0;  // a turn is over
+  if (!decoding_ || (pending_.empty() && !decoding_->hasOutputLeft())) return false;
+  const Time begin = std::chrono::steady_clock::now();
+  Time now = begin;
+  try {
+    std::string_view left = pending_;
+    while (!failure_ && (!left.empty() || decoding_->hasOutputLeft()) && now - begin < longest) {
+      const auto step = decoding_->step(left);
+      left.remove_prefix(step.consumed);
+      decoded_ += step.output.size();
+      if (!step.output.empty()) lastProgress_ = now;
+      failure_ = step.error;
+      if (decoded_ > task_.sizeLimit()) failure_ = urlError(url_error::dataLengthExceedsMaximum);
+      if (!failure_ && !step.output.empty()) failure_ = task_.append(step.output);
+      now = std::chrono::steady_clock::now();
+    }
+    pending_.erase(0, pending_.size() - left.size());
+  } catch (const std::bad_alloc&) {
+    failure_ = outOfMemory();
+  }
+  if (isPaused_ && pending_.size() < pendingLimit && !failure_) {
+    isPaused_ = false;
+    curl_easy_pause(easy(), CURLPAUSE_CONT);
+  }
+  return !failure_ && (!pending_.empty() || decoding_->hasOutputLeft());
+}
+
+std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
   Outcome outcome;
-  if (failure_) {
+  outcome.statusCode = statusCode_;
+  if (redirect_) {
+    // Decided by the head; what becomes of the rest doesn't matter.
+    if (!result_ && std::chrono::steady_clock::now() < *deadline()) return std::nullopt;
+    outcome.redirect = std::exchange(redirect_, std::nullopt);
+  } else if (failure_) {
     outcome.error = failure_;
-  } else if (result != CURLE_OK) {
-    outcome.error = transportError(result, easy(), message_.data());
-  } else if (!headHasEnded_) {  // which to libcurl is an answer without a body
+  } else if (!result_) {
+    return std::nullopt;
+  } else if (isStale_) {
+    outcome.needsFreshConnection = true;
+  } else if (*result_ != CURLE_OK) {
+    outcome.error = failure(*result_);
+  } else if (!head_.isOver) {  // which to libcurl is an answer without a body
     outcome.error = urlError(url_error::networkConnectionLost);
-  } else {
-    long statusCode = 0;
-    curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &statusCode);
-    outcome.statusCode = static_cast<int>(statusCode);
-    outcome.redirect = redirectTarget(outcome.statusCode);
+  } else if (!pending_.empty() || decoding_->hasOutputLeft()) {
+    return std::nullopt;
+  } else if (!decoding_->mayEnd()) {
+    outcome.error = urlError(url_error::networkConnectionLost, "The encoded answer ends too early");
   }
   return outcome;
 }
 
-std::optional<std::string> Transfer::redirectTarget(int statusCode) const {
-  curl_header* location = nullptr;
-  if (!isRedirect(statusCode) ||
-      curl_easy_header(easy(), "Location", 0, CURLH_HEADER, -1, &location) != CURLHE_OK ||
-      *location->value == '\0') {
-    return std::nullopt;
-  }
-  ParsedURL parsed;
-  std::optional<std::string> target;
-  if (parsed.set(url_.c_str(), CURLU_PATH_AS_IS) &&
-      parsed.set(location->value, CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE | CURLU_ALLOW_SPACE)) {
-    target = parsed.get(CURLUPART_URL);
-  }
-  if (std::string_view(location->value).find(":///") != std::string_view::npos) target.reset();
-  return target ? encoded(*target) : location->value;  // what can't be followed is for the session to refuse
+Error Transfer::failure(CURLcode result) const {
+  if (result == CURLE_OUT_OF_MEMORY && isConnected() && !head_.isOver && hasMemory())
+    return urlError(url_error::dataLengthExceedsMaximum, "A line in the head of the answer is too long");
+  return transportError(result, easy(), message_.data());
 }
 
 }  // namespace caprion

@@ -1,16 +1,16 @@
 #pragma once
 
-#include "network/url_request.hpp"
+#include "network/content_decoding.hpp"
+#include "network/session_task.hpp"
+#include "network/transport_settings.hpp"
 
 #include <caprion/error.hpp>
-#include <caprion/url.hpp>
 
 #include <curl/curl.h>
 
 #include <array>
 #include <chrono>
 #include <cstddef>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -18,65 +18,87 @@
 
 namespace caprion {
 
-/// Where this process finds its proxies and its certificate authorities, as the environment tells. An empty
-/// text means none, or the system's own authorities.
-struct TransportSettings {
-  std::string httpProxy;
-  std::string httpsProxy;
-  std::string noProxy;
-  std::string certificateFile;
-  std::string certificateFolder;
-
-  static TransportSettings fromEnvironment();
-};
-
-/// The scheme that the text begins with, in lower case; empty when it has none.
-std::string lowercasedScheme(std::string_view url);
-
-/// The host of an http or https URL, in lower case; absent when it isn't one with a host.
-std::optional<std::string> hostOf(const std::string& url);
-
 /// One HTTP exchange with one URL on a libcurl easy handle: set up here, driven by the session's multi
-/// handle.
+/// handle. libcurl only brings bytes. What they mean, the encoding and the redirects included, is worked out
+/// here, in steps that are short whatever a server sends.
 class Transfer {
  public:
-  /// Takes the next bytes of the body; an error ends the transfer.
-  using Write = std::function<std::optional<Error>(std::string_view)>;
+  using Time = std::chrono::steady_clock::time_point;
 
-  /// What came of a transfer: a redirect to follow, an error, or neither, which is a response.
+  /// What came of a transfer: another try on a fresh connection, a redirect to follow, an error, or neither,
+  /// which is a response.
   struct Outcome {
-    int statusCode = 0;
-    std::optional<std::string> redirect;  // the URL to go on with
+    bool needsFreshConnection = false;
+    std::optional<std::string> redirect;  // where to, as WebURL::resolved() gives it
     std::optional<Error> error;
+    int statusCode = 0;
   };
 
-  /// Sets up a GET of `request` at `url` whose body may have `sizeLimit` bytes. Throws std::bad_alloc.
-  Transfer(const URLRequest& request, std::string url, const TransportSettings& settings,
-           std::size_t sizeLimit, Write write);
-
+  /// Sets up the task's exchange. Throws std::bad_alloc.
+  Transfer(SessionTask& task, const TransportSettings& settings);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
   CURL* easy() const { return easy_.get(); }
 
-  /// When the server was last heard of; absent until the connection is made, for which libcurl has a time-out
-  /// of its own.
-  std::optional<std::chrono::steady_clock::time_point> lastHeard();
+  /// Notes that libcurl has ended the transfer.
+  void finish(CURLcode result) { result_ = result; }
+
+  /// To be called after each turn of libcurl's. Decodes what has come in and hands it to the task, for as
+  /// long as there is time, and lets libcurl bring more. Returns whether there is more to decode.
+  bool decode(std::chrono::nanoseconds longest) noexcept;
+
+  /// What came of the transfer; absent until it is over and everything is decoded, or the rest doesn't
+  /// matter.
+  std::optional<Outcome> outcome() noexcept;
+
+  /// When the transfer is to be given up, or followed if it is a redirect; absent before there is a
+  /// connection, for which libcurl has a time-out of its own.
+  std::optional<Time> deadline() noexcept;
 
   /// Whether ending the transfer now would leave a thread behind that looks a name up.
-  bool isLookingUp() const;
+  bool isLookingUp() const noexcept;
 
-  /// Takes nothing more of the answer.
-  void abandon() { isAbandoned_ = true; }
+  /// Takes nothing more of the answer, and leaves the task alone from now on.
+  void abandon() noexcept;
 
-  /// To be called once, when libcurl has ended the transfer with `result`.
-  Outcome outcome(CURLcode result);
+  /// When something last got on: the connection, the head, the body.
+  Time lastProgress() const noexcept { return lastProgress_; }
 
  private:
+  static std::size_t receiveLine(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
   static std::size_t receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
-  static std::size_t receiveHeader(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
+  static int checkConnection(void* self, char*, char*, int, int) noexcept;
+  static int watchProxy(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
 
-  std::optional<std::string> redirectTarget(int statusCode) const;
+  std::optional<Error> readLine(std::string_view line);
+  std::optional<Error> endHead();
+  bool isConnected() const noexcept;
+  Error failure(CURLcode result) const;
+
+  struct Head {
+    bool isOver = false;
+    ContentEncodings encodings;
+    bool isDecodable = true;
+    std::optional<std::string> location;
+  };
+
+  SessionTask& task_;
+  std::size_t headSize_ = 0;  // of all heads and of the trailers
+  Head head_;                 // the latest
+  int statusCode_ = 0;        // of the answer, once its head is over
+  std::optional<std::string> redirect_;
+  std::size_t received_ = 0;
+  std::size_t decoded_ = 0;
+  std::string pending_;  // received and not yet decoded
+  bool isPaused_ = false;
+  bool isStale_ = false;
+  long proxyBytes_ = 0;  // in this turn
+  std::optional<ContentDecoding> decoding_;
+  bool wasConnected_ = false;
+  Time lastProgress_ = std::chrono::steady_clock::now();
+  std::optional<CURLcode> result_;
+  std::optional<Error> failure_;  // why this ended the transfer itself
 
   struct FreeEasy {
     void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
@@ -84,15 +106,6 @@ class Transfer {
   struct FreeList {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
-
-  std::string url_;
-  std::size_t sizeLimit_;
-  std::size_t size_ = 0;
-  Write write_;
-  std::optional<std::chrono::steady_clock::time_point> lastHeard_;
-  bool headHasEnded_ = false;  // of the latest answer
-  bool isAbandoned_ = false;
-  std::optional<Error> failure_;  // why receive() ended the transfer
   std::array<char, CURL_ERROR_SIZE> message_{};
   std::unique_ptr<curl_slist, FreeList> headers_;
   std::unique_ptr<CURL, FreeEasy> easy_;

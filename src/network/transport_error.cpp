@@ -2,7 +2,8 @@
 
 #include "platform/error.hpp"
 
-#include <cerrno>
+#include <new>
+#include <string>
 #include <utility>
 
 namespace caprion {
@@ -33,6 +34,8 @@ const char* description(int code) {
       return "The server's answer is not HTTP";
     case url_error::dataLengthExceedsMaximum:
       return "The server's answer is too large";
+    case url_error::cannotWriteToFile:
+      return "The server's answer could not be stored";
     case url_error::secureConnectionFailed:
       return "A secure connection to the server could not be made";
     case url_error::serverCertificateHasBadDate:
@@ -106,6 +109,8 @@ int urlErrorCode(CURLcode result, CURL* easy) {
       return url_error::cannotParseResponse;
     case CURLE_FILESIZE_EXCEEDED:
       return url_error::dataLengthExceedsMaximum;
+    case CURLE_WRITE_ERROR:
+      return url_error::cannotWriteToFile;
     case CURLE_PEER_FAILED_VERIFICATION:
       return certificateCode(easy);
     case CURLE_SSL_CONNECT_ERROR:
@@ -123,14 +128,18 @@ int urlErrorCode(CURLcode result, CURL* easy) {
 
 }  // namespace
 
-Error urlError(int code, std::string message) {
-  Error::UserInfo userInfo{{std::string(NSLocalizedDescriptionKey), description(code)}};
-  if (!message.empty()) userInfo.emplace(TransportMessageKey, std::move(message));
-  return Error(std::string(NSURLErrorDomain), code, std::move(userInfo));
+Error urlError(int code, std::string_view message) noexcept {
+  try {
+    Error::UserInfo userInfo{{std::string(NSLocalizedDescriptionKey), description(code)}};
+    if (!message.empty()) userInfo.emplace(TransportMessageKey, std::string(message));
+    return Error(std::string(NSURLErrorDomain), code, std::move(userInfo));
+  } catch (const std::bad_alloc&) {
+    return outOfMemory();
+  }
 }
 
-Error transportError(CURLcode result, CURL* easy, const char* message) {
-  if (result == CURLE_OUT_OF_MEMORY) return posixError(ENOMEM);
+Error transportError(CURLcode result, CURL* easy, const char* message) noexcept {
+  if (result == CURLE_OUT_OF_MEMORY) return outOfMemory();
   return urlError(urlErrorCode(result, easy), *message != '\0' ? message : curl_easy_strerror(result));
 }
 

@@ -4,7 +4,7 @@
 
 #include <curl/curl.h>
 
-#include <string>
+#include <string_view>
 
 namespace caprion {
 
@@ -22,6 +22,7 @@ inline constexpr int httpTooManyRedirects = -1007;
 inline constexpr int cannotDecodeContentData = -1016;
 inline constexpr int cannotParseResponse = -1017;
 inline constexpr int dataLengthExceedsMaximum = -1103;
+inline constexpr int cannotWriteToFile = -3003;
 inline constexpr int secureConnectionFailed = -1200;
 inline constexpr int serverCertificateHasBadDate = -1201;
 inline constexpr int serverCertificateUntrusted = -1202;
@@ -30,9 +31,10 @@ inline constexpr int serverCertificateNotYetValid = -1204;
 }  // namespace url_error
 
 /// The error of this code, with its description; `message` is the transport's own account, if it has one.
-Error urlError(int code, std::string message = {});
+/// That the memory has run out, when there is none for the error.
+Error urlError(int code, std::string_view message = {}) noexcept;
 
 /// The error of a transfer that libcurl ended with `result`. `message` is the content of its error buffer.
-Error transportError(CURLcode result, CURL* easy, const char* message);
+Error transportError(CURLcode result, CURL* easy, const char* message) noexcept;
 
 }  // namespace caprion

@@ -3,6 +3,7 @@
 #include "network/url_request.hpp"
 
 #include <caprion/error.hpp>
+#include <caprion/result.hpp>
 #include <caprion/url.hpp>
 
 #include <functional>
@@ -27,6 +28,11 @@ class URLSessionTask {
 
   /// Ends the exchange, if it has not ended yet, with the error -999 of NSURLErrorDomain. Returns at once.
   virtual void cancel() noexcept = 0;
+
+  /// Keeps the completion from running until the release, which must come soon: a thread waits for it. A call
+  /// that starts a task for a host holds its completion until the call is over.
+  virtual void holdCompletion() noexcept = 0;
+  virtual void releaseCompletion() noexcept = 0;
 };
 
 /// The latest of several tasks. Any thread may call its members.
@@ -42,7 +48,7 @@ class LatestTask {
   void cancel() noexcept;
 
  private:
-  std::shared_ptr<URLSessionTask> task_;
+  std::shared_ptr<URLSessionTask> task_;  // under a mutex that all of these share
 };
 
 /// The process's HTTP client. One thread at a time drives all exchanges; there are at most six at a time with
@@ -50,7 +56,7 @@ class LatestTask {
 ///
 /// A completion runs exactly once per task that is resumed or cancelled, on a background thread and never
 /// inside resume() or cancel(). It gets the response and the body, or an error. (Only when the system refuses
-/// its very first threads, the completion has to run on the caller's.)
+/// its very first threads, or the memory for them, the completion has to run on the caller's.)
 class URLSession {
  public:
   using DataCompletion =
@@ -60,16 +66,18 @@ class URLSession {
       std::function<void(std::optional<URL>, std::optional<HTTPURLResponse>, std::optional<Error>)>;
 
   /// The one session, made on first use, which is when it reads the proxies and the certificate authorities
-  /// from the environment. Starts no thread before the first task does. Never destroyed.
+  /// from the environment. Starts no thread before the first task does. Never destroyed. Throws
+  /// std::bad_alloc.
   static URLSession& shared();
 
   /// A task whose body goes to a new file in the folder, which is gone after the completion unless that has
-  /// moved it away. Past 256 MiB it ends with an error.
+  /// moved it away. Past 256 MiB it ends with an error. Throws std::bad_alloc.
   std::shared_ptr<URLSessionTask> downloadTask(URLRequest request, std::string folder,
                                                DownloadCompletion completion);
 
-  /// A task whose body is kept in memory; past 64 MiB it ends with an error.
-  std::shared_ptr<URLSessionTask> dataTask(URLRequest request, DataCompletion completion);
+  /// A task whose body is kept in memory. Without a request it ends with that error; past 64 MiB it ends with
+  /// an error. Throws std::bad_alloc.
+  std::shared_ptr<URLSessionTask> dataTask(Result<URLRequest> request, DataCompletion completion);
 
  private:
   URLSession();

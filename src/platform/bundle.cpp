@@ -1,40 +1,30 @@
-#include <caprion/bundle.hpp>
+#include "platform/mutex.hpp"
+#include "platform/never_destroyed.hpp"
 
-#include <mutex>
-#include <utility>
+#include <caprion/bundle.hpp>
 
 namespace caprion {
 
 namespace {
 
-/// The host's dictionary; never destroyed, as downloads may be under way when the process exits.
-struct MainBundle {
-  std::mutex mutex;
-  std::optional<Bundle::InfoDictionary> infoDictionary;
-
-  static MainBundle& shared() {
-    static auto* const bundle = new MainBundle;
-    return *bundle;
-  }
-};
+constinit Mutex mutex(MutexLevel::leaf);
+constinit NeverDestroyed<std::optional<Bundle::InfoDictionary>> mainDictionary CAPRION_GUARDED_BY(mutex);
 
 }  // namespace
 
 Bundle& Bundle::main() noexcept {
-  static Bundle bundle;
+  static constinit Bundle bundle;
   return bundle;
 }
 
 std::optional<Bundle::InfoDictionary> Bundle::infoDictionary() const {
-  MainBundle& bundle = MainBundle::shared();
-  const std::lock_guard lock(bundle.mutex);
-  return bundle.infoDictionary;
+  const Lock lock(mutex);
+  return mainDictionary.value;
 }
 
 void Bundle::setInfoDictionary(std::optional<InfoDictionary> dictionary) {
-  MainBundle& bundle = MainBundle::shared();
-  const std::lock_guard lock(bundle.mutex);
-  bundle.infoDictionary = std::move(dictionary);
+  const Lock lock(mutex);
+  mainDictionary.value.swap(dictionary);
 }
 
 }  // namespace caprion

@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstddef>
 
 namespace caprion {
 
@@ -18,5 +20,28 @@ inline int pastStandardDescriptors(int descriptor) {
   errno = error;
   return moved;
 }
+
+/// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of
+/// them in a host that has closed them.
+class StandardDescriptorsTaken {
+ public:
+  StandardDescriptorsTaken() {
+    int descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    while (descriptor >= 0 && descriptor <= STDERR_FILENO) {
+      taken_[count_++] = descriptor;
+      descriptor = ::open("/dev/null", O_RDWR | O_CLOEXEC);
+    }
+    if (descriptor >= 0) ::close(descriptor);
+  }
+  ~StandardDescriptorsTaken() {
+    while (count_ > 0) ::close(taken_[--count_]);
+  }
+  StandardDescriptorsTaken(const StandardDescriptorsTaken&) = delete;
+  StandardDescriptorsTaken& operator=(const StandardDescriptorsTaken&) = delete;
+
+ private:
+  std::array<int, 3> taken_{};
+  std::size_t count_ = 0;
+};
 
 }  // namespace caprion

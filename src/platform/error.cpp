@@ -1,5 +1,7 @@
 #include "platform/error.hpp"
 
+#include <cerrno>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -58,9 +60,29 @@ Error libraryError(std::string_view message) {
   return Error("", 0, {{std::string(NSLocalizedDescriptionKey), std::string(message)}});
 }
 
-Error posixError(int number) {
+namespace {
+
+Error madePosixError(int number) {
   return Error(std::string(NSPOSIXErrorDomain), number,
                {{std::string(NSLocalizedDescriptionKey), std::generic_category().message(number)}});
+}
+
+}  // namespace
+
+Error outOfMemory() noexcept {
+  static const auto* const error = new Error(madePosixError(ENOMEM));
+  return *error;
+}
+
+/// Makes it when the library is loaded, by which time there is memory.
+[[gnu::constructor]] static void makeOutOfMemory() { outOfMemory(); }
+
+Error posixError(int number) noexcept {
+  try {
+    return madePosixError(number);
+  } catch (const std::bad_alloc&) {
+    return outOfMemory();
+  }
 }
 
 Error fileError(int number, const std::string& path, std::string_view reason) {

@@ -25,12 +25,4 @@ std::optional<std::thread> startThread(const char* name, std::function<void()> b
   return thread;
 }
 
-void runInBackground(const std::function<void()>& work) noexcept {
-  if (auto thread = startThread("caprion", work)) {
-    thread->detach();
-  } else {
-    work();
-  }
-}
-
 }  // namespace caprion

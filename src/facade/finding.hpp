@@ -1,0 +1,17 @@
+#pragma once
+
+#include "client/search.hpp"
+
+#include <caprion/caprion_helper.hpp>
+
+#include <string_view>
+
+namespace caprion {
+
+/// What CaprionHelper::findSubtitles does, for a call that keeps the search to its very end.
+StartedSearch startFindingSubtitles(const URL& videoFile, std::string_view language,
+                                    CaprionHelper::SearchCompletion completion) noexcept;
+StartedSearch startFindingSubtitles(std::string_view matching, std::string_view language,
+                                    CaprionHelper::SearchCompletion completion) noexcept;
+
+}  // namespace caprion

@@ -1,0 +1,60 @@
+#include "network/session_task.hpp"
+
+#include "platform/error.hpp"
+
+#include <new>
+#include <thread>
+#include <utility>
+
+namespace caprion {
+
+void SessionTask::resume() noexcept { session_.submit(*this, TaskIntake::Command::resume); }
+void SessionTask::cancel() noexcept { session_.submit(*this, TaskIntake::Command::cancel); }
+
+void SessionTask::run() noexcept {
+  // The call that started this task is at its end, as a rule long ago. That is polled for: a thread that is
+  // woken up for it would often be faster than the call's last instructions.
+  constexpr int turns = 100;
+  for (int i = 0; holds_ > 0; ++i) {
+    i < turns ? std::this_thread::yield() : std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
+  runAtOnce();
+}
+
+void SessionTask::runAtOnce() noexcept {
+  const auto kept = std::exchange(self, nullptr);
+  complete();
+}
+
+std::optional<Error> DataTask::append(std::string_view bytes) {
+  body_ += bytes;
+  return std::nullopt;
+}
+
+void DataTask::complete() {
+  const auto completion = std::exchange(completion_, nullptr);
+  std::optional<std::string> body;
+  if (!error) body = std::exchange(body_, {});
+  completion(std::move(body), response, error);
+}
+
+std::optional<Error> DownloadTask::append(std::string_view bytes) {
+  if (!file_) file_.emplace(folder_);
+  return file_->write(bytes);
+}
+
+void DownloadTask::complete() {
+  const auto completion = std::exchange(completion_, nullptr);
+  std::optional<URL> location;
+  try {
+    if (!error) error = append({});  // a body without a byte is a file all the same
+    if (!error) location = URL::fileURLWithPath(file_->path());
+  } catch (const std::bad_alloc&) {
+    error = outOfMemory();
+  }
+  if (error) clear();
+  completion(std::move(location), response, error);
+  clear();
+}
+
+}  // namespace caprion

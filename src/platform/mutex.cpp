@@ -1,0 +1,88 @@
+#include "platform/mutex.hpp"
+
+#include <pthread.h>
+
+#include <thread>
+
+namespace caprion {
+
+namespace {
+
+constexpr std::chrono::seconds forkPatience{1};
+constexpr std::chrono::microseconds pause{100};
+
+std::atomic<Mutex*> firstMutex = nullptr;
+std::atomic<int> waitingForks = 0;
+std::mutex oneFork;  // at a time
+
+}  // namespace
+
+const bool Mutex::isForkWatched =
+    ::pthread_atfork(&Mutex::lockAll, &Mutex::unlockAll, &Mutex::unlockAll) == 0;
+
+void Mutex::lock() noexcept {
+  if (!isAdded_.load(std::memory_order_relaxed)) addToForks();
+  mutex_.lock();
+}
+
+void Mutex::unlock() noexcept { mutex_.unlock(); }
+
+bool Mutex::lockWithin(std::chrono::milliseconds longest) noexcept {
+  if (!isAdded_.load(std::memory_order_relaxed)) addToForks();
+  const auto end = std::chrono::steady_clock::now() + longest;
+  while (!mutex_.try_lock()) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(pause);
+  }
+  return true;
+}
+
+void Mutex::giveWayToFork() noexcept {
+  while (waitingForks.load() > 0) std::this_thread::sleep_for(pause);
+}
+
+void Mutex::addToForks() noexcept {
+  if (isAdded_.exchange(true)) return;
+  next_ = firstMutex.load();
+  while (!firstMutex.compare_exchange_weak(next_, this)) continue;
+}
+
+void Mutex::lockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
+  ++waitingForks;
+  oneFork.lock();
+  const auto end = std::chrono::steady_clock::now() + forkPatience;
+  for (const MutexLevel level :
+       {MutexLevel::driving, MutexLevel::intake, MutexLevel::threads, MutexLevel::leaf}) {
+    for (Mutex* mutex = firstMutex; mutex != nullptr; mutex = mutex->next_) {
+      if (mutex->level_ != level) continue;
+      const auto left = end - std::chrono::steady_clock::now();
+      const bool isHeld = mutex->lockWithin(std::chrono::duration_cast<std::chrono::milliseconds>(left));
+      if (isHeld) mutex->isHeldByFork_ = true;
+    }
+  }
+}
+
+void Mutex::unlockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
+  for (Mutex* mutex = firstMutex; mutex != nullptr; mutex = mutex->next_) {
+    if (!mutex->isHeldByFork_) continue;
+    mutex->isHeldByFork_ = false;
+    mutex->unlock();
+  }
+  oneFork.unlock();
+  --waitingForks;
+}
+
+bool Condition::waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point end) {
+  std::unique_lock lock(mutex.mutex_, std::adopt_lock);
+  const bool isInTime = condition_.wait_until(lock, end) == std::cv_status::no_timeout;
+  lock.release();
+  return isInTime;
+}
+
+void Condition::wait(Mutex& mutex) {
+  std::unique_lock lock(mutex.mutex_, std::adopt_lock);
+  condition_.wait(lock);
+  lock.release();
+}
+
+}  // namespace caprion

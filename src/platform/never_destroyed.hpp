@@ -1,0 +1,15 @@
+#pragma once
+
+namespace caprion {
+
+/// A value that needs no initialization at run time, and is there for the threads that outlive the static
+/// objects of a process that exits.
+template <typename T>
+union NeverDestroyed {
+  constexpr NeverDestroyed() noexcept : value() {}
+  ~NeverDestroyed() {}
+
+  T value;
+};
+
+}  // namespace caprion
