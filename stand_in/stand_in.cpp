@@ -185,8 +185,15 @@ struct StandIn::Impl {
           if (fault != nullptr) break;
           connection.startTLS(authority.contextFor(request.host));
           tunnel = Origin{request.host, request.port};
-        } else if (!sendAnswer(connection, answerTo(request), *incoming)) {
-          break;
+        } else {
+          const Answer answer = answerTo(request);
+          if (!sendAnswer(connection, answer, *incoming)) break;
+          connection.write(answer.stray);
+          {
+            const std::lock_guard lock(mutex);
+            ++answers;
+          }
+          arrived.notify_all();
         }
       }
       connection.close();
@@ -212,10 +219,11 @@ struct StandIn::Impl {
     }
   }
 
-  std::mutex mutex;  // of the handler and the requests
+  std::mutex mutex;  // of the handler, the requests and the answers
   std::condition_variable arrived;
   Handler handler;
   std::vector<Request> requests;
+  std::size_t answers = 0;
   std::atomic<std::size_t> connections = 0;
 
   const Catalogue catalogue;
@@ -250,6 +258,16 @@ std::vector<Request> StandIn::requests() const {
 bool StandIn::waitForRequests(std::size_t count, std::chrono::milliseconds limit) const {
   std::unique_lock lock(impl_->mutex);
   return impl_->arrived.wait_for(lock, limit, [&] { return impl_->requests.size() >= count; });
+}
+
+std::size_t StandIn::answers() const {
+  const std::lock_guard lock(impl_->mutex);
+  return impl_->answers;
+}
+
+bool StandIn::waitForAnswers(std::size_t count, std::chrono::milliseconds limit) const {
+  std::unique_lock lock(impl_->mutex);
+  return impl_->arrived.wait_for(lock, limit, [&] { return impl_->answers >= count; });
 }
 
 std::size_t StandIn::connections() const { return impl_->connections; }

@@ -52,6 +52,7 @@ struct Answer {
   Fault fault = Fault::none;
   std::chrono::milliseconds interval{100};  ///< of `drip`
   std::chrono::milliseconds delay{0};       ///< to wait before answering at all
+  std::string stray{};  ///< sent behind the whole answer, on a connection that can carry another request
 };
 
 /// A local stand-in of the subtitle service: an HTTP proxy on a loopback port that the kernel picks. Whatever
@@ -93,6 +94,10 @@ class StandIn {
 
   /// Waits until there have been at least `count` requests; false when they don't come in time.
   bool waitForRequests(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
+
+  /// How many answers have gone out whole, and the wait for so many.
+  std::size_t answers() const;
+  bool waitForAnswers(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
 
   /// Connections accepted so far.
   std::size_t connections() const;

@@ -19,6 +19,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <cstddef>
 #include <cstdio>
@@ -212,6 +213,17 @@ void become(const std::string& host) {
   } else if (host == "forked") {
     search();
     searchInFlight(10);
+    std::atomic<bool> isOver = false;
+    std::thread renaming([&] {
+      while (!isOver) caprion::Bundle::main().setInfoDictionary(std::nullopt);
+    });
+    for (int i = 0; i < 20; ++i) {
+      const pid_t child = ::fork();
+      if (child == 0) ::_exit(caprion::Bundle::main().infoDictionary() ? 1 : 0);
+      ::waitpid(child, nullptr, 0);
+    }
+    isOver = true;
+    renaming.join();
     if (const pid_t child = ::fork(); child > 0) {
       int status = 0;
       ::waitpid(child, &status, 0);

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <latch>
 #include <semaphore>
 
@@ -33,16 +35,6 @@ Completion get(const std::string& url, std::chrono::milliseconds timeout = std::
 }
 
 }  // namespace
-
-TEST(URLSession, GivesTheResponseAndTheBody) {
-  service().setHandler(always({.status = 404, .body = "x"}));
-  for (const char* url : {"https://a.test/", "HTTPS://A.test/", "http://a.test/"}) {
-    const auto got = get(url);
-    EXPECT_FALSE(got.error) << url << got.error->localizedDescription();
-    EXPECT_EQ(got.body, "x") << url;
-    EXPECT_EQ(got.response->statusCode, 404) << url;
-  }
-}
 
 TEST(URLSession, TimesOutOnSilenceAlone) {
   // Takes longer than the time-out as a whole.
@@ -73,6 +65,58 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
   task->cancel();
   task->resume();
   EXPECT_EQ(wait(promise.get_future()).error->code(), -999);
+}
+
+TEST(URLSession, WaitsNoLongerThanTheTimeOutBehindRequestsThatHang) {
+  service().setHandler(always({.fault = Fault::hang}));
+  const auto hanging = [](std::chrono::milliseconds timeout, std::promise<int>& code) {
+    return URLSession::shared().dataTask(
+        URLRequest{*URL::fromString("http://hang.test/"), timeout},
+        [&](auto, auto, auto error) { code.set_value(static_cast<int>(error->code())); });
+  };
+  const std::size_t before = service().requests().size();
+  std::array<std::promise<int>, 6> codes;
+  std::vector<std::shared_ptr<URLSessionTask>> tasks;
+  for (auto& code : codes) {
+    tasks.push_back(hanging(std::chrono::minutes(1), code));
+    tasks.back()->resume();
+  }
+  ASSERT_TRUE(service().waitForRequests(before + codes.size()));
+  std::promise<int> code;
+  hanging(std::chrono::milliseconds(100), code)->resume();
+  EXPECT_EQ(wait(code.get_future()), -1001);
+  for (const auto& task : tasks) task->cancel();
+  for (auto& each : codes) EXPECT_EQ(wait(each.get_future()), -999);
+}
+
+TEST(URLSession, ACompletionWaitsForTheCallThatStartedItsTask) {
+  service().setHandler(always({.body = "x"}));
+  for (const bool isCancelled : {false, true}) {
+    std::promise<void> promise;
+    std::atomic<bool> hasRun = false;
+    const auto task = URLSession::shared().dataTask(
+        URLRequest{*URL::fromString("http://held.test/"), std::chrono::minutes(1)}, [&](auto...) {
+          hasRun = true;
+          promise.set_value();
+        });
+    task->holdCompletion();
+    isCancelled ? task->cancel() : task->resume();
+    for (int i = 0; i < 3; ++i) (void)get("http://held.test/");  // each of which ends later
+    EXPECT_FALSE(hasRun);
+    task->releaseCompletion();
+    wait(promise.get_future());
+  }
+}
+
+TEST(URLSession, BytesBehindAnAnswerBelongToNoOther) {
+  service().setHandler(always({.body = "x", .stray = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nstray"}));
+  for (const char* url : {"http://stray.test/", "https://stray.test/"}) {
+    for (int i = 0; i < 3; ++i) {
+      const std::size_t before = service().answers();
+      EXPECT_EQ(get(url).body, "x") << url;
+      ASSERT_TRUE(service().waitForAnswers(before + 1));
+    }
+  }
 }
 
 TEST(SessionThreads, LeaveAllSignalsToTheHostButFaultsOfTheirOwn) {

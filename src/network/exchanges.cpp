@@ -148,7 +148,7 @@ void Exchanges::start(SessionTask& task) {
   auto& running = task.host->running;
   const auto before = running.size();
   try {
-    running.emplace_back(task, settings_);
+    running.emplace_back(task, settings_, sockets_);
     CURL* const easy = running.back().transfer.easy();
     if (curl_easy_setopt(easy, CURLOPT_PRIVATE, &running.back()) != CURLE_OK ||
         curl_multi_add_handle(multi_, easy) != CURLM_OK) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "network/connection_sockets.hpp"
 #include "network/session_task.hpp"
 #include "network/session_threads.hpp"
 #include "network/transfer.hpp"
@@ -24,7 +25,8 @@ struct Exchange {
   SessionTask* task;
   Transfer transfer;
 
-  Exchange(SessionTask& whose, const TransportSettings& settings) : task(&whose), transfer(whose, settings) {}
+  Exchange(SessionTask& whose, const TransportSettings& settings, ConnectionSockets& sockets)
+      : task(&whose), transfer(whose, settings, sockets) {}
 };
 
 /// The tasks of one host: at most six at a time, and the others wait for their turn.
@@ -74,6 +76,7 @@ class Exchanges final : public SessionWork {
   TaskIntake& intake_;
   SessionThreads& threads_;
   const TransportSettings settings_ = TransportSettings::fromEnvironment();
+  ConnectionSockets sockets_;
   CURLM* multi_ = nullptr;
   std::atomic<bool> isClosed_ = false;
 

@@ -1,14 +1,8 @@
 #include "network/transfer.hpp"
 
 #include "network/transport_error.hpp"
-#include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 #include "platform/text.hpp"
-
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
-#include <sys/socket.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -28,9 +22,6 @@ constexpr std::size_t pendingLimit = std::size_t{128} << 10;
 /// How much of a redirect's body is read, and how long, so that the connection can be kept.
 constexpr std::size_t redirectSizeLimit = std::size_t{16} << 10;
 constexpr auto redirectPatience = 500ms;
-/// How long sent bytes may go without an answer by the server's machine, such as on a connection that a
-/// router has forgotten.
-constexpr unsigned unansweredLimit = 15'000;  // ms
 /// How long an unused connection is kept, and when it is probed meanwhile.
 constexpr long idleLimit = 60;       // s
 constexpr long idleUntilProbe = 20;  // s
@@ -42,13 +33,6 @@ template <typename Value>
 void set(CURL* easy, CURLoption option, Value value) {
   // The options used here are all known to this libcurl, so what is left to fail is a copy of a text.
   if (curl_easy_setopt(easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
-}
-
-/// Opens a socket that a program started by the host doesn't inherit, and never as descriptor 0, 1 or 2: a
-/// host that has closed those would have its own output sent to the server.
-curl_socket_t openSocket(void*, curlsocktype, curl_sockaddr* address) {
-  return pastStandardDescriptors(
-      ::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol));
 }
 
 bool isRedirect(int statusCode) {
@@ -66,8 +50,8 @@ bool hasMemory() {
 
 }  // namespace
 
-Transfer::Transfer(SessionTask& task, const TransportSettings& settings)
-    : task_(task), easy_(curl_easy_init()) {
+Transfer::Transfer(SessionTask& task, const TransportSettings& settings, ConnectionSockets& sockets)
+    : task_(task), sockets_(sockets), easy_(curl_easy_init()) {
   CURL* easy = easy_.get();
   if (easy == nullptr) throw std::bad_alloc();
   const auto addField = [&](const std::string& field) {
@@ -109,7 +93,7 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings)
 
   set(easy, CURLOPT_NOSIGNAL, 1L);
   set(easy, CURLOPT_QUICK_EXIT, 1L);  // don't wait for a name look-up that nobody needs any more
-  set(easy, CURLOPT_OPENSOCKETFUNCTION, openSocket);
+  sockets.serve(easy);
   set(easy, CURLOPT_PREREQFUNCTION, checkConnection);
   set(easy, CURLOPT_PREREQDATA, this);
   set(easy, CURLOPT_XFERINFOFUNCTION, watchProxy);
@@ -143,22 +127,14 @@ std::optional<Transfer::Time> Transfer::deadline() noexcept {
 }
 
 /// Called when there is a connection, right before the request is sent on it.
-int Transfer::checkConnection(void* self, char*, char*, int, int) noexcept {
+int Transfer::checkConnection(void* self, char*, char*, int, int localPort) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   long newConnections = 0;
-  curl_socket_t socket = CURL_SOCKET_BAD;
   curl_easy_getinfo(transfer.easy(), CURLINFO_NUM_CONNECTS, &newConnections);
-  curl_easy_getinfo(transfer.easy(), CURLINFO_ACTIVESOCKET, &socket);
-  if (socket == CURL_SOCKET_BAD) return CURL_PREREQFUNC_OK;
-  if (newConnections == 0) {
-    // Nothing has been asked for yet: whatever there is to read belongs to no answer, or the server has
-    // closed.
-    pollfd readable{.fd = socket, .events = POLLIN, .revents = 0};
-    transfer.isStale_ = ::poll(&readable, 1, 0) != 0;
-    if (transfer.isStale_) return CURL_PREREQFUNC_ABORT;
-  }
-  ::setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unansweredLimit, sizeof unansweredLimit);
-  return CURL_PREREQFUNC_OK;
+  // What there is to read on a kept connection came behind an earlier answer, and would be taken for this
+  // one.
+  transfer.isStale_ = !transfer.sockets_.isReady(localPort) && newConnections == 0;
+  return transfer.isStale_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 /// Called for each piece that libcurl reads, and once a turn in any event.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "network/connection_sockets.hpp"
 #include "network/content_decoding.hpp"
 #include "network/session_task.hpp"
 #include "network/transport_settings.hpp"
@@ -35,7 +36,7 @@ class Transfer {
   };
 
   /// Sets up the task's exchange. Throws std::bad_alloc.
-  Transfer(SessionTask& task, const TransportSettings& settings);
+  Transfer(SessionTask& task, const TransportSettings& settings, ConnectionSockets& sockets);
   Transfer(const Transfer&) = delete;
   Transfer& operator=(const Transfer&) = delete;
 
@@ -84,6 +85,7 @@ class Transfer {
   };
 
   SessionTask& task_;
+  const ConnectionSockets& sockets_;
   std::size_t headSize_ = 0;  // of all heads and of the trailers
   Head head_;                 // the latest
   int statusCode_ = 0;        // of the answer, once its head is over
