@@ -57,7 +57,7 @@ class Video {
     key_ = titleKey(name_.title);
     for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
     std::ranges::sort(words_);
-    words_.erase(std::ranges::unique(words_).begin(), words_.end());
+    words_.erase(std::unique(words_.begin(), words_.end()), words_.end());
   }
 
   /// The hit's place among those that suit; absent if it doesn't.

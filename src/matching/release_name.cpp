@@ -71,10 +71,9 @@ struct Marker {
   std::size_t words = 1;
 };
 
-/// "s01e02e03", "s01", "e02", "ep02", "1x02".
-std::optional<Marker> markerIn(std::string_view word) {
+/// "s01e02e03", "s01", "e02", "ep02", "1x02". Without an "s" an episode has so many digits at least.
+std::optional<Marker> markerIn(std::string_view word, std::size_t fewest = 2) {
   Marker marker;
-  std::size_t fewest = 2;  // digits of an episode
   if (isDigit(word.front())) {
     marker.season = takeNumber(word, 1, 2);
     if (!marker.season || !word.starts_with('x')) return std::nullopt;
@@ -137,7 +136,7 @@ class Reader {
     if (words_.empty() || !hasInGapBefore(0, '[')) return 0;
     std::size_t i = 1;
     while (i < words_.size() && !hasInGapBefore(i, ']')) ++i;
-    const bool isAllThereIs = i >= words_.size() || yearOf(word(i)) || isResolution(word(i));
+    const bool isAllThereIs = i >= words_.size() || yearOf(word(i)) || isOfRelease(i);
     return isAllThereIs ? 0 : i;
   }
 
@@ -166,7 +165,7 @@ class Reader {
   void readEpisodeBehindSeason(Marker& marker, std::size_t i) const {
     const std::size_t next = i + marker.words;
     if (next >= words_.size()) return;
-    const auto further = markerIn(word(next));
+    const auto further = markerIn(word(next), 1);
     const auto number = hasInGapBefore(next, '-') ? numberOf(word(next), 2, 3) : std::nullopt;
     const bool isSpelledOut = word(next) == "episode" || word(next) == "ep";
     const auto spelledOut = isSpelledOut ? numberOf(word(next + 1), 1, 4) : std::nullopt;
@@ -199,8 +198,7 @@ class Reader {
 
   void readOtherMarkerAt(std::size_t i) {
     const bool isInTitle = titleEnd_ == words_.size();
-    const std::string pair = std::string(word(i)).append(word(i + 1));
-    if (isResolution(word(i)) || isReleaseWord(word(i)) || isReleaseWord(pair)) {
+    if (isOfRelease(i)) {
       titleEnd_ = std::min(titleEnd_, i);
     } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
       if (!isInTitle && (name_.year || name_.season)) return;
@@ -208,6 +206,12 @@ class Reader {
       yearAt_ = i;
       isYearCertain_ = hasInGapBefore(i, '(') || hasInGapBefore(i, '[');
     }
+  }
+
+  /// "720p", "x264", and in two words "WEB-DL", "Blu-ray".
+  bool isOfRelease(std::size_t i) const {
+    const std::string pair = std::string(word(i)).append(word(i + 1));
+    return isResolution(word(i)) || isReleaseWord(word(i)) || isReleaseWord(pair);
   }
 
   /// "2017.05.12", as a daily show has it.
