@@ -201,10 +201,12 @@ TEST(ReleaseName, TitleEndsAtTheFirstMarker) {
   const std::pair<std::string, ReleaseName> cases[] = {
       {"Show.Name.S01E02.720p.HDTV.mkv", {"Show Name", none, 1, {2}}},
       {"Show_Name.720p.s1e2.2012.mkv", {"Show Name", none, 1, {2}}},
-      {"Show.S01E02-E03.mkv", {"Show", none, 1, {2, 3}}},
+      {"Show.S01E02-E04.mkv", {"Show", none, 1, {2, 3, 4}}},
       {"Show - 1x02-03 - Part.mkv", {"Show", none, 1, {2, 3}}},
       {"Show.S01E02.S01E03.S02E04.mkv", {"Show", none, 1, {2, 3}}},
       {"Show S2 - 05 [1080p].mkv", {"Show", none, 2, {5}}},
+      {"Show.S01E01-999.mkv", {"Show", none, 1, {1, 999}}},
+      {"Show.Season.1.S01E02.mkv", {"Show", none, 1, {2}}},
       {"Show S1 E2.mkv", {"Show", none, 1, {2}}},
       {"Show Season 1 Episode 22.mkv", {"Show", none, 1, {22}}},
       {"Show.E05.mkv", {"Show", none, 1, {5}}},
