@@ -56,6 +56,10 @@ typedef struct caprion_subtitle_list caprion_subtitle_list;
 typedef struct caprion_error caprion_error;
 /// What the name of a video file tells about its content. Never changes.
 typedef struct caprion_components caprion_components;
+/// Of some hits those that suit a video, the best first. Never changes.
+typedef struct caprion_ranking caprion_ranking;
+/// A language that the service has subtitles in. Lives as long as the process; there is nothing to free.
+typedef struct caprion_language caprion_language;
 
 /// Receives the hits of a search, or an error; both are borrowed until it returns.
 typedef void (*caprion_search_completion)(const caprion_subtitle_list* subtitles, const caprion_error* error,
@@ -301,6 +305,63 @@ CAPRION_EXPORT const char* caprion_components_resolution(const caprion_component
 /// A text to search the service by: the title with season and episode where both are known, else with the
 /// year, else alone. Borrowed from the components.
 CAPRION_EXPORT const char* caprion_components_search_string(const caprion_components* components);
+
+// ---- Ranking ----
+
+/// How a hit was found to belong to a video, the strongest evidence first.
+typedef enum caprion_evidence {
+  CAPRION_EVIDENCE_CONTENT = 0,  ///< the service knows the video by its movie hash
+  CAPRION_EVIDENCE_RELEASE = 1,  ///< the service knows the release by its name
+  CAPRION_EVIDENCE_TITLE = 2     ///< title and episode, or title and year, are those of the video's name
+} caprion_evidence;
+
+/// Ranks hits for the video file at a path by what its name says. Those that contradict the name are left
+/// out: another season, episode, kind or year, and in hits of a search by text another title. Better evidence
+/// comes first, then more words that the names of both files share, then the order of `hits`. Asks nobody and
+/// reads no file. `hits` may be freed afterwards. The caller's, to free.
+CAPRION_EXPORT caprion_ranking* caprion_ranking_new(const caprion_subtitle_list* hits, const char* path);
+
+/// Frees a ranking, and the records that nobody else holds.
+CAPRION_EXPORT void caprion_ranking_free(caprion_ranking* ranking);
+
+/// How many of the hits suit the video.
+CAPRION_EXPORT size_t caprion_ranking_count(const caprion_ranking* ranking);
+
+/// The record at an index from 0, borrowed from the ranking; NULL from the count on.
+CAPRION_EXPORT const caprion_subtitle* caprion_ranking_subtitle_at(const caprion_ranking* ranking,
+                                                                   size_t index);
+
+/// What the record at an index was found by; CAPRION_EVIDENCE_CONTENT from the count on.
+CAPRION_EXPORT caprion_evidence caprion_ranking_evidence_at(const caprion_ranking* ranking, size_t index);
+
+/// Why the record at an index stands there, in words for people, such as "found by content"; NULL from the
+/// count on. Borrowed from the ranking.
+CAPRION_EXPORT const char* caprion_ranking_reason_at(const caprion_ranking* ranking, size_t index);
+
+// ---- Languages ----
+
+/// The language that a code means, or NULL: the service's identifier, ISO 639-1, ISO 639-2/B or /T, or a tag
+/// such as "pt-BR", in any letter case and with "_" as well as "-".
+CAPRION_EXPORT const caprion_language* caprion_language_from(const char* code);
+
+/// How many languages there are.
+CAPRION_EXPORT size_t caprion_language_count(void);
+
+/// The language at an index from 0, in the order of the identifiers; NULL from the count on.
+CAPRION_EXPORT const caprion_language* caprion_language_at(size_t index);
+
+// Its texts, which live as long as the process. A code that a language hasn't is the empty text.
+
+/// The service's own, which a search takes: "eng", "pob".
+CAPRION_EXPORT const char* caprion_language_identifier(const caprion_language* language);
+/// ISO 639-1: "en".
+CAPRION_EXPORT const char* caprion_language_iso6391(const caprion_language* language);
+/// ISO 639-2/T: "eng", "deu".
+CAPRION_EXPORT const char* caprion_language_iso6392(const caprion_language* language);
+/// BCP 47, with a region where the service means one: "pt-BR". What players read in a file's name.
+CAPRION_EXPORT const char* caprion_language_tag(const caprion_language* language);
+/// In English: "Portuguese (Brazil)".
+CAPRION_EXPORT const char* caprion_language_name(const caprion_language* language);
 
 // ---- The host ----
 

@@ -1,4 +1,5 @@
 #include "facade/finding.hpp"
+#include "facade/handles.hpp"
 #include "platform/error.hpp"
 #include "records/subtitle_coding.hpp"
 
@@ -22,6 +23,7 @@
 using caprion::Caprion;
 using caprion::CaprionHelper;
 using caprion::Error;
+using caprion::orNull;
 using caprion::posixError;
 using caprion::Result;
 using caprion::StartedSearch;
@@ -32,15 +34,6 @@ using caprion::URL;
 
 // A facade object holds nothing, so all of them stand for the one of C++.
 struct caprion_helper {};
-
-struct caprion_subtitle {
-  std::shared_ptr<const Subtitle> record;
-};
-
-// Handles rather than records, so that one can be lent.
-struct caprion_subtitle_list {
-  std::vector<caprion_subtitle> subtitles;
-};
 
 struct caprion_error {
   Error error;
@@ -71,16 +64,6 @@ static_assert(int(caprion::MovieKind::movie) == CAPRION_MOVIE_KIND_MOVIE);
 static_assert(int(caprion::MovieKind::episode) == CAPRION_MOVIE_KIND_EPISODE);
 
 caprion_helper sharedHelper;
-
-/// What `make` returns; null when the memory runs out.
-template <class Make>
-auto orNull(Make make) -> decltype(make()) {
-  try {
-    return make();
-  } catch (const std::bad_alloc&) {
-    return nullptr;
-  }
-}
 
 template <class Handle>
 Handle* copyOf(const Handle* handle) {

@@ -1,0 +1,167 @@
+#include "matching/release_name.hpp"
+#include "matching/words.hpp"
+#include "platform/error.hpp"
+
+#include <caprion/ranking.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <new>
+#include <optional>
+#include <string_view>
+#include <tuple>
+#include <utility>
+
+namespace caprion {
+
+namespace {
+
+Evidence evidenceOf(const Subtitle& hit) {
+  if (hit.matchedBy() == "moviehash") return Evidence::content;
+  if (hit.matchedBy() == "tag") return Evidence::release;
+  return Evidence::title;
+}
+
+/// A number of the service's, which writes "0" and "" for those that it doesn't know.
+std::optional<int> numberIn(std::string_view text) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [parsed, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && parsed == end && number >= 0 ? std::optional(number) : std::nullopt;
+}
+
+/// The title of a movie, or of the series that an episode belongs to: `"Show" Episode`.
+std::string_view titleOf(const Subtitle& hit) {
+  std::string_view title = hit.movieName();
+  if (hit.movieKind() == MovieKind::movie || !title.starts_with('"')) return title;
+  title.remove_prefix(1);
+  return title.substr(0, title.find('"'));
+}
+
+/// The year of a title; 0 where the service doesn't know it.
+int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
+
+/// A hit that suits, and what decides between equal evidence: more words, then the service's order.
+struct Place {
+  RankedSubtitle ranked;
+  std::size_t wordsInCommon;
+  std::size_t position = 0;
+
+  bool operator<(const Place& other) const {
+    return std::tuple(ranked.evidence, other.wordsInCommon, position) <
+           std::tuple(other.ranked.evidence, wordsInCommon, other.position);
+  }
+};
+
+/// The video that hits are compared with.
+class Video {
+ public:
+  explicit Video(const URL& url) {
+    const std::string stem = stemOf(url);
+    name_ = releaseNameOf(stem);
+    key_ = titleKey(name_.title);
+    for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
+    std::ranges::sort(words_);
+    words_.erase(std::unique(words_.begin(), words_.end()), words_.end());
+  }
+
+  /// The hit's place among those that suit; absent if it doesn't.
+  std::optional<Place> placeOf(const std::shared_ptr<const Subtitle>& hit) const {
+    const Evidence evidence = evidenceOf(*hit);
+    const std::string title = comparable(titleOf(*hit));
+    const auto year = yearBeside(title);
+    const bool isMovie = hit->movieKind() == MovieKind::movie;
+    if (!(isMovie ? allowsMovie(*hit, year) : allowsEpisode(*hit, year, evidence))) return std::nullopt;
+    if (evidence == Evidence::title && !isAlike(title)) return std::nullopt;
+
+    const std::size_t common = wordsInCommon(*hit);
+    std::string reason = evidence == Evidence::content   ? "found by content"
+                         : evidence == Evidence::release ? "same release"
+                         : !isMovie                      ? "same title and episode"
+                         : year && yearOf(*hit) != 0     ? "same title and year"
+                                                         : "same title";
+    if (common > 0)
+      reason += ", " + std::to_string(common) + (common == 1 ? " word" : " words") + " in common";
+    return Place{{hit, evidence, std::move(reason)}, common};
+  }
+
+ private:
+  /// The name's year, unless it is a word of the hit's title that the name's lacks ("Wonder Woman 1984", of
+  /// 2020).
+  std::optional<int> yearBeside(std::string_view title) const {
+    if (!name_.year) return std::nullopt;
+    const auto isIn = [year = std::to_string(*name_.year)](std::string_view text) {
+      return std::ranges::count(wordsOf(text), year, &Word::folded) > 0;
+    };
+    return isIn(title) && !isIn(name_.title) ? std::nullopt : name_.year;
+  }
+
+  bool allowsMovie(const Subtitle& hit, std::optional<int> year) const {
+    if (name_.season) return false;
+    return !year || yearOf(hit) == 0 || std::abs(yearOf(hit) - *year) <= 1;
+  }
+
+  bool allowsEpisode(const Subtitle& hit, std::optional<int> year, Evidence evidence) const {
+    const auto season = numberIn(hit.seriesSeason());
+    const auto episode = numberIn(hit.seriesEpisode());
+    // A hit that was found by its title has nothing but its numbers to tell which episode it is.
+    const bool mayBeUnknown = evidence != Evidence::title;
+    const auto isUnknown = [&](auto number) { return mayBeUnknown && number.value_or(0) == 0; };
+    if (name_.season && !isUnknown(season) && season != name_.season) return false;
+    if (name_.episodes.empty()) return evidence == Evidence::content && !year;
+    // No episode is older than the year that tells its series from another of the same title.
+    if (year && yearOf(hit) != 0 && yearOf(hit) < *year - 1) return false;
+    return isUnknown(episode) ||
+           (episode && std::ranges::find(name_.episodes, *episode) != name_.episodes.end());
+  }
+
+  /// How many words of the video's stem the name of the subtitle file has as well.
+  std::size_t wordsInCommon(const Subtitle& hit) const {
+    std::vector<bool> isCommon(words_.size());
+    const std::string_view file = hit.subFileName();
+    for (const Word& word : wordsOf(comparable(file.substr(0, file.rfind('.'))))) {
+      const auto found = std::ranges::lower_bound(words_, word.folded);
+      if (found != words_.end() && *found == word.folded)
+        isCommon[std::size_t(found - words_.begin())] = true;
+    }
+    return std::size_t(std::ranges::count(isCommon, true));
+  }
+
+  bool isAlike(std::string_view title) const {
+    const std::string key = titleKey(title);
+    if (key.empty()) return false;
+    // What reads as the year in the name may be the title's last word.
+    return key == key_ || (name_.year && key == key_ + std::to_string(*name_.year));
+  }
+
+  ReleaseName name_;
+  std::string key_;
+  std::vector<std::string> words_;
+};
+
+}  // namespace
+
+Result<std::vector<RankedSubtitle>> rankedSubtitles(const std::vector<std::shared_ptr<const Subtitle>>& hits,
+                                                    const URL& video) noexcept {
+  try {
+    const Video compared(video);
+    std::vector<Place> places;
+    for (const auto& hit : hits) {
+      auto place = hit == nullptr ? std::nullopt : compared.placeOf(hit);
+      if (!place) continue;
+      place->position = places.size();
+      places.push_back(std::move(*place));
+    }
+    std::sort(places.begin(), places.end());
+    std::vector<RankedSubtitle> ranked;
+    ranked.reserve(places.size());
+    for (Place& place : places) ranked.push_back(std::move(place.ranked));
+    return ranked;
+  } catch (const std::bad_alloc&) {
+    return posixError(ENOMEM);
+  }
+}
+
+}  // namespace caprion

@@ -1,0 +1,201 @@
+#include "matching/release_name.hpp"
+
+#include "matching/markers.hpp"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace caprion {
+
+namespace {
+
+/// Reads a name word by word.
+class Reader {
+ public:
+  explicit Reader(const std::string& stem) : stem_(stem), words_(wordsOf(stem)) {}
+
+  ReleaseName read() {
+    first_ = firstWord();
+    titleEnd_ = words_.size();
+    for (std::size_t i = first_; i < words_.size();) {
+      if (const auto marker = markerAt(i)) {
+        keep(*marker, i);
+        i += marker->words;
+      } else {
+        if (i > first_) readOtherMarkerAt(i);
+        ++i;
+      }
+    }
+    if (name_.year) titleEnd_ = std::min(titleEnd_, yearAt_);
+    name_.title = title();
+    return std::move(name_);
+  }
+
+ private:
+  std::string_view word(std::size_t i) const {
+    return i < words_.size() ? std::string_view(words_[i].folded) : std::string_view();
+  }
+
+  /// What stands in front of a word and behind the word before.
+  std::string_view gapBefore(std::size_t i) const {
+    const std::size_t begin = i == 0 ? 0 : words_[i - 1].end;
+    const std::size_t end = i < words_.size() ? words_[i].begin : stem_.size();
+    return std::string_view(stem_).substr(begin, end - begin);
+  }
+
+  bool hasInGapBefore(std::size_t i, char c) const { return gapBefore(i).find(c) != std::string_view::npos; }
+
+  /// The word that the title begins with: the first one, or the one behind a group in brackets. "[REC]
+  /// (2007)" has no other title than the one in brackets.
+  std::size_t firstWord() const {
+    if (words_.empty() || !hasInGapBefore(0, '[')) return 0;
+    std::size_t i = 1;
+    while (i < words_.size() && !hasInGapBefore(i, ']')) ++i;
+    const bool isAllThereIs = i >= words_.size() || yearOf(word(i)) || isOfRelease(i);
+    return isAllThereIs ? 0 : i;
+  }
+
+  /// The episode that word `i` and those behind it tell of.
+  std::optional<Marker> markerAt(std::size_t i) const {
+    std::optional<Marker> marker = markerIn(word(i));
+    if (!marker) return spelledOutMarkerAt(i);
+    if (marker->episodes.empty()) readEpisodeBehindSeason(*marker, i);
+    // A season of one digit is taken for none ("S4") unless an episode follows.
+    if (marker->episodes.empty()) return word(i).size() > 2 ? marker : std::nullopt;
+    for (;; ++marker->words) {
+      const std::size_t next = i + marker->words;
+      if (next >= words_.size()) return marker;
+      const bool isRange = gapBefore(next) == "-";
+      const auto number = isRange ? numberOf(word(next), 2, 3) : std::nullopt;
+      const auto further = markerIn(word(next));
+      if (number) {
+        addEpisode(*marker, *number, isRange);
+      } else if (further && hasSeasonOf(*marker, *further)) {
+        for (const int episode : further->episodes) addEpisode(*marker, episode, isRange);
+      } else {
+        return marker;
+      }
+    }
+  }
+
+  static bool hasSeasonOf(const Marker& marker, const Marker& further) {
+    return !further.episodes.empty() && (!further.season || further.season == marker.season);
+  }
+
+  /// Adds an episode, and to the end of a range ("E02-E04") those between as well.
+  static void addEpisode(Marker& marker, int episode, bool isRange) {
+    constexpr int longestRange = 100;
+    int first = marker.episodes.back() + 1;
+    if (!isRange || first > episode || episode - first > longestRange) first = episode;
+    for (; first <= episode; ++first) marker.episodes.push_back(first);
+  }
+
+  /// "S01 E02", "S01 - 02", "S01 Episode 2".
+  void readEpisodeBehindSeason(Marker& marker, std::size_t i) const {
+    const std::size_t next = i + marker.words;
+    if (next >= words_.size()) return;
+    const auto further = markerIn(word(next), 1);
+    const auto number = hasInGapBefore(next, '-') ? numberOf(word(next), 2, 3) : std::nullopt;
+    const bool isSpelledOut = word(next) == "episode" || word(next) == "ep";
+    const auto spelledOut = isSpelledOut ? numberOf(word(next + 1), 1, 4) : std::nullopt;
+    if (further && hasSeasonOf(marker, *further)) {
+      marker.episodes = further->episodes;
+      marker.words += 1;
+    } else if (number) {
+      marker.episodes = {*number};
+      marker.words += 1;
+    } else if (spelledOut) {
+      marker.episodes = {*spelledOut};
+      marker.words += 2;
+    }
+  }
+
+  /// "Season 1 Episode 2". Without an episode, "Season" and "Episode" are words of titles.
+  std::optional<Marker> spelledOutMarkerAt(std::size_t i) const {
+    if (word(i) != "season") return std::nullopt;
+    Marker marker{.season = numberOf(word(i + 1), 1, 2), .words = 2};
+    if (marker.season) readEpisodeBehindSeason(marker, i);
+    return marker.episodes.empty() ? std::nullopt : std::optional(marker);
+  }
+
+  void keep(const Marker& marker, std::size_t i) {
+    titleEnd_ = std::min(titleEnd_, i);
+    if (!name_.episodes.empty()) return;
+    if (marker.season || !name_.season) name_.season = marker.season.value_or(1);
+    name_.episodes = marker.episodes;
+  }
+
+  void readOtherMarkerAt(std::size_t i) {
+    const bool isInTitle = titleEnd_ == words_.size();
+    if (isOfRelease(i)) {
+      titleEnd_ = std::min(titleEnd_, i);
+    } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
+      if (!isInTitle && (name_.year || name_.season)) return;
+      name_.year = year;
+      yearAt_ = i;
+      isYearCertain_ = hasInGapBefore(i, '(') || hasInGapBefore(i, '[');
+    }
+  }
+
+  /// "720p", "x264", and in two words "WEB-DL", "Blu-ray".
+  bool isOfRelease(std::size_t i) const {
+    const std::string pair = std::string(word(i)).append(word(i + 1));
+    return isResolution(word(i)) || isReleaseWord(word(i)) || isReleaseWord(pair);
+  }
+
+  /// "2017.05.12", as a daily show has it.
+  bool isPartOfDate(std::size_t i) const {
+    return numberOf(word(i + 1), 2, 2).value_or(32) <= 31 && numberOf(word(i + 2), 2, 2).value_or(32) <= 31;
+  }
+
+  std::string title() const {
+    std::string title;
+    if (first_ >= titleEnd_) return title;
+    for (std::size_t at = words_[first_].begin; at < words_[titleEnd_ - 1].end; ++at) {
+      const bool isBlank = std::string_view(" ._[](){}").find(stem_[at]) != std::string_view::npos;
+      if (!isBlank) {
+        title += stem_[at];
+      } else if (!title.ends_with(' ')) {
+        title += ' ';
+      }
+    }
+    return title;
+  }
+
+  const std::string& stem_;
+  const std::vector<Word> words_;
+  std::size_t first_ = 0;
+  std::size_t titleEnd_ = 0;
+  std::size_t yearAt_ = 0;
+  bool isYearCertain_ = false;
+  ReleaseName name_;
+};
+
+}  // namespace
+
+std::string stemOf(const URL& video) {
+  std::string name = comparable(video.lastPathComponent());
+  const std::size_t period = name.rfind('.');
+  if (period == std::string::npos || period == 0) return name;
+  const std::vector<Word> extension = wordsOf(std::string_view(name).substr(period));
+  const std::string_view word =
+      extension.size() == 1 ? std::string_view(extension[0].folded) : std::string_view();
+  const bool isMarker =
+      !word.empty() && (markerIn(word) || yearOf(word) || isResolution(word) || isReleaseWord(word));
+  if (!isMarker) name.resize(period);
+  return name;
+}
+
+ReleaseName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }
+
+ReleaseName ReleaseName::from(const URL& video) noexcept {
+  try {
+    return releaseNameOf(stemOf(video));
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+}
+
+}  // namespace caprion

@@ -1,0 +1,328 @@
+#include "facade/handles.hpp"
+#include "service.hpp"
+
+#include <caprion/language.hpp>
+#include <caprion/ranking.hpp>
+#include <caprion/release_name.hpp>
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <tuple>
+
+namespace caprion::test {
+
+namespace {
+
+using Hits = std::vector<std::shared_ptr<const Subtitle>>;
+
+std::vector<std::string> split(const std::string& line, char separator) {
+  std::vector<std::string> fields;
+  std::istringstream stream(line);
+  for (std::string field; std::getline(stream, field, separator);) fields.push_back(field);
+  return fields;
+}
+
+std::string jsonText(const std::string& text) {
+  std::string json = "\"";
+  for (char c : text) (c == '"' ? json += '\\' : json) += c;
+  return json + '"';
+}
+
+/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE", of an episode if there is a season.
+std::shared_ptr<const Subtitle> hit(const std::string& line) {
+  auto fields = split(line, '|');
+  fields.resize(6);
+  const bool isEpisode = !fields[3].empty();
+  return *Subtitle::decode(
+      record({{"MatchedBy", jsonText(fields[0])},
+              {"MovieName", jsonText(isEpisode ? '"' + fields[1] + "\" Part" : fields[1])},
+              {"MovieYear", jsonText(fields[2])},
+              {"MovieKind", jsonText(isEpisode ? "episode" : "movie")},
+              {"SeriesSeason", jsonText(fields[3])},
+              {"SeriesEpisode", jsonText(fields[4])},
+              {"SubFileName", jsonText(fields[5])}}));
+}
+
+std::vector<RankedSubtitle> ranked(const Hits& hits, const std::string& video) {
+  return *rankedSubtitles(hits, URL::fileURLWithPath("/films/" + video));
+}
+
+TEST(Ranking, SuitableHitsComeBestFirst) {
+  const struct {
+    const char* rule;
+    const char* video;
+    std::vector<const char*> hits;
+    std::vector<std::size_t> expected;
+  } cases[] = {
+      {"another season or episode",
+       "Show.S01E02.mkv",
+       {"moviehash|Show||1|3", "tag|Show||2|2", "x|Show||2|1", "moviehash|Other||1|2"},
+       {3}},
+      {"either of two episodes", "Show.S01E02E03.mkv", {"x|Show||1|3", "x|Show||1|2", "x|Show||1|4"}, {0, 1}},
+      {"numbers that the service doesn't know",
+       "Show.S01E02.mkv",
+       {"moviehash|Show||0|0", "tag|Show||1|0", "x|Show||1|0", "x|Show||0|2"},
+       {0, 1}},
+      {"a special", "Show.S00E02.mkv", {"x|Show||1|2", "x|Show||0|2"}, {1}},
+      {"a movie for a name with an episode", "Show.S01E02.mkv", {"moviehash|Show|", "x|Show|"}, {}},
+      {"a movie for a whole season",
+       "Show.S01.mkv",
+       {"moviehash|Show|", "moviehash|Show||2|1", "x|Show||1|1"},
+       {}},
+      {"an episode for a name without one",
+       "Show - 012.mkv",
+       {"tag|Show||1|12", "x|Show - 012||1|12", "moviehash|Show||1|12"},
+       {2}},
+      {"an episode for a name with a year", "Show.2012.mkv", {"moviehash|Show|2012|1|12"}, {}},
+      {"an episode for a name whose year is its show's",
+       "Space.1999.mkv",
+       {"moviehash|Space: 1999|1975|1|12"},
+       {0}},
+      {"years too far apart",
+       "Dune.2021.mkv",
+       {"moviehash|Dune|1984", "x|Dune|2023", "x|Dune|2022", "x|Dune|2020", "x|Dune|", "x|Dune|0"},
+       {2, 3, 4, 5}},
+      {"a year of the title's",
+       "Wonder Woman 1984.mkv",
+       {"x|Wonder Woman|2017", "x|Wonder Woman 1984|2020", "moviehash|Wonder Woman 1984|2020"},
+       {2, 1}},
+      {"an older series of that title",
+       "Doctor.Who.2005.S01E02.mkv",
+       {"x|Doctor Who|1963|1|2", "x|Doctor Who|2006|1|2"},
+       {1}},
+      {"another title",
+       "Alien.1979.mkv",
+       {"x|Aliens|1979", "x|Alien Nation|1979", "x||1979", "x|The Alien|1979"},
+       {3}},
+      {"another title matters to a text search alone",
+       "Alien.1979.mkv",
+       {"tag|Obcy|1979", "moviehash|Obcy|1979"},
+       {1, 0}},
+      {"a name without title", "S01E02.mkv", {"x|||1|2", "x|!||1|2", "moviehash|Show||1|2"}, {2}},
+      {"a title that is its marker", "$.1971.mkv", {"x|$|1971", "x|!|1971"}, {}},
+      {"the same but for how it is written",
+       "Amelie.and.the.Wolfs.Spider.Man.2001.mkv",
+       {"x|L'Amélie & the Wolf's Spider-Man|2001", "x|AMÉLIE & THE WOLF’S SPIDER-MAN!|2001"},
+       {1}},
+      {"an article in front or behind",
+       "Matrix, The (1999).mkv",
+       {"x|The Matrix|1999", "x|A Matrix|1999", "x|La Matrix|1999"},
+       {0, 1}},
+      {"decomposed letters and other scripts",
+       "\u0415\u0308лки и\u0306 ΣΑΣ Cafe\u0301.2010.mkv",
+       {"x|ёлки й σας café|2010"},
+       {0}},
+      {"evidence before names",
+       "A.2001.1080p.mkv",
+       {"x|A|2001|||A.2001.1080p.srt", "tag|A|2001|||z.srt", "moviehash|A|2001|||y.srt"},
+       {2, 1, 0}},
+      {"names of equal evidence, then the service's order",
+       "A.2001.1080p.BluRay-GRP.mkv",
+       {"tag|A|2001|||A.2001.srt", "tag|A|2001|||a_2001_(1080p).srt", "tag|A|2001|||2001.A.A.A.srt",
+        "tag|A|2001|||grp a 1080p bluray.srt"},
+       {3, 1, 0, 2}},
+  };
+  for (const auto& [rule, video, lines, expected] : cases) {
+    Hits hits{nullptr};
+    for (const char* line : lines) hits.push_back(hit(line));
+    std::vector<std::size_t> order;
+    for (const auto& place : ranked(hits, video))
+      order.push_back(std::size_t(std::ranges::find(hits, place.subtitle) - hits.begin()) - 1);
+    EXPECT_EQ(order, expected) << rule;
+  }
+}
+
+TEST(Ranking, PlacesAreExplained) {
+  const Hits hits{hit("moviehash|A|2001||||"), hit("tag|A|2001|||A.srt"), hit("x|A|2001|||A-x264.srt"),
+                  hit("x|A|")};
+  std::string reasons;
+  for (const auto& place : ranked(hits, "A.2001.x264.mkv"))
+    reasons += std::to_string(int(place.evidence)) + ' ' + place.reason + '\n';
+  EXPECT_EQ(reasons,
+            "0 found by content\n"
+            "1 same release, 1 word in common\n"
+            "2 same title and year, 2 words in common\n"
+            "2 same title\n");
+}
+
+TEST(Ranking, NamesOfTheWorldFindTheirRecordAmongItsLikes) {
+  std::ifstream names(FILE_NAMES);
+  int count = 0, right = 0;
+  for (std::string line; std::getline(names, line);) {
+    if (line.starts_with('#')) continue;
+    auto fields = split(line, '\t');
+    const bool isEpisode = fields.size() == 5;
+    fields.resize(5);
+    const auto& [name, title, year, season, episode] =
+        std::tie(fields[0], fields[1], fields[2], fields[3], fields[4]);
+    const auto like = [&, &n = name](const std::string& by, const std::string& t, int years = 0,
+                                     int seasons = 0, int episodes = 0) {
+      std::string text = by + '|' + t + '|' + std::to_string(std::stoi(year) + years);
+      if (isEpisode)
+        text += '|' + std::to_string(std::stoi(season) + seasons) + '|' +
+                std::to_string(std::stoi(episode) + episodes);
+      return hit(text + (isEpisode ? "|" : "|||") + n.substr(0, n.rfind('.')) + ".srt");
+    };
+    const bool tellsYear = name.find(isEpisode ? "(20" : year) != std::string::npos;
+    const std::size_t lastWord = title.rfind(' ');
+    Hits hits{like("fulltext", title + ": Origins"),
+              like("fulltext", "The Making of " + title),
+              like("fulltext", "New " + title),
+              like("fulltext", title + " 2", 3),
+              like("fulltext", title + " II"),
+              like("fulltext", lastWord == std::string::npos ? title + "s" : title.substr(0, lastWord)),
+              tellsYear ? like("moviehash", title, -40) : like("fulltext", title + " Returns")};
+    if (isEpisode) {
+      hits.push_back(like("moviehash", title, 0, 1));
+      hits.push_back(like("tag", title, 0, 0, 5));
+      hits.push_back(hit("moviehash|" + title + '|' + year));
+    } else {
+      hits.push_back(hit((tellsYear ? "moviehash|" : "fulltext|") + title + '|' + year + "|1|1"));
+      hits.push_back(hit("tag|" + title + '|' + year + "|1|2"));
+    }
+    hits.push_back(hit("fulltext|" + title + '|' + year + '|' + season + '|' + episode + "|x.srt"));
+    const auto places = ranked(hits, name);
+    ++count;
+    if (places.empty()) {
+      RecordProperty(name, "none");
+      continue;
+    }
+    EXPECT_TRUE(places.front().subtitle == hits.back())
+        << name << " got " << places.front().subtitle->detailString();
+    right += places.front().subtitle == hits.back();
+  }
+  EXPECT_GE(count, 150);
+  EXPECT_GE(right, count * 9 / 10) << "of " << count;
+}
+
+TEST(ReleaseName, TitleEndsAtTheFirstMarker) {
+  constexpr auto none = std::nullopt;
+  const std::pair<std::string, ReleaseName> cases[] = {
+      {"Show.Name.S01E02.720p.HDTV.mkv", {"Show Name", none, 1, {2}}},
+      {"Show_Name.720p.s1e2.2012.mkv", {"Show Name", none, 1, {2}}},
+      {"Show.S01E02-E04.mkv", {"Show", none, 1, {2, 3, 4}}},
+      {"Show - 1x02-03 - Part.mkv", {"Show", none, 1, {2, 3}}},
+      {"Show.S01E02.S01E03.S02E04.mkv", {"Show", none, 1, {2, 3}}},
+      {"Show S2 - 05 [1080p].mkv", {"Show", none, 2, {5}}},
+      {"Show.S01E01-999.mkv", {"Show", none, 1, {1, 999}}},
+      {"Show.Season.1.S01E02.mkv", {"Show", none, 1, {2}}},
+      {"Show S1 E2.mkv", {"Show", none, 1, {2}}},
+      {"Show Season 1 Episode 22.mkv", {"Show", none, 1, {22}}},
+      {"Show.E05.mkv", {"Show", none, 1, {5}}},
+      {"Show.S02.1080p.mkv", {"Show", none, 2, {}}},
+      {"[Group] Show - 05 [1080p].mkv", {"Show - 05", none, none, {}}},
+      {"Show.2017.05.12.720p.mkv", {"Show 2017 05 12", none, none, {}}},
+      {"Blade.Runner.2049.2017.1080p.mkv", {"Blade Runner 2049", 2017, none, {}}},
+      {"1917.2019.mkv", {"1917", 2019, none, {}}},
+      {"2012.mkv", {"2012", none, none, {}}},
+      {"[REC] (2007).mkv", {"REC", 2007, none, {}}},
+      {"[REC].Blu-ray.mkv", {"REC", none, none, {}}},
+      {"Movie (2007) Cut of 2012.mkv", {"Movie", 2007, none, {}}},
+      {"Movie.Name.DVDRip.2001.mkv", {"Movie Name", 2001, none, {}}},
+      {"Movie.1920x1080.H.264.mkv", {"Movie", none, none, {}}},
+      {"Show.S01E02", {"Show", none, 1, {2}}},
+      {"Who's Afraid? (1966).mkv", {"Who's Afraid", 1966, none, {}}},
+      {"...", {}},
+      {"\xff\xfe.mkv", {}},
+      {"s99999e1 1x e 2x2 s1e99999 0000.mkv", {"s99999e1 1x e 2x2 s1e99999 0000", none, none, {}}},
+      {std::string(5'000'000, 'x') + " S01E02.mkv", {std::string(1024, 'x'), none, none, {}}},
+  };
+  for (const auto& [name, expected] : cases) {
+    const auto read = ReleaseName::from(URL::fileURLWithPath("/films/" + name));
+    EXPECT_TRUE(read == expected) << name.substr(0, 80) << " reads " << read.title << ", "
+                                  << read.year.value_or(-1) << ", " << read.season.value_or(-1) << ", "
+                                  << testing::PrintToString(read.episodes);
+  }
+}
+
+TEST(Language, IsFoundByEveryUsualForm) {
+  const std::pair<std::string_view, std::string_view> cases[] = {
+      {"eng", "eng"},
+      {"EN", "eng"},
+      {"en-US", "eng"},
+      {"en_gb", "eng"},
+      {"de", "ger"},
+      {"deu", "ger"},
+      {"gre", "ell"},
+      {"el", "ell"},
+      {"srp", "scc"},
+      {"cnr", "mne"},
+      {"pob", "pob"},
+      {"pt-BR", "pob"},
+      {"PT_br", "pob"},
+      {"por-BR", "pob"},
+      {"pt", "por"},
+      {"pt-PT", "por"},
+      {"nb", "nor"},
+      {"nn-NO", "nor"},
+      {"fil", "tgl"},
+      {"zh", "chi"},
+      {"zho", "chi"},
+      {"zh-CN", "chi"},
+      {"zh-Hant", "zht"},
+      {"zh_HK", "zht"},
+      {"zh-TW", "zht"},
+      {"zht", "zht"},
+      {"zh-Hant-HK", "zht"},
+      {"zh-Hans-HK", "chi"},
+      {"zho-Hant", "zht"},
+      {"en-x-anything", "eng"},
+      {"", ""},
+      {"all", ""},
+      {"english", ""},
+      {"e", ""},
+      {"-", ""},
+      {"-en", ""},
+      {"en-", ""},
+      {"en--us", ""},
+      {"en us", ""},
+      {"e\xC5\x84g", ""},
+      {"en-é", ""},
+      {"xx-en", ""},
+  };
+  for (const auto& [code, identifier] : cases) {
+    const auto language = Language::from(code);
+    EXPECT_EQ(language ? language->identifier : "", identifier) << code;
+  }
+  for (const Language& language : Language::all()) {
+    for (const auto code : {language.identifier, language.iso6391, language.iso6392, language.tag})
+      EXPECT_TRUE(code.empty() || Language::from(code) == language) << code;
+  }
+  EXPECT_FALSE(Language::from(std::string(1'000'000, 'e')));
+}
+
+TEST(MatchingCFace, RanksAndKnowsLanguagesAsTheLibraryDoes) {
+  const Hits hits{hit("x|A|2001"), hit("tag|B|2001"), hit("x|C|2001"), hit("moviehash|A|2002")};
+  caprion_subtitle_list list;
+  for (const auto& record : hits) list.subtitles.push_back({record});
+  const auto expected = ranked(hits, "A.2001.mkv");
+  caprion_ranking* const ranking = caprion_ranking_new(&list, "/films/A.2001.mkv");
+  ASSERT_EQ(caprion_ranking_count(ranking), expected.size());
+  for (std::size_t i = 0; i < expected.size(); ++i) {
+    EXPECT_EQ(caprion_ranking_subtitle_at(ranking, i)->record, expected[i].subtitle);
+    EXPECT_EQ(int(caprion_ranking_evidence_at(ranking, i)), int(expected[i].evidence));
+    EXPECT_EQ(caprion_ranking_reason_at(ranking, i), expected[i].reason);
+  }
+  EXPECT_EQ(caprion_ranking_subtitle_at(ranking, expected.size()), nullptr);
+  EXPECT_EQ(caprion_ranking_reason_at(ranking, expected.size()), nullptr);
+  caprion_ranking_free(ranking);
+  EXPECT_EQ(caprion_ranking_new(nullptr, "x"), nullptr);
+  EXPECT_EQ(caprion_ranking_count(nullptr), 0);
+
+  ASSERT_EQ(caprion_language_count(), Language::all().size());
+  for (std::size_t i = 0; i < Language::all().size(); ++i) {
+    const caprion_language* const l = caprion_language_at(i);
+    EXPECT_EQ((Language{caprion_language_identifier(l), caprion_language_iso6391(l),
+                        caprion_language_iso6392(l), caprion_language_tag(l), caprion_language_name(l)}),
+              Language::all()[i]);
+    EXPECT_EQ(caprion_language_from(caprion_language_identifier(l)), l);
+  }
+  EXPECT_EQ(caprion_language_at(caprion_language_count()), nullptr);
+  EXPECT_EQ(caprion_language_from("all"), nullptr);
+  EXPECT_EQ(caprion_language_name(caprion_language_from(nullptr)), nullptr);
+}
+
+}  // namespace
+
+}  // namespace caprion::test
