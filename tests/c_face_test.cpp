@@ -313,6 +313,7 @@ TEST_F(CFace, TakesNullForEveryHandleAndText) {
   caprion_string_free(nullptr), caprion_error_free(error);
 }
 
+#ifdef HOSTS  // the command lines of the examples, where they are built
 TEST_F(CFace, ServesTheExamplesInEveryLanguage) {
   const std::string link = R"("https://dl.opensubtitles.org/en/download/sub/5000101")";
   const std::string name = "Big.Buck.Bunny.2008.1080p.en.eng.srt\n", video = file("Bunny.mkv", 1 << 20);
@@ -345,5 +346,6 @@ TEST_F(CFace, ServesTheExamplesInEveryLanguage) {
     }
   }
 }
+#endif
 
 }  // namespace caprion::test
