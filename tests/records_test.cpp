@@ -14,6 +14,9 @@ static thread_local int allocationsLeft = -1;
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size);
+}
 [[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
 [[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
