@@ -49,6 +49,7 @@ std::string line(caprion_components* parsed) {
     std::int64_t number = -1;
     const bool isThere = get(parsed, &number);
     EXPECT_EQ(isThere, number != -1);
+    EXPECT_EQ(get(parsed, nullptr), isThere);
     line += ", " + std::to_string(number);
   }
   line +=
@@ -260,6 +261,7 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
     EXPECT_FALSE(caprion_file_hash("missing", hash, &bytes));
     EXPECT_EQ(hash, "unchanged"s);
     ASSERT_TRUE(caprion_file_hash(path.c_str(), hash, &bytes));
+    EXPECT_TRUE(caprion_file_hash(path.c_str(), nullptr, nullptr));
     EXPECT_EQ((VideoHash{hash, bytes}), Caprion::hashFor(URL::fileURLWithPath(path))) << size;
   }
 
