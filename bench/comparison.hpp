@@ -27,16 +27,12 @@ struct Case {
   bool isWaiting = false;
 };
 
-/// One line of the table.
-struct Row {
+/// The memory that is taken, in KiB, beside that of a baseline.
+struct Memory {
   std::string name;
-  std::string unit;  ///< "ns" or "KiB"
+  double aim;  ///< how many times the baseline's it may be
   double ours;
   double baseline;
-  double aim;
-  double ratioAtBest = 0;  ///< of the shortest times, where `ours` and `baseline` are medians
-  std::string informationName = {};
-  double information = 0;
 };
 
 /// Ends the run, as a wrong result is worth no time.
@@ -56,9 +52,9 @@ std::vector<Case> nameCases();
 std::vector<Case> networkCases();
 std::vector<Case> processCases();
 
-/// The memory that is taken. To be measured before all else: a process that is started by a large one counts
-/// as no smaller than that, and memory that is still free hides what is taken.
-std::vector<Row> processFigures();
-std::vector<Row> networkFigures();
+/// To be measured before all else: a process that is started by a large one counts as no smaller than that,
+/// and memory that is still free hides what is taken.
+Memory processMemory();
+Memory networkMemory();
 
 }  // namespace caprion::bench

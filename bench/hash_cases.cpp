@@ -20,18 +20,12 @@ constexpr std::size_t blockSize = 65'536;
 
 constexpr std::size_t videoSize = 200 << 10;
 
-/// A file with a block of noise at both ends and nothing in between.
+/// A file of noise.
 std::string makeVideo() {
-  std::string path = std::filesystem::temp_directory_path() / "video.mkv";
-  std::array<std::uint64_t, blockSize / 8> words{};
-  std::mt19937_64 random(1);
-  for (std::uint64_t& word : words) word = random();
+  std::string path = std::filesystem::temp_directory_path() / "video.mkv", content;
+  for (std::mt19937 random(1); content.size() < videoSize;) content += static_cast<char>(random());
   std::ofstream file(path, std::ios::binary);
-  for (const std::size_t begin : {std::size_t{0}, videoSize - blockSize}) {
-    file.seekp(static_cast<std::streamoff>(begin));
-    file.write(reinterpret_cast<const char*>(words.data()), blockSize);
-  }
-  check(file.flush().good(), "can't write " + path);
+  check((file << content).flush().good(), "can't write " + path);
   return path;
 }
 

@@ -50,46 +50,32 @@ void registerCase(const Case& one) {
   }
 }
 
-std::vector<Row> rowsOf(const std::vector<Case>& cases, const Times& times) {
-  std::vector<Row> rows;
-  for (const Case& one : cases) {
-    const std::string ours = one.name + "/ours", baseline = one.name + "/baseline";
-    if (times.median(ours) == 0 || times.median(baseline) == 0) continue;
-    rows.push_back({.name = one.name,
-                    .unit = "ns",
-                    .ours = times.median(ours),
-                    .baseline = times.median(baseline),
-                    .aim = one.aim,
-                    .ratioAtBest = times.best(ours) / times.best(baseline),
-                    .informationName = one.informationName,
-                    .information = times.median(one.name + "/information")});
-  }
-  return rows;
-}
-
-std::string shown(double value, const std::string& unit) {
-  const double step = unit == "ns" ? 1000 : 1024;
-  const std::vector<const char*> units =
-      unit == "ns" ? std::vector{"ns", "us", "ms"} : std::vector{"KiB", "MiB"};
+/// "1.5 ms" for 1,500,000 and the units of time, and the like of KiB.
+std::string shown(double value, double step, std::vector<const char*> units) {
   std::size_t i = 0;
   for (; i + 1 < units.size() && value >= step; ++i) value /= step;
   char text[64];
   std::snprintf(text, sizeof text, "%.4g %s", value, units[i]);
   return text;
 }
+std::string time(double nanoseconds) { return shown(nanoseconds, 1000, {"ns", "us", "ms"}); }
+std::string memory(double kibibytes) { return shown(kibibytes, 1024, {"KiB", "MiB"}); }
 
-void print(const std::vector<Row>& rows) {
-  std::printf("%-38s %10s %10s %6s %8s %8s\n", "case", "ours", "baseline", "ratio", "aim", "at best");
-  for (const Row& row : rows) {
-    const double ratio = row.ours / row.baseline;
-    std::printf("%-38s %10s %10s %6.2f", row.name.c_str(), shown(row.ours, row.unit).c_str(),
-                shown(row.baseline, row.unit).c_str(), ratio);
-    row.aim > 0 ? std::printf(" %7.2f%c", row.aim, ratio <= row.aim ? ' ' : '!') : std::printf(" %8s", "");
-    row.ratioAtBest > 0 ? std::printf(" %8.2f", row.ratioAtBest) : std::printf(" %8s", "");
-    if (row.information > 0)
-      std::printf("  %s: %s", row.informationName.c_str(), shown(row.information, row.unit).c_str());
-    std::printf("\n");
-  }
+void print(const std::string& name, const std::string& ours, const std::string& baseline, double ratio,
+           double aim) {
+  std::printf("%-38s %10s %10s %6.2f", name.c_str(), ours.c_str(), baseline.c_str(), ratio);
+  aim > 0 ? std::printf(" %7.2f%c", aim, ratio <= aim ? ' ' : '!') : std::printf(" %8s", "");
+}
+
+void print(const Case& one, const Times& times) {
+  const std::string names[] = {one.name + "/ours", one.name + "/baseline", one.name + "/information"};
+  const double ours = times.median(names[0]), baseline = times.median(names[1]);
+  if (ours == 0 || baseline == 0) return;
+  print(one.name, time(ours), time(baseline), ours / baseline, one.aim);
+  std::printf(" %8.2f", times.best(names[0]) / times.best(names[1]));
+  if (const double other = times.median(names[2]); other > 0)
+    std::printf("  %s: %s", one.informationName.c_str(), time(other).c_str());
+  std::printf("\n");
 }
 
 int runAll(std::vector<char*> arguments) {
@@ -104,8 +90,7 @@ int runAll(std::vector<char*> arguments) {
   double load = 0;
   ::getloadavg(&load, 1);
   startService();
-  std::vector<Row> figures = processFigures();
-  for (Row& row : networkFigures()) figures.push_back(std::move(row));
+  const Memory memories[] = {processMemory(), networkMemory()};
   std::vector<Case> cases;
   for (const auto& group : {hashCases, decodeCases, nameCases, networkCases, processCases}) {
     for (Case& one : group()) cases.push_back(std::move(one));
@@ -113,10 +98,13 @@ int runAll(std::vector<char*> arguments) {
   for (const Case& one : cases) registerCase(one);
   Times times;
   benchmark::RunSpecifiedBenchmarks(&times);
-  std::vector<Row> rows = rowsOf(cases, times);
-  rows.insert(rows.end(), figures.begin(), figures.end());
 
-  print(rows);
+  std::printf("%-38s %10s %10s %6s %8s %8s\n", "case", "ours", "baseline", "ratio", "aim", "at best");
+  for (const Case& one : cases) print(one, times);
+  for (const auto& [name, aim, ours, baseline] : memories) {
+    print(name, memory(ours), memory(baseline), ours / baseline, aim);
+    std::printf("\n");
+  }
   std::printf("Load of the machine before: %.2f\n", load);
   return 0;
 }

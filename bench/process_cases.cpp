@@ -59,13 +59,13 @@ double run(std::vector<std::string> words) {
   return static_cast<double>(usage.ru_maxrss);
 }
 
-std::vector<Row> processFigures() {
+Memory processMemory() {
   rusage self{};
   ::getrusage(RUSAGE_SELF, &self);
-  const double atLeast = static_cast<double>(self.ru_maxrss);
-  const Row row{"first search of a process: memory", "KiB", memoryOf(ours), memoryOf(baseline), 1.5};
-  check(row.ours > atLeast && row.baseline > atLeast, "memory, which this process is too large to measure");
-  return {row};
+  const Memory memory{"first search of a process: memory", 1.5, memoryOf(ours), memoryOf(baseline)};
+  check(std::min(memory.ours, memory.baseline) > static_cast<double>(self.ru_maxrss),
+        "memory, which this process is too large to measure");
+  return memory;
 }
 
 std::vector<Case> processCases() {
