@@ -129,6 +129,7 @@ TEST(Search, WithoutAResponseIsABadResponse) {
   EXPECT_EQ(result.error(), Error("Caprion.NetworkingError", 0));
   EXPECT_EQ(result.error().localizedDescription(), "Bad response from the server");
   const Error passed("d", 1);
+  EXPECT_NE(passed, Error("d", 1, {{"key", "text"}}));
   EXPECT_EQ(&searchAnswer("[]"s, HTTPURLResponse{200}, passed).error().userInfo(), &passed.userInfo());
 }
 
