@@ -12,33 +12,27 @@ namespace caprion::bench {
 
 using Body = std::function<void(benchmark::State&)>;
 
-/// Something that is timed beside its limit, the least that any program has to do for the same result, and
-/// beside what a host would otherwise write or pick. Each body checks its result before it is timed.
+/// What is timed beside a baseline: the same result by the least code that anyone would write for it. Each
+/// body checks its result before it is timed.
 struct Case {
   std::string name;
-  double aim;  ///< how many times the limit's time it may take; 0 for none
+  double aim;  ///< how many times the baseline's time it may take; 0 for none
   Body ours;
-  Body limit;
-  std::string alternativeName = {};
-  Body alternative = {};
-  double alternativeAim = 0;  ///< how many times ours' time the alternative should take; 0 for none
-  double atMost = 0;          ///< how many nanoseconds it may take in any event; 0 for any number
+  Body baseline;
+  /// Something else to know beside the two, which nothing is aimed at.
+  std::string informationName = {};
+  Body information = {};
   /// Whether the clock on the wall is looked at, rather than the processor's time of the thread, which other
   /// work of the machine hardly changes.
   bool isWaiting = false;
 };
 
-/// One line of the table.
-struct Row {
+/// The memory that is taken, in KiB, beside that of a baseline.
+struct Memory {
   std::string name;
-  std::string unit;  ///< "ns", "KiB" or ""
+  double aim;  ///< how many times the baseline's it may be
   double ours;
-  double limit;
-  double aim;
-  double ratioAtBest = 0;  ///< of the shortest times, where `ours` and `limit` are medians
-  std::string alternativeName = {};
-  double alternative = 0;
-  double alternativeAim = 0;
+  double baseline;
 };
 
 /// Ends the run, as a wrong result is worth no time.
@@ -49,14 +43,8 @@ inline void check(bool isRight, const std::string& what) {
 /// The answer to a search with this many hits, of the service's shape: 50 keys and about 1,680 bytes each.
 std::string answer(std::size_t hits);
 
-/// How a process ended, and how much memory it had at most, in KiB.
-struct Run {
-  int status = -1;
-  double memory = 0;
-};
-
-/// Runs a program and throws its output away.
-Run run(std::vector<std::string> words);
+/// Runs a program, throws its output away, and returns how much memory it had at most, in KiB.
+double run(std::vector<std::string> words);
 
 std::vector<Case> hashCases();
 std::vector<Case> decodeCases();
@@ -64,9 +52,9 @@ std::vector<Case> nameCases();
 std::vector<Case> networkCases();
 std::vector<Case> processCases();
 
-/// Threads and memory. To be measured before all else: a process that is started by a large one counts as no
-/// smaller than that, and memory that is still free hides what is taken.
-std::vector<Row> processFigures();
-std::vector<Row> networkFigures();
+/// To be measured before all else: a process that is started by a large one counts as no smaller than that,
+/// and memory that is still free hides what is taken.
+Memory processMemory();
+Memory networkMemory();
 
 }  // namespace caprion::bench

@@ -15,11 +15,11 @@ namespace caprion::bench {
 namespace {
 
 const std::vector<std::string> ours{CAPRION_COMMAND, "search", "--where", "query=1"};
-const std::vector<std::string> limit{"curl", "--fail", "https://rest.opensubtitles.org/search/query-1"};
+const std::vector<std::string> baseline{"curl", "--fail", "https://rest.opensubtitles.org/search/query-1"};
 
 Body running(const std::vector<std::string>& words) {
   return [words](benchmark::State& state) {
-    for (auto _ : state) check(run(words).status == 0, words[0]);
+    for (auto _ : state) run(words);
   };
 }
 
@@ -27,9 +27,7 @@ Body running(const std::vector<std::string>& words) {
 double memoryOf(const std::vector<std::string>& words) {
   std::vector<double> memories;
   for (int i = 0; i < 9; ++i) {
-    const Run ended = run(words);
-    check(ended.status == 0, words[0]);
-    memories.push_back(ended.memory);
+    memories.push_back(run(words));
   }
   std::sort(memories.begin(), memories.end());
   return memories[memories.size() / 2];
@@ -37,7 +35,7 @@ double memoryOf(const std::vector<std::string>& words) {
 
 }  // namespace
 
-Run run(std::vector<std::string> words) {
+double run(std::vector<std::string> words) {
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
@@ -53,28 +51,28 @@ Run run(std::vector<std::string> words) {
   const int error = posix_spawnp(&process, arguments[0], &actions, &attributes, arguments.data(), environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) return {};
-  Run ended;
+  check(error == 0, words[0]);
+  int status = 0;
   rusage usage{};
-  wait4(process, &ended.status, 0, &usage);
-  ended.memory = static_cast<double>(usage.ru_maxrss);
-  return ended;
+  wait4(process, &status, 0, &usage);
+  check(status == 0, words[0]);
+  return static_cast<double>(usage.ru_maxrss);
 }
 
-std::vector<Row> processFigures() {
+Memory processMemory() {
   rusage self{};
   ::getrusage(RUSAGE_SELF, &self);
-  const double atLeast = static_cast<double>(self.ru_maxrss);
-  const Row row{"first search of a process: memory", "KiB", memoryOf(ours), memoryOf(limit), 1.5};
-  check(row.ours > atLeast && row.limit > atLeast, "memory, which this process is too large to measure");
-  return {row};
+  const Memory memory{"first search of a process: memory", 1.5, memoryOf(ours), memoryOf(baseline)};
+  check(std::min(memory.ours, memory.baseline) > static_cast<double>(self.ru_maxrss),
+        "memory, which this process is too large to measure");
+  return memory;
 }
 
 std::vector<Case> processCases() {
   return {{.name = "first search of a process",
-           .aim = 1.3,
+           .aim = 1.1,
            .ours = running(ours),
-           .limit = running(limit),
+           .baseline = running(baseline),
            .isWaiting = true}};
 }
 

@@ -6,6 +6,8 @@
 
 namespace caprion::test {
 
+using namespace std::string_literals;
+
 TEST(URL, AcceptsAndTakesApart) {
   struct Case {
     const char *text, *scheme, *host, *path;
@@ -30,7 +32,6 @@ TEST(URL, AcceptsAndTakesApart) {
 }
 
 TEST(URL, RefusesWhatIsNoURL) {
-  using namespace std::string_literals;
   for (const std::string& text : {""s,
                                   " "s,
                                   "http://a b/"s,
@@ -57,7 +58,6 @@ TEST(URL, RefusesWhatIsNoURL) {
 }
 
 TEST(URL, EncodesJustWhatAPathMayNotHold) {
-  using namespace std::string_literals;
   const std::string plain = "/azAZ09-._~:@!$&'()*+,;=/a/../b//";
   EXPECT_EQ((URLComponents{"https", "host", plain}.url()->absoluteString()), "https://host" + plain);
   EXPECT_EQ(
@@ -67,7 +67,6 @@ TEST(URL, EncodesJustWhatAPathMayNotHold) {
 }
 
 TEST(URL, OfAFileKeepsItsPathInAnyBytes) {
-  using namespace std::string_literals;
   for (const std::string& path : {"/a b"s, "/%41?#"s, "/\xFF\x01"s, "//x/../y/"s, "/a\0b"s}) {
     const URL url = URL::fileURLWithPath(path);
     EXPECT_EQ(url.path(), path);

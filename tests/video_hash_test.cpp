@@ -1,16 +1,12 @@
-#include <caprion/caprion_helper.hpp>
+#include "process.hpp"
+
+#include <caprion/caprion.hpp>
 
 #include <dlfcn.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <string>
-#include <thread>
 
 /// From where on nothing in a file can be read, as behind a bad sector; nowhere when negative.
 static off_t unreadableFrom = -1;
@@ -23,23 +19,17 @@ extern "C" ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t o
 
 namespace caprion::test {
 
-class VideoHashTest : public testing::Test {
- protected:
-  VideoHashTest() {
-    std::string pattern = testing::TempDir() + "caprion-hash-XXXXXX";
-    folder_ = ::mkdtemp(pattern.data());
-  }
-  ~VideoHashTest() override { std::filesystem::remove_all(folder_); }
+namespace {
 
-  std::string file(const std::string& name, const std::string& content) const {
-    std::ofstream(folder_ / name, std::ios::binary) << content;
-    return folder_ / name;
-  }
+std::optional<VideoHash> hashOf(const std::string& path) {
+  return Caprion::hashFor(URL::fileURLWithPath(path));
+}
 
-  std::filesystem::path folder_;
-};
+}  // namespace
 
-TEST_F(VideoHashTest, SumsTheFirstAndTheLastBlock) {
+TEST(VideoHash, SumsTheFirstAndTheLastBlock) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path / "\xFF %41?#\n\x01";
   std::string counting(100'000, '\0');
   for (std::size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<char>(i * 7 % 251);
   // Worked out by hand, or (the last) by a separate program.
@@ -51,46 +41,27 @@ TEST_F(VideoHashTest, SumsTheFirstAndTheLastBlock) {
            std::pair("\x01" + std::string(200'000, '\0') + "\x02", VideoHash{"0200000000030d43", 200'002}),
            std::pair(counting, VideoHash{"eefd0d313a4dcabe", 100'000}),
        }) {
-    EXPECT_EQ(Caprion::hashFor(URL::fileURLWithPath(file("a", content))), expected) << content.size();
+    std::ofstream(path) << content;
+    EXPECT_EQ(hashOf(path), expected) << content.size();
   }
+  constexpr auto large = (std::uint64_t{6} << 30) + 1;
+  std::ofstream(path) << "";
+  std::filesystem::resize_file(path, large);
+  EXPECT_EQ(hashOf(path), (VideoHash{"0000000180000001", large}));
 }
 
-TEST_F(VideoHashTest, ReadsFilesOfAnySizeUnderAnyName) {
-  const std::string path = file("\xFF %41?#\n\x01", "");
-  std::filesystem::resize_file(path, (std::uint64_t{6} << 30) + 1);
-  EXPECT_EQ(Caprion::hashFor(URL::fileURLWithPath(path)),
-            (VideoHash{"0000000180000001", (std::uint64_t{6} << 30) + 1}));
-}
-
-TEST_F(VideoHashTest, IsAbsentForWhatIsNoReadableFile) {
-  const std::string pipe = folder_ / "pipe";
-  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  const std::string file = VideoHashTest::file("file", std::string(70'000, 'x'));
+TEST(VideoHash, IsAbsentForWhatIsNoReadableFile) {
   using namespace std::string_literals;
-  for (const std::string& path : {folder_.string(), pipe, "/dev/zero"s, "/dev/tty"s, file + "/x",
-                                  file + "\0"s, folder_.string() + "/missing", std::string(5'000, 'x')}) {
-    EXPECT_FALSE(Caprion::hashFor(URL::fileURLWithPath(path))) << path;
+  const TemporaryFolder folder;
+  const std::string pipe = folder.path / "pipe", file = folder.path / "file";
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  std::ofstream(file) << std::string(70'000, 'x');
+  for (const std::string& path : {folder.path.string(), pipe, "/dev/zero"s, "/dev/tty"s, file + "/x",
+                                  file + "\0"s, file + "missing", std::string(5'000, 'x')}) {
+    EXPECT_FALSE(hashOf(path)) << path;
   }
-  for (unreadableFrom = 0; unreadableFrom < 2; ++unreadableFrom) {
-    EXPECT_FALSE(Caprion::hashFor(URL::fileURLWithPath(file))) << unreadableFrom;
-  }
+  for (unreadableFrom = 0; unreadableFrom < 2; ++unreadableFrom) EXPECT_FALSE(hashOf(file)) << unreadableFrom;
   unreadableFrom = -1;
-}
-
-TEST_F(VideoHashTest, AbsentIsReportedByTheFacadeAtOnceOnTheSameThread) {
-  int reports = 0;
-  CaprionHelper::shared().findSubtitles(
-      URL::fileURLWithPath(folder_.string() + "/missing"), "eng",
-      [&, thread = std::this_thread::get_id()](auto subtitles, auto error) {
-        ++reports;
-        EXPECT_EQ(std::this_thread::get_id(), thread);
-        EXPECT_FALSE(subtitles);
-        EXPECT_EQ(
-            error,
-            Error("", 0,
-                  {{std::string(NSLocalizedDescriptionKey), "Cannot create a video hash for the file"}}));
-      });
-  EXPECT_EQ(reports, 1);
 }
 
 }  // namespace caprion::test

@@ -40,15 +40,11 @@ constexpr int mostSearches = 100;  // under way at a time
 constexpr long rssAllowance = 16;  // MiB that may come on top of a quarter more
 
 std::string record(int number) {
-  std::string json =
-      "{\"IDSubtitle\":\"" + std::to_string(number) + "\",\"ZipDownloadLink\":\"https://dl.test/" +
-      std::to_string(number) +
-      R"(","MovieKind":"movie","SubFileName":"film.srt","SubLanguageID":"eng","SubFormat":"srt")";
-  for (const char* key : {"MatchedBy", "LanguageName", "ISO639", "MovieName", "MovieYear", "IDMovieImdb",
-                          "SeriesIMDBParent", "SeriesSeason", "SeriesEpisode", "SubSumCD"}) {
-    json += std::string(",\"") + key + "\":\"x\"";
-  }
-  return json + '}';
+  const std::string id = std::to_string(number);
+  return R"({"MatchedBy":"","LanguageName":"","ISO639":"","MovieName":"","MovieYear":"","IDMovieImdb":"",)"
+         R"("SeriesIMDBParent":"","SeriesSeason":"","SeriesEpisode":"","SubSumCD":"","MovieKind":"movie",)"
+         R"("SubFileName":"film.srt","SubLanguageID":"eng","SubFormat":"srt","IDSubtitle":")" +
+         id + R"(","ZipDownloadLink":"https://dl.test/)" + id + "\"}";
 }
 
 // ---- The service, in a process of its own ----
@@ -62,50 +58,33 @@ std::string archiveOf(const std::string& name) {
 }
 
 Answer answerTo(const stand_in::Request& request, unsigned roll) {
-  const bool isSearch = request.target.starts_with("/search");
   static const std::string archive = archiveOf("film.srt");
   static const std::string list = '[' + record(1) + ',' + record(2) + ']';
-  const std::string& body = isSearch ? list : archive;
+  const std::string& body = request.target.starts_with("/search") ? list : archive;
   if (roll % 3 != 0) return {.body = body};
-  switch (roll / 3 % 18) {
-    case 0:
-      return {.fault = Fault::reset};
-    case 1:
-      return {.fault = Fault::close};
-    case 2:
-      return {.body = body, .fault = Fault::truncate};
-    case 3:
-      return {.body = "[]", .fault = Fault::drip, .interval = 1ms};
-    case 4:
-      return {.body = body, .fault = Fault::garbage};
-    case 5:
-      return {.fault = Fault::close, .delay = 1s};
-    case 6:
-      return redirect("https://expired.test/");
-    case 7:
-      return redirect("https://cut.test/");
-    case 8:
-      return redirect("https://closed.test/");
-    case 9:
-      return redirect(request.target);
-    case 10:
-      return {.status = 503, .body = "<html>"};
-    case 11:
-      return {.headers = {{"Content-Encoding", "gzip"}}, .body = body};
-    case 12:
-      return {.headers = {{"Content-Length", "100000"}}, .body = body};
-    case 13:
-      return {.body = body.substr(0, body.size() / 2)};
-    case 14:
-      return {.body = archiveOf("../film.srt")};
-    case 15:
-      return {.body = archiveOf("film.txt")};
-    case 16:
-      return {.body = body, .delay = 200ms};
-    default:
-      if (roll % 100 == 0) return {.body = std::string(1 << 20, ' '), .fault = Fault::endless};
-      return redirect("http://dl.test/");
-  }
+  const bool isRare = roll % 100 == 0;
+  const Answer faults[] = {
+      {.fault = Fault::reset},
+      {.fault = Fault::close},
+      {.body = body, .fault = Fault::truncate},
+      {.body = "[]", .fault = Fault::drip, .interval = 1ms},
+      {.body = body, .fault = Fault::garbage},
+      {.fault = Fault::close, .delay = 1s},
+      redirect("https://expired.test/"),
+      redirect("https://cut.test/"),
+      redirect("https://closed.test/"),
+      redirect(request.target),
+      {.status = 503, .body = "<html>"},
+      {.headers = {{"Content-Encoding", "gzip"}}, .body = body},
+      {.headers = {{"Content-Length", "100000"}}, .body = body},
+      {.body = body.substr(0, body.size() / 2)},
+      {.body = archiveOf("../film.srt")},
+      {.body = archiveOf("film.txt")},
+      {.body = body, .delay = 200ms},
+      isRare ? Answer{.body = std::string(1 << 20, ' '), .fault = Fault::endless}
+             : redirect("http://dl.test/"),
+  };
+  return faults[roll / 3 % std::size(faults)];
 }
 
 /// Serves until the other end of the pipe is closed.
