@@ -1,5 +1,6 @@
 #include "platform/error.hpp"
 
+#include <cerrno>
 #include <system_error>
 #include <utility>
 
@@ -58,10 +59,26 @@ Error libraryError(std::string_view message) {
   return Error("", 0, {{std::string(NSLocalizedDescriptionKey), std::string(message)}});
 }
 
-Error posixError(int number) {
+namespace {
+
+Error makePOSIXError(int number) {
   return Error(std::string(NSPOSIXErrorDomain), number,
                {{std::string(NSLocalizedDescriptionKey), std::generic_category().message(number)}});
 }
+
+}  // namespace
+
+Error posixError(int number) { return number == ENOMEM ? outOfMemory() : makePOSIXError(number); }
+
+Error outOfMemory() noexcept {
+  // Never destroyed: there are reports while the process exits.
+  static const Error* const error = new Error(makePOSIXError(ENOMEM));
+  return *error;
+}
+
+namespace {
+[[maybe_unused]] const Error madeOnLoading = outOfMemory();
+}  // namespace
 
 Error fileError(int number, const std::string& path, std::string_view reason) {
   const std::string why = reason.empty() ? std::generic_category().message(number) : std::string(reason);

@@ -2,8 +2,10 @@
 
 #include <caprion/error.hpp>
 
+#include <new>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 namespace caprion {
 
@@ -12,6 +14,19 @@ Error libraryError(std::string_view message);
 
 /// An error of the system, from an errno value.
 Error posixError(int number);
+
+/// The error of the system for ENOMEM, which takes no memory: it is made when the library is loaded.
+Error outOfMemory() noexcept;
+
+/// What the work returns, or outOfMemory() when there isn't the memory for it.
+template <typename Work>
+std::invoke_result_t<Work> orOutOfMemory(Work&& work) noexcept {
+  try {
+    return work();
+  } catch (const std::bad_alloc&) {
+    return outOfMemory();
+  }
+}
 
 /// The same at a path, with a reason that says more where there is one.
 Error fileError(int number, const std::string& path, std::string_view reason = {});
