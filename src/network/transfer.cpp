@@ -3,7 +3,7 @@
 #include "network/transport_error.hpp"
 #include "platform/descriptor.hpp"
 #include "platform/error.hpp"
-#include "platform/text.hpp"
+#include "platform/letter_case.hpp"
 
 #include <sys/socket.h>
 
