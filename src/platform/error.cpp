@@ -55,35 +55,41 @@ bool operator==(const Error& a, const Error& b) noexcept {
          (a.domain() == b.domain() && a.code() == b.code() && a.userInfo() == b.userInfo());
 }
 
-Error libraryError(std::string_view message) {
-  return Error("", 0, {{std::string(NSLocalizedDescriptionKey), std::string(message)}});
+Error::UserInfo describedBy(std::string description) {
+  Error::UserInfo userInfo;
+  userInfo.emplace(NSLocalizedDescriptionKey, std::move(description));
+  return userInfo;
 }
+
+Error libraryError(std::string_view message) { return Error("", 0, describedBy(std::string(message))); }
 
 namespace {
 
-Error makePOSIXError(int number) {
-  return Error(std::string(NSPOSIXErrorDomain), number,
-               {{std::string(NSLocalizedDescriptionKey), std::generic_category().message(number)}});
+Error makePOSIXError(int number, std::string description) {
+  return Error(std::string(NSPOSIXErrorDomain), number, describedBy(std::move(description)));
 }
 
 }  // namespace
 
-Error posixError(int number) { return number == ENOMEM ? outOfMemory() : makePOSIXError(number); }
+Error posixError(int number) {
+  if (number == ENOMEM) return outOfMemory();
+  return makePOSIXError(number, std::generic_category().message(number));
+}
+
+Error fileError(int number, const std::string& path, std::string_view reason) {
+  const std::string why = reason.empty() ? std::generic_category().message(number) : std::string(reason);
+  return makePOSIXError(number, path + ": " + why);
+}
 
 Error outOfMemory() noexcept {
   // Never destroyed: there are reports while the process exits.
-  static const Error* const error = new Error(makePOSIXError(ENOMEM));
+  static const Error* const error =
+      new Error(makePOSIXError(ENOMEM, std::generic_category().message(ENOMEM)));
   return *error;
 }
 
 namespace {
 [[maybe_unused]] const Error madeOnLoading = outOfMemory();
 }  // namespace
-
-Error fileError(int number, const std::string& path, std::string_view reason) {
-  const std::string why = reason.empty() ? std::generic_category().message(number) : std::string(reason);
-  return Error(std::string(NSPOSIXErrorDomain), number,
-               {{std::string(NSLocalizedDescriptionKey), path + ": " + why}});
-}
 
 }  // namespace caprion

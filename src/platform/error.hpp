@@ -9,6 +9,10 @@
 
 namespace caprion {
 
+/// The keyed values of an error with that description. To be used instead of a list in braces, whose values
+/// are copied: an Error::Value whose copying runs out of memory breaks in libstdc++ 12, moving one doesn't.
+Error::UserInfo describedBy(std::string description);
+
 /// An error that the library words itself: no domain, code 0 and the message as its description.
 Error libraryError(std::string_view message);
 

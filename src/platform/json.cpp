@@ -1,5 +1,6 @@
 #include "platform/json.hpp"
 
+#include "platform/error.hpp"
 #include "platform/text.hpp"
 
 #include <boost/json/basic_parser_impl.hpp>
@@ -17,7 +18,7 @@ namespace {
 constexpr std::size_t maximumDepth = 512;
 
 Error decodingError(DecodingErrorKind kind, std::string_view key, std::string_view why) {
-  Error::UserInfo userInfo{{std::string(NSLocalizedDescriptionKey), std::string(why)}};
+  Error::UserInfo userInfo = describedBy(std::string(why));
   if (!key.empty()) userInfo.emplace(CodingKeyKey, std::string(key));
   return Error(std::string(DecodingErrorDomain), static_cast<std::int64_t>(kind), std::move(userInfo));
 }
@@ -303,8 +304,7 @@ Error KeyedView::error(DecodingErrorKind kind, std::size_t key) const {
 }
 
 Error encodingError(std::string_view why) {
-  return Error(std::string(EncodingErrorDomain), 0,
-               {{std::string(NSLocalizedDescriptionKey), std::string(why)}});
+  return Error(std::string(EncodingErrorDomain), 0, describedBy(std::string(why)));
 }
 
 void JSONObjectWriter::key(std::string_view name) {

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 namespace caprion {
 
@@ -19,8 +20,7 @@ namespace {
 // The movie hash of OpenSubtitles: the file's size plus all 64-bit little-endian words of its first and of
 // its last 64 KiB, modulo 2^64.
 constexpr std::size_t blockSize = 65'536;
-// A block is read in pieces, as the host's thread may have little stack.
-using Piece = std::array<unsigned char, 8'192>;
+using Block = std::array<unsigned char, blockSize>;
 
 int openForReading(const char* path, int flags) {
   int descriptor = -1;
@@ -54,12 +54,15 @@ class OpenFile {
     return static_cast<std::uint64_t>(end);
   }
 
-  /// Adds the words of a block to the sum; false when there is less to read.
-  bool addBlock(std::uint64_t offset, std::uint64_t& sum) const {
-    Piece piece;
-    for (std::size_t done = 0; done < blockSize; done += piece.size()) {
-      if (!read(piece, offset + done)) return false;
-      sum += sumOfWords(piece);
+  /// Reads a whole block; false when there is less to read.
+  bool read(Block& block, std::uint64_t offset) const {
+    std::size_t done = 0;
+    while (done < block.size()) {
+      const ssize_t count =
+          ::pread(descriptor_, block.data() + done, block.size() - done, static_cast<off_t>(offset + done));
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) return false;
+      done += static_cast<std::size_t>(count);
     }
     return true;
   }
@@ -79,31 +82,19 @@ class OpenFile {
     if (place >= 0) ::close(place);
   }
 
-  bool read(Piece& piece, std::uint64_t offset) const {
-    std::size_t done = 0;
-    while (done < piece.size()) {
-      const ssize_t count =
-          ::pread(descriptor_, piece.data() + done, piece.size() - done, static_cast<off_t>(offset + done));
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0) return false;
-      done += static_cast<std::size_t>(count);
-    }
-    return true;
-  }
-
-  static std::uint64_t sumOfWords(const Piece& piece) {
-    std::uint64_t sum = 0;
-    for (std::size_t i = 0; i < piece.size(); i += sizeof sum) {
-      std::uint64_t word = 0;
-      std::memcpy(&word, piece.data() + i, sizeof word);
-      if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
-      sum += word;
-    }
-    return sum;
-  }
-
   int descriptor_ = -1;
 };
+
+std::uint64_t sumOfWords(const Block& block) {
+  std::uint64_t sum = 0;
+  for (std::size_t i = 0; i < block.size(); i += sizeof sum) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, block.data() + i, sizeof word);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    sum += word;
+  }
+  return sum;
+}
 
 }  // namespace
 
@@ -114,8 +105,12 @@ std::optional<VideoHash> videoHash(const std::string& path) {
   if (!size) return std::nullopt;
   if (*size < blockSize) return VideoHash{};
 
+  const auto block = std::make_unique_for_overwrite<Block>();  // the host's thread may have little stack
   std::uint64_t sum = *size;
-  if (!file.addBlock(0, sum) || !file.addBlock(*size - blockSize, sum)) return std::nullopt;
+  for (const std::uint64_t offset : {std::uint64_t{0}, *size - blockSize}) {
+    if (!file.read(*block, offset)) return std::nullopt;
+    sum += sumOfWords(*block);
+  }
   std::array<char, 17> digits{};
   std::snprintf(digits.data(), digits.size(), "%016" PRIx64, sum);
   return VideoHash{digits.data(), *size};
