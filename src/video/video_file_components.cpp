@@ -19,13 +19,15 @@ namespace {
 enum Key : std::size_t { titleKey, yearKey, seasonKey, episodeKey, resolutionKey };
 constexpr std::array<std::string_view, 5> codingKeys{"title", "year", "season", "episode", "resolution"};
 
+/// What a word is made of, by Unicode's advice on regular expressions. PCRE2 has another idea of it.
+constexpr std::string_view inAWord = R"([\p{Alphabetic}\p{M}\p{Nd}\p{Pc}\x{200C}\x{200D}])";
+
 /// The markers in a name, compiled on first use, which is tried again after a failure, and never destroyed:
 /// the host may parse names while it exits.
 struct Markers {
   RegularExpression seasonAndEpisode{"(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})"};
-  /// Between what are no letters, marks, digits or connectors: `\b` has other ideas of a word.
   RegularExpression resolution{
-      R"((?<![\p{Alphabetic}\p{M}\p{Nd}\p{Pc}\x{200C}\x{200D}])\d{3,4}p(?![\p{Alphabetic}\p{M}\p{Nd}\p{Pc}\x{200C}\x{200D}]))"};
+      std::string("(?<!").append(inAWord).append(R"()\d{3,4}p(?!)").append(inAWord).append(")")};
   /// Without word boundaries: any run of digits may hold a year.
   RegularExpression year{R"((?:19|20)\d{2})"};
 
