@@ -28,7 +28,9 @@ using std::chrono::milliseconds;
 constexpr std::chrono::seconds patience{5};
 
 /// Held for a whole line, so for as long as its reader takes: never wait for it without a limit.
-std::timed_mutex turn;
+std::mutex turn;
+
+void nap() { ::poll(nullptr, 0, 1); }
 
 /// Keeps a host whose standard output nobody reads any more from being ended for the library's writing.
 class PipeSignalBlocked {
@@ -74,7 +76,7 @@ class Line {
         hasProgress = writeWhatFits();
         ::funlockfile(stdout);
       }
-      if (!hasProgress && !isOver_) ::poll(nullptr, 0, 1);
+      if (!hasProgress && !isOver_) nap();
     }
   }
 
@@ -143,7 +145,11 @@ class Line {
 
 void printLine(std::string_view text) noexcept {
   const auto end = Clock::now() + patience;
-  const std::unique_lock mine(turn, end);
+  std::unique_lock mine(turn, std::try_to_lock);
+  while (!mine && Clock::now() < end) {
+    nap();
+    (void)mine.try_lock();
+  }
   if (!mine) return;
   const PipeSignalBlocked blocked;
   Line(text, end).write();
