@@ -12,6 +12,7 @@ namespace caprion::fuzz {
 /// A text parsed into a tree, which the library never makes.
 struct Tree {
   explicit Tree(std::string_view json) {
+    if (json.starts_with("\xEF\xBB\xBF")) json.remove_prefix(3);
     boost::json::parse_options options;
     options.max_depth = 512;
     value = boost::json::parse({json.data(), json.size()}, error, {}, options);

@@ -1,6 +1,6 @@
 // Any bytes as a URL, as the path of one, and as an identifier that names a folder.
 #include "download/cache_folder.hpp"
-#include "platform/text.hpp"
+#include "platform/letter_case.hpp"
 #include "platform/url_components.hpp"
 
 #include <cassert>

@@ -5,6 +5,8 @@
 #include <caprion/caprion_helper.hpp>
 
 #include <latch>
+#include <mutex>
+#include <set>
 #include <thread>
 
 namespace caprion::test {
@@ -230,21 +232,6 @@ TEST(Search, CallbacksMayBlockOnOneAnother) {
     });
   }
   all.wait();
-}
-
-TEST(Search, DiagnosticLinesStayWhole) {
-  service().setHandler(always({.body = std::string(30'000, 'x')}));
-  constexpr int searches = 24;
-  std::latch all(searches);
-  testing::internal::CaptureStdout();
-  for (int i = 0; i < searches; ++i) {
-    Caprion::shared().query(anything, [&](auto) { all.count_down(); });
-  }
-  all.wait();
-  std::istringstream printed(testing::internal::GetCapturedStdout());
-  int lines = 0;
-  for (std::string line; std::getline(printed, line); ++lines) EXPECT_EQ(line, std::string(30'000, 'x'));
-  EXPECT_EQ(lines, searches);
 }
 
 }  // namespace caprion::test

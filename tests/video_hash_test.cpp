@@ -3,10 +3,14 @@
 #include <caprion/caprion.hpp>
 
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 /// From where on nothing in a file can be read, as behind a bad sector; nowhere when negative.
 static off_t unreadableFrom = -1;
@@ -62,6 +66,56 @@ TEST(VideoHash, IsAbsentForWhatIsNoReadableFile) {
   }
   for (unreadableFrom = 0; unreadableFrom < 2; ++unreadableFrom) EXPECT_FALSE(hashOf(file)) << unreadableFrom;
   unreadableFrom = -1;
+}
+
+TEST(VideoHash, WaitsForAFileThatAnotherProcessHasALeaseOn) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path / "leased";
+  std::ofstream(path) << std::string(65'536, '\0');
+  int ends[2];
+  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
+  const pid_t holder = ::fork();
+  if (holder == 0) {  // gives the lease up when it is asked to
+    sigset_t asked;
+    ::sigemptyset(&asked);
+    ::sigaddset(&asked, SIGIO);
+    ::sigprocmask(SIG_BLOCK, &asked, nullptr);
+    if (::fcntl(::open(path.c_str(), O_RDWR), F_SETLEASE, F_WRLCK) != 0) ::_exit(1);
+    (void)!::write(ends[1], "x", 1);
+    int signal = 0;
+    ::sigwait(&asked, &signal);
+    ::_exit(0);
+  }
+  ::close(ends[1]);
+  char ready = 0;
+  EXPECT_EQ(::read(ends[0], &ready, 1), 1);
+  ::close(ends[0]);
+  EXPECT_EQ(hashOf(path), (VideoHash{"0000000000010000", 65'536}));
+  int status = -1;
+  EXPECT_EQ(::waitpid(holder, &status, 0), holder);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(VideoHash, NeedsLittleStack) {
+  const TemporaryFolder folder;
+  struct Hashing {
+    std::string path;
+    std::optional<VideoHash> hash;
+  } hashing{folder.path / "a", {}};
+  std::ofstream(hashing.path) << std::string(65'536, '\0');
+  pthread_attr_t attributes;
+  ::pthread_attr_init(&attributes);
+  ::pthread_attr_setstacksize(&attributes, 64 << 10);
+  pthread_t thread{};
+  const auto run = [](void* argument) -> void* {
+    auto* const self = static_cast<Hashing*>(argument);
+    self->hash = hashOf(self->path);
+    return nullptr;
+  };
+  ASSERT_EQ(::pthread_create(&thread, &attributes, run, &hashing), 0);
+  ::pthread_join(thread, nullptr);
+  ::pthread_attr_destroy(&attributes);
+  EXPECT_EQ(hashing.hash, (VideoHash{"0000000000010000", 65'536}));
 }
 
 }  // namespace caprion::test

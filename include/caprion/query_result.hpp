@@ -15,12 +15,14 @@ struct CAPRION_EXPORT QueryResult {
   /// The hits, in the order of the answer.
   std::vector<std::shared_ptr<const Subtitle>> subtitles;
 
-  /// Decodes a whole answer, which has to be a JSON array. Elements that don't decode as a Subtitle are left
-  /// out without a trace. Fails with an error of DecodingErrorDomain when the text isn't JSON or no array.
+  /// Decodes a whole answer, which has to be a JSON array; a byte order mark may stand before it. Elements
+  /// that don't decode as a Subtitle are left out without a trace. Fails with an error of DecodingErrorDomain
+  /// when the text isn't JSON or no array.
   static Result<QueryResult> decode(std::string_view json) noexcept;
 
   /// The text of a JSON object whose key "subtitles" holds the encoded records. (Decoding takes the service's
-  /// shape, the bare array, so it doesn't take this text back.)
+  /// shape, the bare array, so it doesn't take this text back.) Fails with an error of EncodingErrorDomain
+  /// when there is a null pointer among them.
   Result<std::string> encode() const noexcept;
 };
 

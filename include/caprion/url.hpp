@@ -8,7 +8,8 @@
 
 namespace caprion {
 
-/// A uniform resource locator (RFC 3986), kept as its percent-encoded text. An immutable value.
+/// A uniform resource locator (RFC 3986), kept as its percent-encoded text. An immutable value. What returns
+/// a text or a URL throws std::bad_alloc when there isn't the memory for it.
 class CAPRION_EXPORT URL {
  public:
   /// The `file` URL of a path in the local file system. The path may hold any bytes; a relative one is taken

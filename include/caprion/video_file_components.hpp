@@ -48,10 +48,10 @@ class CAPRION_EXPORT VideoFileUtilities {
   /// itself is never touched.
   ///
   /// Markers are a season and an episode ("S01E02", or "2x05", which gives the episode alone), a resolution
-  /// ("720p") and a year from 1900 to 2099; of several of one kind the last counts. The title ends where the
-  /// last year begins, or without a year the last resolution, or else the last season and episode; it is
-  /// empty when that is at the very beginning. A name without markers is all title. Periods and underscores
-  /// count as spaces.
+  /// ("720p", as a word of its own) and a year from 1900 to 2099; of several of one kind the last counts. The
+  /// title ends where the last year begins, or without a year the last resolution, or else the last season
+  /// and episode; it is empty when that is at the very beginning. A name without markers is all title.
+  /// Periods and underscores count as spaces.
   ///
   /// Every name has a result: bytes that aren't well-formed UTF-8 are read as U+FFFD, one for each maximal
   /// part of a character. (Should the memory run out, the result has no field set.)

@@ -4,6 +4,7 @@
 #include "network/url_session.hpp"
 #include "platform/error.hpp"
 #include "platform/thread.hpp"
+#include "video/video_hash.hpp"
 
 #include <caprion/caprion.hpp>
 
@@ -33,6 +34,14 @@ void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexce
 }
 
 void Caprion::cancelQueryTask() noexcept { cancelLatestSearch(); }
+
+std::optional<VideoHash> Caprion::hashFor(const URL& url) noexcept {
+  try {
+    return videoHash(url.path());
+  } catch (const std::bad_alloc&) {
+    return std::nullopt;
+  }
+}
 
 void Caprion::download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept {
   const DownloadCompletion report = completion ? completion : [](const auto&) {};

@@ -1,6 +1,7 @@
 #include "client/search_answer.hpp"
 
 #include "platform/error.hpp"
+#include "platform/standard_output.hpp"
 #include "platform/text.hpp"
 
 #include <array>

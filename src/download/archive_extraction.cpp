@@ -2,8 +2,9 @@
 
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
+#include "platform/letter_case.hpp"
 #include "platform/process.hpp"
-#include "platform/text.hpp"
+#include "platform/standard_output.hpp"
 
 #include <cerrno>
 #include <cstdint>

@@ -1,5 +1,6 @@
 #include "matching/words.hpp"
 
+#include "platform/letter_case.hpp"
 #include "platform/text.hpp"
 
 #include <algorithm>

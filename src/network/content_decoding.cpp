@@ -1,6 +1,7 @@
 #include "network/content_decoding.hpp"
 
 #include "network/transport_error.hpp"
+#include "platform/letter_case.hpp"
 #include "platform/text.hpp"
 
 #include <algorithm>

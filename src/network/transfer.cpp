@@ -2,6 +2,7 @@
 
 #include "network/transport_error.hpp"
 #include "platform/error.hpp"
+#include "platform/letter_case.hpp"
 #include "platform/text.hpp"
 
 #include <algorithm>

@@ -129,13 +129,11 @@ int urlErrorCode(CURLcode result, CURL* easy) {
 }  // namespace
 
 Error urlError(int code, std::string_view message) noexcept {
-  try {
-    Error::UserInfo userInfo{{std::string(NSLocalizedDescriptionKey), description(code)}};
+  return orOutOfMemory([&] {
+    Error::UserInfo userInfo = describedBy(description(code));
     if (!message.empty()) userInfo.emplace(TransportMessageKey, std::string(message));
     return Error(std::string(NSURLErrorDomain), code, std::move(userInfo));
-  } catch (const std::bad_alloc&) {
-    return outOfMemory();
-  }
+  });
 }
 
 Error transportError(CURLcode result, CURL* easy, const char* message) noexcept {

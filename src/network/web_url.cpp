@@ -1,6 +1,7 @@
 #include "network/web_url.hpp"
 
-#include "platform/text.hpp"
+#include "platform/letter_case.hpp"
+#include "platform/percent_encoding.hpp"
 
 #include <curl/curl.h>
 
@@ -40,18 +41,8 @@ class ParsedURL {
   std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> handle_{curl_url(), curl_url_cleanup};
 };
 
-/// The URL with the characters encoded that libcurl leaves as they are, and that no URL may hold.
-std::string encoded(std::string_view url) {
-  std::string result;
-  for (const char c : url) {
-    if (std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos) {
-      result += c;
-    } else {
-      result += {'%', "0123456789ABCDEF"[c >> 4], "0123456789ABCDEF"[c & 15]};
-    }
-  }
-  return result;
-}
+/// Whether a character may stand in a URL, of those that libcurl leaves as they are.
+bool mayStay(char c) { return std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos; }
 
 /// Whether the text begins with a scheme and "///". libcurl would take "https:///x" for the host x.
 bool lacksHost(const std::string& text) {
@@ -86,7 +77,7 @@ std::string WebURL::resolved(const std::string& location) const {
       !parsed.set(location, CURLU_NON_SUPPORT_SCHEME | CURLU_URLENCODE | CURLU_ALLOW_SPACE)) {
     return location;
   }
-  return encoded(parsed.get(CURLUPART_URL).value_or(location));
+  return percentEncoded(parsed.get(CURLUPART_URL).value_or(location), mayStay);
 }
 
 }  // namespace caprion

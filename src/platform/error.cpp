@@ -1,7 +1,6 @@
 #include "platform/error.hpp"
 
 #include <cerrno>
-#include <new>
 #include <system_error>
 #include <utility>
 
@@ -56,21 +55,27 @@ bool operator==(const Error& a, const Error& b) noexcept {
          (a.domain() == b.domain() && a.code() == b.code() && a.userInfo() == b.userInfo());
 }
 
-Error libraryError(std::string_view message) {
-  return Error("", 0, {{std::string(NSLocalizedDescriptionKey), std::string(message)}});
+Error::UserInfo describedBy(std::string description) {
+  Error::UserInfo userInfo;
+  userInfo.emplace(NSLocalizedDescriptionKey, std::move(description));
+  return userInfo;
+}
+
+Error libraryError(std::string_view message) noexcept {
+  return orOutOfMemory([&] { return Error("", 0, describedBy(std::string(message))); });
 }
 
 namespace {
 
-Error madePosixError(int number) {
-  return Error(std::string(NSPOSIXErrorDomain), number,
-               {{std::string(NSLocalizedDescriptionKey), std::generic_category().message(number)}});
+Error madePOSIXError(int number, std::string description) {
+  return Error(std::string(NSPOSIXErrorDomain), number, describedBy(std::move(description)));
 }
 
 }  // namespace
 
 Error outOfMemory() noexcept {
-  static const auto* const error = new Error(madePosixError(ENOMEM));
+  static const auto* const error =
+      new Error(madePOSIXError(ENOMEM, std::generic_category().message(ENOMEM)));  // never destroyed
   return *error;
 }
 
@@ -78,17 +83,15 @@ Error outOfMemory() noexcept {
 [[gnu::constructor]] static void makeOutOfMemory() { outOfMemory(); }
 
 Error posixError(int number) noexcept {
-  try {
-    return madePosixError(number);
-  } catch (const std::bad_alloc&) {
-    return outOfMemory();
-  }
+  if (number == ENOMEM) return outOfMemory();
+  return orOutOfMemory([&] { return madePOSIXError(number, std::generic_category().message(number)); });
 }
 
-Error fileError(int number, const std::string& path, std::string_view reason) {
-  const std::string why = reason.empty() ? std::generic_category().message(number) : std::string(reason);
-  return Error(std::string(NSPOSIXErrorDomain), number,
-               {{std::string(NSLocalizedDescriptionKey), path + ": " + why}});
+Error fileError(int number, const std::string& path, std::string_view reason) noexcept {
+  return orOutOfMemory([&] {
+    const std::string why = reason.empty() ? std::generic_category().message(number) : std::string(reason);
+    return madePOSIXError(number, path + ": " + why);
+  });
 }
 
 }  // namespace caprion

@@ -9,8 +9,13 @@
 
 namespace caprion {
 
-/// An error that the library words itself: no domain, code 0 and the message as its description.
-Error libraryError(std::string_view message);
+/// The keyed values of an error with that description. To be used instead of a list in braces, whose values
+/// are copied: an Error::Value whose copying runs out of memory breaks in libstdc++ 12, moving one doesn't.
+Error::UserInfo describedBy(std::string description);
+
+/// An error that the library words itself: no domain, code 0 and the message as its description. That the
+/// memory has run out, when there is none for it; the same goes for the errors below.
+Error libraryError(std::string_view message) noexcept;
 
 /// The error that the memory has run out. Its own is there beforehand.
 Error outOfMemory() noexcept;
@@ -25,10 +30,10 @@ std::invoke_result_t<Work> orOutOfMemory(Work&& work) noexcept {
   }
 }
 
-/// An error of the system, from an errno value; that the memory has run out, when there is none for it.
+/// An error of the system, from an errno value.
 Error posixError(int number) noexcept;
 
 /// The same at a path, with a reason that says more where there is one.
-Error fileError(int number, const std::string& path, std::string_view reason = {});
+Error fileError(int number, const std::string& path, std::string_view reason = {}) noexcept;
 
 }  // namespace caprion

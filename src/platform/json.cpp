@@ -1,5 +1,6 @@
 #include "platform/json.hpp"
 
+#include "platform/error.hpp"
 #include "platform/text.hpp"
 
 #include <boost/json/basic_parser_impl.hpp>
@@ -17,7 +18,7 @@ namespace {
 constexpr std::size_t maximumDepth = 512;
 
 Error decodingError(DecodingErrorKind kind, std::string_view key, std::string_view why) {
-  Error::UserInfo userInfo{{std::string(NSLocalizedDescriptionKey), std::string(why)}};
+  Error::UserInfo userInfo = describedBy(std::string(why));
   if (!key.empty()) userInfo.emplace(CodingKeyKey, std::string(key));
   return Error(std::string(DecodingErrorDomain), static_cast<std::int64_t>(kind), std::move(userInfo));
 }
@@ -131,8 +132,9 @@ class JSONReader {
     return scalar(Found::other);  // past the range of int64, or it would have come as one
   }
   bool on_double(double number, boost::json::string_view, boost::json::error_code&) {
+    // Both bounds are left out: -2^63 is also what an integer just below it is rounded to.
     constexpr double limit = 9223372036854775808.0;  // 2^63
-    if (number >= -limit && number < limit && number == std::trunc(number)) {
+    if (number > -limit && number < limit && number == std::trunc(number)) {
       return scalar(Found::integer, static_cast<std::int64_t>(number));
     }
     return scalar(Found::other);
@@ -217,6 +219,8 @@ std::string withShortExponents(std::string_view json) {
 /// Runs a reader over the whole text; the reason when it isn't JSON, or not the array that it should be.
 std::optional<Error> read(std::string_view json, CodingKeys keys, bool elements,
                           const JSONReader::Visit& visit) {
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+  if (json.starts_with(byteOrderMark)) json.remove_prefix(byteOrderMark.size());
   boost::json::parse_options options;
   options.max_depth = maximumDepth;
   boost::json::basic_parser<JSONReader> parser(options, keys, elements, visit);
@@ -299,6 +303,10 @@ Error KeyedView::error(DecodingErrorKind kind, std::size_t key) const {
                        "Under the key \"" + name + "\" there is " + words[static_cast<std::size_t>(kind)]);
 }
 
+Error encodingError(std::string_view why) {
+  return Error(std::string(EncodingErrorDomain), 0, describedBy(std::string(why)));
+}
+
 void JSONObjectWriter::key(std::string_view name) {
   if (json_.size() > 1) json_ += ',';
   json_ += boost::json::serialize(boost::json::string_view(name.data(), name.size()));
@@ -322,10 +330,7 @@ void JSONObjectWriter::raw(std::string_view name, std::string_view json) {
 }
 
 Result<std::string> JSONObjectWriter::finish() && {
-  if (failed_) {
-    return Error(std::string(EncodingErrorDomain), 0,
-                 {{std::string(NSLocalizedDescriptionKey), "A text is not valid UTF-8"}});
-  }
+  if (failed_) return encodingError("A text is not valid UTF-8");
   json_ += '}';
   return std::move(json_);
 }

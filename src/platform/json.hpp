@@ -54,7 +54,8 @@ class KeyedView {
 };
 
 /// Decodes JSON texts (RFC 8259). A text is decoded only if the whole of it is valid JSON, in UTF-8, with
-/// nothing after it and nested at most 512 levels deep; a key that comes twice counts as it came last.
+/// nothing but a byte order mark before it, nothing after it, and nested at most 512 levels deep; a key that
+/// comes twice counts as it came last.
 /// Has no state, so any thread may use it.
 class JSONDecoder {
  public:
@@ -66,6 +67,9 @@ class JSONDecoder {
   std::optional<Error> decodeArray(std::string_view json, CodingKeys keys,
                                    const std::function<void(const KeyedView&)>& visit) const;
 };
+
+/// Why something has no JSON text.
+Error encodingError(std::string_view why);
 
 /// Writes one JSON object, key by key, in the order of the calls.
 class JSONObjectWriter {

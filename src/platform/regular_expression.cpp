@@ -15,13 +15,14 @@ PCRE2_SPTR units(std::string_view text) {
 
 }  // namespace
 
-RegularExpression::RegularExpression(std::string_view pattern) noexcept {
+RegularExpression::RegularExpression(std::string_view pattern) {
   int error = 0;
   PCRE2_SIZE offset = 0;
   code_.reset(pcre2_compile(units(pattern), pattern.size(), PCRE2_UTF | PCRE2_UCP | PCRE2_CASELESS, &error,
                             &offset, nullptr));
+  if (code_ == nullptr) throw std::bad_alloc();
   // Where the system allows no machine code to be made, PCRE2 interprets the pattern instead.
-  isMachineCode_ = code_ != nullptr && pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE) == 0;
+  isMachineCode_ = pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE) == 0;
 }
 
 RegularExpression::Matches::Matches(std::string_view subject)
@@ -36,7 +37,6 @@ void RegularExpression::Matches::of(const RegularExpression& expression) {
 
 bool RegularExpression::Matches::next() {
   const pcre2_code* const code = expression_->code_.get();
-  if (code == nullptr) return false;
   // The machine code can be called without the checks that pcre2_match makes each time.
   const auto match = expression_->isMachineCode_ ? pcre2_jit_match : pcre2_match;
   const int found = match(code, units(subject_), subject_.size(), searchFrom_,

@@ -18,8 +18,11 @@ class RegularExpression {
   };
 
  public:
-  /// A pattern that can't be compiled matches nothing.
-  explicit RegularExpression(std::string_view pattern) noexcept;
+  /// Compiles the pattern, which is known to be a right one: throws std::bad_alloc whenever it can't.
+  explicit RegularExpression(std::string_view pattern);
+
+  /// The compiled pattern, for what else PCRE2 can do with it.
+  const pcre2_code* code() const noexcept { return code_.get(); }
 
   /// The matches in one text that don't overlap, from left to right; of one expression after the other. An
   /// empty match counts as none.

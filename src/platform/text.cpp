@@ -1,17 +1,8 @@
 #include "platform/text.hpp"
 
-#define PCRE2_CODE_UNIT_WIDTH 8
-#include <pcre2.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstddef>
-#include <cstdio>
 #include <iterator>
-#include <utility>
 
 namespace caprion {
 
@@ -59,49 +50,6 @@ constexpr std::string_view whitespacesAndNewlines[] = {
     "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
     "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"};
 
-PCRE2_SPTR units(std::string_view text) {
-  return reinterpret_cast<PCRE2_SPTR>(text.data() != nullptr ? text.data() : "");
-}
-
-void writeAll(int descriptor, std::string_view text) noexcept {
-  while (!text.empty()) {
-    const ssize_t count = ::write(descriptor, text.data(), text.size());
-    if (count > 0) {
-      text.remove_prefix(static_cast<std::size_t>(count));
-    } else if (count < 0 && errno == EAGAIN) {
-      pollfd writable{.fd = descriptor, .events = POLLOUT, .revents = 0};
-      ::poll(&writable, 1, -1);
-    } else if (count == 0 || errno != EINTR) {
-      return;
-    }
-  }
-}
-
-/// Keeps a host whose standard output nobody reads any more from being ended for the library's writing.
-class PipeSignalBlocked {
- public:
-  PipeSignalBlocked() {
-    ::sigemptyset(&signal_);
-    ::sigaddset(&signal_, SIGPIPE);
-    sigset_t pending;
-    ::sigpending(&pending);
-    wasPending_ = ::sigismember(&pending, SIGPIPE) == 1;
-    ::pthread_sigmask(SIG_BLOCK, &signal_, &before_);
-  }
-  ~PipeSignalBlocked() {
-    const timespec now{};
-    if (!wasPending_) ::sigtimedwait(&signal_, nullptr, &now);
-    ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-  PipeSignalBlocked(const PipeSignalBlocked&) = delete;
-  PipeSignalBlocked& operator=(const PipeSignalBlocked&) = delete;
-
- private:
-  sigset_t signal_{};
-  sigset_t before_{};
-  bool wasPending_ = false;
-};
-
 /// Whether the byte is an ASCII character to be seen, as most are.
 bool isGraphic(char byte) { return byte > ' ' && byte <= '~'; }
 
@@ -137,42 +85,6 @@ std::string_view trimmed(std::string_view text) noexcept {
     text.remove_suffix(space->size());
   }
   return text;
-}
-
-std::string lowercasedASCII(std::string_view text) {
-  std::string result(text);
-  for (char& c : result) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return result;
-}
-
-std::string lowercased(std::string_view text) {
-  // PCRE2 has the letters of all scripts, for substitutions that change the case.
-  static pcre2_code* const anything = [] {
-    int error = 0;
-    PCRE2_SIZE offset = 0;
-    return pcre2_compile(units(".+"), PCRE2_ZERO_TERMINATED, PCRE2_UTF | PCRE2_UCP | PCRE2_DOTALL, &error,
-                         &offset, nullptr);
-  }();
-  std::string result(text.size() * 2 + 1, '\0');  // no letter grows more than that
-  PCRE2_SIZE length = result.size();
-  const int count = pcre2_substitute(anything, units(text), text.size(), 0, PCRE2_SUBSTITUTE_EXTENDED,
-                                     nullptr, nullptr, units("\\L$0"), PCRE2_ZERO_TERMINATED,
-                                     reinterpret_cast<PCRE2_UCHAR*>(result.data()), &length);
-  if (count < 0) return lowercasedASCII(text);
-  result.resize(length);
-  return result;
-}
-
-void printLine(std::string_view text) noexcept {
-  const PipeSignalBlocked blocked;
-  flockfile(stdout);
-  std::fflush(stdout);
-  // A standard output that doesn't block, as an event loop's may be, is waited for.
-  writeAll(STDOUT_FILENO, text);
-  writeAll(STDOUT_FILENO, "\n");
-  funlockfile(stdout);
 }
 
 }  // namespace caprion

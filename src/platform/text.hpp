@@ -14,15 +14,4 @@ std::string repairedUTF8(std::string bytes);
 /// The UTF-8 text without white space and newlines at both ends.
 std::string_view trimmed(std::string_view text) noexcept;
 
-/// The text with its letters A to Z in lower case.
-std::string lowercasedASCII(std::string_view text);
-
-/// The text with all its letters in lower case, as Unicode has them. Takes well-formed UTF-8; of any other
-/// text the letters A to Z change alone.
-std::string lowercased(std::string_view text);
-
-/// Writes the text, whatever bytes it holds, and a line feed to standard output as one piece that no other
-/// thread's output can interrupt.
-void printLine(std::string_view text) noexcept;
-
 }  // namespace caprion

@@ -1,4 +1,5 @@
-#include "platform/text.hpp"
+#include "platform/letter_case.hpp"
+#include "platform/percent_encoding.hpp"
 #include "platform/url_components.hpp"
 
 #include <caprion/url.hpp>
@@ -6,9 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
+#include <new>
 
 namespace caprion {
 
@@ -18,12 +20,7 @@ bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); 
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isOneOf(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
 
-int hexValue(char c) {
-  if (isDigit(c)) return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
+bool isHexDigit(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }
 
 // The character classes of RFC 3986, section 2 and appendix A.
 bool isUnreserved(char c) { return isAlpha(c) || isDigit(c) || isOneOf("-._~", c); }
@@ -34,7 +31,7 @@ bool mayStandInPath(char c) { return isUnreserved(c) || isSubDelim(c) || isOneOf
 bool isMadeOf(std::string_view text, std::string_view more) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '%') {
-      if (i + 2 >= text.size() || hexValue(text[i + 1]) < 0 || hexValue(text[i + 2]) < 0) return false;
+      if (i + 2 >= text.size() || !isHexDigit(text[i + 1]) || !isHexDigit(text[i + 2])) return false;
       i += 2;
     } else if (!mayStandInPath(text[i]) && !isOneOf(more, text[i])) {
       return false;
@@ -110,32 +107,7 @@ bool isAuthority(std::string_view authority) {
   return true;
 }
 
-std::string percentEncodedPath(std::string_view path) {
-  static constexpr char digits[] = "0123456789ABCDEF";
-  std::string encoded;
-  encoded.reserve(path.size());
-  for (char c : path) {
-    if (mayStandInPath(c)) {
-      encoded += c;
-    } else {
-      const auto byte = static_cast<unsigned char>(c);
-      encoded += {'%', digits[byte >> 4], digits[byte & 15]};
-    }
-  }
-  return encoded;
-}
-
-std::string percentDecoded(std::string_view text) {
-  std::string decoded;
-  decoded.reserve(text.size());
-  for (;;) {
-    const std::size_t escape = std::min(text.find('%'), text.size());
-    decoded += text.substr(0, escape);
-    if (escape == text.size()) return decoded;
-    decoded += static_cast<char>(hexValue(text[escape + 1]) * 16 + hexValue(text[escape + 2]));
-    text.remove_prefix(escape + 3);
-  }
-}
+std::string percentEncodedPath(std::string_view path) { return percentEncoded(path, mayStandInPath); }
 
 }  // namespace
 
@@ -143,6 +115,7 @@ URL URL::fileURLWithPath(std::string_view path) {
   std::string absolute;
   if (!path.starts_with('/')) {
     const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), std::free);
+    if (!folder && errno == ENOMEM) throw std::bad_alloc();
     // Without a working directory nothing can be found by a relative path, and nothing else may be found
     // instead.
     if (!folder) return URL("./" + percentEncodedPath(path));

@@ -4,29 +4,26 @@
 
 #include <caprion/query_result.hpp>
 
-#include <cerrno>
-#include <new>
 #include <utility>
 
 namespace caprion {
 
 Result<QueryResult> QueryResult::decode(std::string_view json) noexcept {
-  try {
+  return orOutOfMemory([&]() -> Result<QueryResult> {
     QueryResult result;
     const auto error = JSONDecoder().decodeArray(json, SubtitleCoding::keys, [&](const KeyedView& element) {
       if (auto subtitle = SubtitleCoding::decode(element)) result.subtitles.push_back(std::move(*subtitle));
     });
     if (error) return *error;
     return result;
-  } catch (const std::bad_alloc&) {
-    return posixError(ENOMEM);
-  }
+  });
 }
 
 Result<std::string> QueryResult::encode() const noexcept {
-  try {
+  return orOutOfMemory([&]() -> Result<std::string> {
     std::string list = "[";
     for (const auto& subtitle : subtitles) {
+      if (!subtitle) return encodingError("A record is missing");
       const auto json = subtitle->encode();
       if (!json) return json.error();
       if (list.size() > 1) list += ',';
@@ -35,9 +32,7 @@ Result<std::string> QueryResult::encode() const noexcept {
     JSONObjectWriter writer;
     writer.raw("subtitles", list + ']');
     return std::move(writer).finish();
-  } catch (const std::bad_alloc&) {
-    return posixError(ENOMEM);
-  }
+  });
 }
 
 }  // namespace caprion

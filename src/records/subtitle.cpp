@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
-#include <new>
 
 namespace caprion {
 
@@ -92,25 +91,21 @@ Subtitle::Subtitle(const Texts& texts)
 Subtitle::~Subtitle() = default;
 
 Result<std::shared_ptr<const Subtitle>> Subtitle::decode(std::string_view json) noexcept {
-  try {
+  return orOutOfMemory([&]() -> Result<std::shared_ptr<const Subtitle>> {
     const auto view = JSONDecoder().decodeValue(json, SubtitleCoding::keys);
     if (!view) return view.error();
     return SubtitleCoding::decode(*view);
-  } catch (const std::bad_alloc&) {
-    return posixError(ENOMEM);
-  }
+  });
 }
 
 Result<std::string> Subtitle::encode() const noexcept {
-  try {
+  return orOutOfMemory([&]() -> Result<std::string> {
     JSONObjectWriter writer;
     for (std::size_t key = 0; key < keyCount; ++key) {
       if (!isLink(key) || hasLink_[key - zipDownloadLinkKey]) writer.text(codingKeys[key], text(key));
     }
     return std::move(writer).finish();
-  } catch (const std::bad_alloc&) {
-    return posixError(ENOMEM);
-  }
+  });
 }
 
 std::optional<std::string> Subtitle::imdbID() const {

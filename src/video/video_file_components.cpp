@@ -6,7 +6,6 @@
 #include <caprion/video_file_components.hpp>
 
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cinttypes>
 #include <cstdio>
@@ -20,10 +19,15 @@ namespace {
 enum Key : std::size_t { titleKey, yearKey, seasonKey, episodeKey, resolutionKey };
 constexpr std::array<std::string_view, 5> codingKeys{"title", "year", "season", "episode", "resolution"};
 
-/// The markers in a name, compiled on first use and never destroyed: the host may parse names while it exits.
+/// What a word is made of, by Unicode's advice on regular expressions. PCRE2 has another idea of it.
+constexpr std::string_view inAWord = R"([\p{Alphabetic}\p{M}\p{Nd}\p{Pc}\x{200C}\x{200D}])";
+
+/// The markers in a name, compiled on first use, which is tried again after a failure, and never destroyed:
+/// the host may parse names while it exits.
 struct Markers {
   RegularExpression seasonAndEpisode{"(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})"};
-  RegularExpression resolution{R"(\b\d{3,4}p\b)"};
+  RegularExpression resolution{
+      std::string("(?<!").append(inAWord).append(R"()\d{3,4}p(?!)").append(inAWord).append(")")};
   /// Without word boundaries: any run of digits may hold a year.
   RegularExpression year{R"((?:19|20)\d{2})"};
 
@@ -98,7 +102,7 @@ std::string VideoFileComponents::searchString() const {
 }
 
 Result<VideoFileComponents> VideoFileComponents::decode(std::string_view json) noexcept {
-  try {
+  return orOutOfMemory([&]() -> Result<VideoFileComponents> {
     const auto view = JSONDecoder().decodeValue(json, codingKeys);
     if (!view) return view.error();
     if (auto error = view->notAnObject()) return *error;
@@ -115,13 +119,11 @@ Result<VideoFileComponents> VideoFileComponents::decode(std::string_view json) n
     if (!resolution) return resolution.error();
     return VideoFileComponents{std::string(*title), *year, *season, *episode,
                                std::optional<std::string>(*resolution)};
-  } catch (const std::bad_alloc&) {
-    return posixError(ENOMEM);
-  }
+  });
 }
 
 Result<std::string> VideoFileComponents::encode() const noexcept {
-  try {
+  return orOutOfMemory([&]() -> Result<std::string> {
     JSONObjectWriter writer;
     writer.text(codingKeys[titleKey], title);
     if (year) writer.integer(codingKeys[yearKey], *year);
@@ -129,9 +131,7 @@ Result<std::string> VideoFileComponents::encode() const noexcept {
     if (episode) writer.integer(codingKeys[episodeKey], *episode);
     if (resolution) writer.text(codingKeys[resolutionKey], *resolution);
     return std::move(writer).finish();
-  } catch (const std::bad_alloc&) {
-    return posixError(ENOMEM);
-  }
+  });
 }
 
 }  // namespace caprion

@@ -1,4 +1,4 @@
-#include <caprion/caprion.hpp>
+#include "video/video_hash.hpp"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <new>
+#include <memory>
 
 namespace caprion {
 
@@ -22,14 +22,21 @@ namespace {
 constexpr std::size_t blockSize = 65'536;
 using Block = std::array<unsigned char, blockSize>;
 
+int openForReading(const char* path, int flags) {
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path, flags | O_CLOEXEC);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
 /// A file that is open for reading, as long as this lives.
 class OpenFile {
  public:
   explicit OpenFile(const std::string& path) {
     // Without waiting for the other end of a pipe, and without a terminal becoming the host's own.
-    do {
-      descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
-    } while (descriptor_ < 0 && errno == EINTR);
+    descriptor_ = openForReading(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (descriptor_ < 0 && errno == EWOULDBLOCK) waitForLease(path);
   }
   ~OpenFile() {
     if (descriptor_ >= 0) ::close(descriptor_);
@@ -61,6 +68,20 @@ class OpenFile {
   }
 
  private:
+  /// Opens a file that another process holds a lease on: the system asks it to give that up, and takes it
+  /// away after a while (/proc/sys/fs/lease-break-time). What is waited for is the very file that was looked
+  /// at.
+  void waitForLease(const std::string& path) {
+    const int place = openForReading(path.c_str(), O_PATH);
+    struct stat status {};
+    if (place >= 0 && ::fstat(place, &status) == 0 && S_ISREG(status.st_mode)) {
+      std::array<char, 48> link{};
+      std::snprintf(link.data(), link.size(), "/proc/thread-self/fd/%d", place);
+      descriptor_ = openForReading(link.data(), O_RDONLY);
+    }
+    if (place >= 0) ::close(place);
+  }
+
   int descriptor_ = -1;
 };
 
@@ -77,27 +98,22 @@ std::uint64_t sumOfWords(const Block& block) {
 
 }  // namespace
 
-std::optional<VideoHash> Caprion::hashFor(const URL& url) noexcept {
-  try {
-    const std::string path = url.path();
-    if (path.find('\0') != std::string::npos) return std::nullopt;
-    const OpenFile file(path);
-    const auto size = file.size();
-    if (!size) return std::nullopt;
-    if (*size < blockSize) return VideoHash{};
+std::optional<VideoHash> videoHash(const std::string& path) {
+  if (path.find('\0') != std::string::npos) return std::nullopt;
+  const OpenFile file(path);
+  const auto size = file.size();
+  if (!size) return std::nullopt;
+  if (*size < blockSize) return VideoHash{};
 
-    Block block;
-    std::uint64_t sum = *size;
-    for (const std::uint64_t offset : {std::uint64_t{0}, *size - blockSize}) {
-      if (!file.read(block, offset)) return std::nullopt;
-      sum += sumOfWords(block);
-    }
-    std::array<char, 17> digits{};
-    std::snprintf(digits.data(), digits.size(), "%016" PRIx64, sum);
-    return VideoHash{digits.data(), *size};
-  } catch (const std::bad_alloc&) {
-    return std::nullopt;
+  const auto block = std::make_unique_for_overwrite<Block>();  // the host's thread may have little stack
+  std::uint64_t sum = *size;
+  for (const std::uint64_t offset : {std::uint64_t{0}, *size - blockSize}) {
+    if (!file.read(*block, offset)) return std::nullopt;
+    sum += sumOfWords(*block);
   }
+  std::array<char, 17> digits{};
+  std::snprintf(digits.data(), digits.size(), "%016" PRIx64, sum);
+  return VideoHash{digits.data(), *size};
 }
 
 }  // namespace caprion

@@ -1,0 +1,39 @@
+#include "platform/letter_case.hpp"
+
+#include "platform/regular_expression.hpp"
+#include "platform/text.hpp"
+
+#include <new>
+
+namespace caprion {
+
+namespace {
+
+PCRE2_SPTR units(std::string_view text) { return reinterpret_cast<PCRE2_SPTR>(text.data()); }
+
+}  // namespace
+
+std::string lowercasedASCII(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
+std::string lowercased(std::string_view text) {
+  if (text.empty() || !isValidUTF8(text)) return lowercasedASCII(text);
+  // PCRE2 has the letters of all scripts, for substitutions that change the case. Compiled on first use,
+  // which is tried again after a failure, and never destroyed.
+  static const RegularExpression& anything = *new RegularExpression("(?s).+");
+  std::string result(text.size() * 2 + 1, '\0');  // no letter grows more than that
+  PCRE2_SIZE length = result.size();
+  const int count = pcre2_substitute(
+      anything.code(), units(text), text.size(), 0, PCRE2_SUBSTITUTE_EXTENDED | PCRE2_NO_UTF_CHECK, nullptr,
+      nullptr, units("\\L$0"), PCRE2_ZERO_TERMINATED, reinterpret_cast<PCRE2_UCHAR*>(result.data()), &length);
+  if (count < 0) throw std::bad_alloc();
+  result.resize(length);
+  return result;
+}
+
+}  // namespace caprion

@@ -1,0 +1,87 @@
+#include "platform/standard_output.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace caprion::test {
+
+namespace {
+
+/// Standard output, as long as this lives: a pipe that blocks, and that nobody reads but this.
+class Pipe {
+ public:
+  Pipe() {
+    std::fflush(stdout);
+    before_ = ::dup(STDOUT_FILENO);
+    EXPECT_EQ(::pipe2(ends_.data(), O_CLOEXEC), 0);
+    ::dup2(ends_[1], STDOUT_FILENO);
+    ::close(ends_[1]);
+  }
+  ~Pipe() {
+    ::dup2(before_, STDOUT_FILENO);
+    ::close(before_);
+    ::close(ends_[0]);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  static bool isFull() {
+    pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
+    return ::poll(&output, 1, 0) == 0;
+  }
+
+  std::string read(std::size_t size) const {
+    std::string text(size, '\0');
+    std::size_t done = 0;
+    for (ssize_t count = 1; done < size && count > 0; done += static_cast<std::size_t>(count)) {
+      count = ::read(ends_[0], text.data() + done, size - done);
+    }
+    return text;
+  }
+
+ private:
+  int before_;
+  std::array<int, 2> ends_{};
+};
+
+}  // namespace
+
+TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
+  constexpr std::size_t size = 1 << 20;
+  std::string printed, expected = "printed before\n";
+  {
+    const Pipe output;
+    std::fputs("printed ", stdout);
+    printLine("before");
+    std::vector<std::thread> threads;
+    for (const char letter : {'a', 'b', 'c'}) {
+      threads.emplace_back([letter] { printLine(std::string(size, letter)); });
+    }
+    while (!Pipe::isFull()) std::this_thread::yield();
+    ::flockfile(stdout);  // which nobody may hold who waits for the reader
+    ::funlockfile(stdout);
+    printed = output.read(expected.size() + threads.size() * (size + 1));
+    for (std::thread& thread : threads) thread.join();
+  }
+  for (std::size_t at = expected.size(); at < printed.size(); at += size + 1) {
+    expected.append(size, printed[at]).append("\n");
+  }
+  EXPECT_TRUE(printed == expected);
+}
+
+TEST(StandardOutput, WithoutAReaderALineIsGivenUp) {
+  const Pipe output;
+  std::thread other([] { printLine(std::string(1 << 20, 'a')); });
+  printLine(std::string(1 << 20, 'b'));
+  other.join();
+}
+
+}  // namespace caprion::test
