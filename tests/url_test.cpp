@@ -16,6 +16,7 @@ TEST(URL, AcceptsAndTakesApart) {
            Case{"https://dl.example.org/a%20b/c", "https", "dl.example.org", "/a b/c"},
            Case{"HTTP://user:pw@EXAMPLE.org:8080?q=/#f", "http", "example.org", ""},
            Case{"http://[2001:db8::1]:80/x", "http", "[2001:db8::1]", "/x"},
+           Case{"http://host#f", "http", "host", ""},
            Case{"mailto:someone@example.org", "mailto", "", "someone@example.org"},
            Case{"file:///etc/passwd", "file", "", "/etc/passwd"},
            Case{"a/b:c", "", "", "a/b:c"},
