@@ -159,14 +159,14 @@ void search(Reports& reports, std::chrono::milliseconds timeout) {
 }
 
 void download(Reports& reports, const Row& row) {
-  LatestTask latest;
+  DownloadSlot slot;
   const auto requestFor = [&](URL url) {
     auto request = serviceRequest(std::move(url));
     request.timeoutInterval = row.timeout;
     return request;
   };
   const auto subtitle = Subtitle::decode(recordFor(row.changes)).value();
-  downloadSubtitle(*subtitle, URLSession::shared(), latest, requestFor,
+  downloadSubtitle(*subtitle, URLSession::shared(), slot, requestFor,
                    [&](const auto& report) { reports.push_back(line(report)); });
 }
 
@@ -509,6 +509,8 @@ TEST(Faults, OfTheArchive) {
       unpacked("gigabytes in large files", gigabytes, moreThanAGigabyte, "archive.zip"),
       unpacked("gigabytes by the 64-bit extension", inLongForm(gigabytes), moreThanAGigabyte, "archive.zip"),
       unpacked("less than it promises", promising(1'000, goodArchive), good, one),
+      unpacked("an endless identifier", goodArchive, posix(ENAMETOOLONG), "",
+               {{"IDSubtitle", '"' + std::string(256, 'x') + '"'}}),
       unpacked("more than any file", made([](auto& z) { z.addZeros("film.srt", std::uint64_t{1} << 30); }),
                posix(EFBIG)),
   });
