@@ -20,6 +20,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 extern "C" {
 #include <sys/pidfd.h>  // of glibc 2.36, which has forgotten that it may be C++
@@ -57,19 +58,22 @@ class Child {
   /// Whether it has exited, by the end of the time. It is reaped then, unless the host has done so or ignores
   /// its children.
   bool exits(std::chrono::milliseconds within) {
-    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};
-    const bool waits = descriptor_ >= 0 && ::poll(&exited, 1, static_cast<int>(within.count())) >= 0;
+    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};  // one of -1 is passed over
+    if (::poll(&exited, 1, static_cast<int>(within.count())) < 0 && errno != EINTR) {
+      std::this_thread::sleep_for(within);
+    }
+    const auto [kind, number] =
+        descriptor_ < 0 ? std::pair(P_PID, process_) : std::pair(P_PIDFD, descriptor_);
     siginfo_t end{};
-    const int failed = descriptor_ < 0
-                           ? ::waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOHANG)
-                           : ::waitid(P_PIDFD, static_cast<id_t>(descriptor_), &end, WEXITED | WNOHANG);
+    int failed = 0;
+    do {
+      failed = ::waitid(kind, static_cast<id_t>(number), &end, WEXITED | WNOHANG);
+    } while (failed != 0 && errno == EINTR);
     if (failed == 0 && end.si_pid != 0) {
       status_ = end.si_code == CLD_EXITED ? end.si_status : 128 + end.si_status;
       return true;
     }
-    if ((failed != 0 && errno == ECHILD) || exited.revents != 0) return true;
-    if (!waits) std::this_thread::sleep_for(within);
-    return false;
+    return exited.revents != 0 || (failed != 0 && errno == ECHILD);
   }
 
   /// As of Process::run(), once it has exited.
