@@ -30,12 +30,13 @@ namespace caprion {
 
 namespace {
 
-/// Lowers a limit of a process that has just been started; returns 0 or an errno.
+/// Lowers a limit of a process that has just been started; returns 0 or an errno. At the hard limit on its
+/// time there would be SIGKILL, which doesn't say why.
 int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   rlimit limit{};
   if (::prlimit(process, resource, nullptr, &limit) != 0) return errno;
   limit.rlim_cur = std::min(limit.rlim_cur, value);
-  limit.rlim_max = std::min(limit.rlim_max, value);
+  limit.rlim_max = std::min(limit.rlim_max, value + 1);
   return ::prlimit(process, resource, &limit, nullptr) == 0 ? 0 : errno;
 }
 
