@@ -41,6 +41,17 @@ int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   return ::prlimit(process, resource, &limit, nullptr) == 0 ? 0 : errno;
 }
 
+/// A number that the system tells in a file of its own, behind a word; 0 when it doesn't.
+std::uint64_t numberFromSystem(const char* file, const char* word, int base) {
+  std::array<char, 512> text{};
+  const int descriptor = ::open(file, O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return 0;
+  const ssize_t size = ::read(descriptor, text.data(), text.size() - 1);
+  ::close(descriptor);
+  const char* const found = size < 0 ? nullptr : std::strstr(text.data(), word);
+  return found == nullptr ? 0 : std::strtoull(found + std::strlen(word), nullptr, base);
+}
+
 /// A child that has been started. The descriptor is its own, proof against the number going to another child
 /// meanwhile; -1 where the system has none.
 class Child {
@@ -81,17 +92,11 @@ class Child {
   /// As of Process::run(), once it has exited.
   std::optional<int> status() const { return status_; }
 
-  /// How many bytes it has written so far, of which the system keeps count.
+  /// How many bytes it has written so far.
   std::uint64_t written() const {
-    std::array<char, 32> path{};  // no text that may find no memory, with a child that runs on
-    std::array<char, 512> text{};
-    std::snprintf(path.data(), path.size(), "/proc/%d/io", static_cast<int>(process_));
-    const int file = ::open(path.data(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) return 0;
-    const ssize_t size = ::read(file, text.data(), text.size() - 1);
-    ::close(file);
-    const char* const count = size < 0 ? nullptr : std::strstr(text.data(), "wchar: ");
-    return count == nullptr ? 0 : std::strtoull(count + 7, nullptr, 10);
+    std::array<char, 32> file{};  // no text that may find no memory, with a child that runs on
+    std::snprintf(file.data(), file.size(), "/proc/%d/io", static_cast<int>(process_));
+    return numberFromSystem(file.data(), "wchar: ", 10);
   }
 
  private:
@@ -136,8 +141,8 @@ class SpawnSettings {
   posix_spawn_file_actions_t actions_{};
 };
 
-/// Starts the program; returns 0 or an errno. The umask that it inherits lets the user at what it makes, and
-/// nobody else. The host's is left alone: a thread can have one of its own.
+/// Starts the program; returns 0 or an errno. A umask that would keep the user from what the program makes is
+/// the host's, and left alone: a thread can have one of its own.
 int start(const Process& program, pid_t* process) {
   // The arguments and the environment are not changed, for all that the signature says.
   std::vector<char*> argv{const_cast<char*>(program.executable.c_str())};
@@ -151,10 +156,13 @@ int start(const Process& program, pid_t* process) {
     error = ::posix_spawn(process, program.executable.c_str(), settings.actions(), settings.attributes(),
                           argv.data(), environment);
   };
-  auto thread = startThread("caprion", [&] {
-    if (::unshare(CLONE_FS) == 0) ::umask(S_IRWXG | S_IRWXO);
-    spawn();
-  });
+  std::optional<std::thread> thread;
+  if ((numberFromSystem("/proc/thread-self/status", "Umask:", 8) & S_IRWXU) != 0) {
+    thread = startThread("caprion", [&] {
+      if (::unshare(CLONE_FS) == 0) ::umask(S_IRWXG | S_IRWXO);
+      spawn();
+    });
+  }
   thread ? thread->join() : spawn();
   return error;
 }
