@@ -235,16 +235,29 @@ TEST_F(CFace, LetsGoOfADownloadThatReportsNothing) {
   service().setHandler([](const auto& request) {
     return Answer{.fault = request.host == "held.test" ? Fault::hang : Fault::none};
   });
-  const auto requests = service().requests().size();
-  const auto reports = std::make_shared<Reports>();
-  std::thread caller([&] {
-    download(recordFor({{"ZipDownloadLink", R"("http://held.test/")"}}))(new Context(reports));
-  });
-  ASSERT_TRUE(service().waitForRequests(requests + 1));
-  download(recordFor({}))(new Context(std::make_shared<Reports>()));
-  caller.join();
-  EXPECT_EQ(reports->lines, std::vector<std::string>());
-  EXPECT_EQ(reports->released.get_future().wait_for(std::chrono::seconds(0)), std::future_status::ready);
+  caprion_downloader* const downloader = caprion_downloader_new();
+  const std::string held = recordFor({{"ZipDownloadLink", R"("http://held.test/")"}});
+  caprion_subtitle* const record = caprion_subtitle_new_from_json(held.c_str(), nullptr);
+  for (const bool isCancelled : {false, true}) {
+    const auto requests = service().requests().size();
+    const auto reports = std::make_shared<Reports>();
+    std::thread caller([&] {
+      auto* const context = new Context(reports);
+      if (!isCancelled) return download(held)(context);
+      caprion_downloader_download(downloader, record, takeFile, context, release);
+    });
+    ASSERT_TRUE(service().waitForRequests(requests + 1));
+    if (isCancelled) {
+      caprion_downloader_cancel(downloader);
+    } else {
+      download(recordFor({}))(new Context(std::make_shared<Reports>()));
+    }
+    caller.join();
+    EXPECT_EQ(reports->lines, std::vector<std::string>());
+    EXPECT_EQ(reports->released.get_future().wait_for(std::chrono::seconds(0)), std::future_status::ready);
+  }
+  caprion_subtitle_free(record);
+  caprion_downloader_free(downloader);
 }
 
 TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {

@@ -1,29 +1,25 @@
 #include "client/search.hpp"
 #include "client/search_request.hpp"
-#include "download/archive_download.hpp"
-#include "network/url_session.hpp"
-#include "platform/error.hpp"
-#include "platform/thread.hpp"
 #include "video/video_hash.hpp"
 
 #include <caprion/caprion.hpp>
 
-#include <cerrno>
 #include <new>
 #include <utility>
 
 namespace caprion {
 
-/// What the client holds: the session, and the latest task of each kind.
 struct Caprion::Impl {
-  URLSession& urlSession = URLSession::shared();
-  LatestTask downloadTask;
+  Downloader downloader;
 };
 
 Caprion& Caprion::shared() noexcept {
   static auto* const client = new Caprion;
   return *client;
 }
+
+/// Makes it when the library is loaded, by which time there is memory.
+[[gnu::constructor]] static void makeShared() { Caprion::shared(); }
 
 Caprion::Caprion() : impl_(std::make_unique<Impl>()) {}
 Caprion::~Caprion() = default;
@@ -44,12 +40,7 @@ std::optional<VideoHash> Caprion::hashFor(const URL& url) noexcept {
 }
 
 void Caprion::download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept {
-  const DownloadCompletion report = completion ? completion : [](const auto&) {};
-  try {
-    downloadSubtitle(subtitle, impl_->urlSession, impl_->downloadTask, serviceRequest, report);
-  } catch (const std::bad_alloc&) {
-    report(posixError(ENOMEM));
-  }
+  impl_->downloader.download(subtitle, completion);
 }
 
 }  // namespace caprion

@@ -49,8 +49,8 @@ StartedSearch startFindingSubtitles(std::string_view matching, std::string_view 
 }
 
 CaprionHelper& CaprionHelper::shared() noexcept {
-  static auto* const helper = new CaprionHelper;
-  return *helper;
+  static constinit CaprionHelper helper;
+  return helper;
 }
 
 void CaprionHelper::findSubtitles(const URL& videoFile, std::string_view language,

@@ -57,11 +57,6 @@ std::shared_ptr<URLSessionTask> LatestTask::exchange(std::shared_ptr<URLSessionT
   return std::exchange(task_, std::move(task));
 }
 
-bool LatestTask::is(const std::shared_ptr<URLSessionTask>& task) const {
-  const Lock lock(latestTasks);
-  return task_ == task;
-}
-
 void LatestTask::cancel() noexcept {
   std::shared_ptr<URLSessionTask> task;
   {

@@ -41,9 +41,6 @@ class LatestTask {
   /// Makes this the latest task; returns the one before.
   std::shared_ptr<URLSessionTask> exchange(std::shared_ptr<URLSessionTask> task);
 
-  /// Whether this is the latest task.
-  bool is(const std::shared_ptr<URLSessionTask>& task) const;
-
   /// Cancels the latest task, if there is one.
   void cancel() noexcept;
 
