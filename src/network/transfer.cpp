@@ -2,8 +2,6 @@
 
 #include "network/transport_error.hpp"
 #include "platform/error.hpp"
-#include "platform/letter_case.hpp"
-#include "platform/text.hpp"
 
 #include <algorithm>
 #include <cstdlib>
@@ -16,8 +14,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Of all heads of an exchange and of the trailers, in bytes.
-constexpr std::size_t headSizeLimit = std::size_t{256} << 10;
 /// How much may wait to be decoded before libcurl is to bring no more.
 constexpr std::size_t pendingLimit = std::size_t{128} << 10;
 /// How much of a redirect's body is read, and how long, so that the connection can be kept.
@@ -36,15 +32,10 @@ void set(CURL* easy, CURLoption option, Value value) {
   if (curl_easy_setopt(easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
-bool isRedirect(int statusCode) {
-  return statusCode == 301 || statusCode == 302 || statusCode == 303 || statusCode == 307 ||
-         statusCode == 308;
-}
-
 /// Whether memory is to be had. libcurl tells the end of the memory and a line of a head that is too long for
 /// it by the same code.
 bool hasMemory() {
-  void* const some = std::malloc(headSizeLimit);
+  void* const some = std::malloc(pendingLimit);
   std::free(some);
   return some != nullptr;
 }
@@ -52,7 +43,7 @@ bool hasMemory() {
 }  // namespace
 
 Transfer::Transfer(SessionTask& task, const TransportSettings& settings, ConnectionSockets& sockets)
-    : task_(task), sockets_(sockets), easy_(curl_easy_init()) {
+    : task_(task), sockets_(sockets), easy_(curl_easy_init()), head_(easy_.get()) {
   CURL* easy = easy_.get();
   if (easy == nullptr) throw std::bad_alloc();
   const auto addField = [&](const std::string& field) {
@@ -157,51 +148,23 @@ std::size_t Transfer::receiveLine(char* bytes, std::size_t one, std::size_t coun
   return transfer.failure_ ? 0 : one * count;
 }
 
-/// Takes a line of a head, with its end, or of the trailers.
+/// Takes a line of a head or of the trailers.
 std::optional<Error> Transfer::readLine(std::string_view line) {
-  headSize_ += line.size();
-  if (headSize_ > headSizeLimit)
-    return urlError(url_error::dataLengthExceedsMaximum, "The head of the answer is too large");
-  if (statusCode_ != 0 || !isConnected())
-    return std::nullopt;  // a trailer, or what a proxy says of its tunnel
-  if (line.starts_with("HTTP/")) {
-    head_ = {};
-  } else if (line == "\r\n" || line == "\n") {
-    return endHead();
-  } else if (const std::size_t colon = line.find(':'); colon != std::string_view::npos) {
-    const std::string name = lowercasedASCII(line.substr(0, colon));
-    const std::string_view value = trimmed(line.substr(colon + 1));
-    if (name == "content-encoding") {
-      head_.isDecodable = head_.isDecodable && head_.encodings.add(value);
-    } else if (name == "transfer-encoding") {
-      const std::string coding = lowercasedASCII(value);
-      head_.isDecodable =
-          head_.isDecodable && (coding == "chunked" || coding == "identity" || coding.empty());
-    } else if (name == "location" && !head_.location) {
-      head_.location = value;
-    }
-  }
-  return std::nullopt;
-}
-
-std::optional<Error> Transfer::endHead() {
-  long statusCode = 0;
-  curl_easy_getinfo(easy(), CURLINFO_RESPONSE_CODE, &statusCode);
-  if (statusCode < 200 && statusCode != 101) return std::nullopt;  // another head follows
-  statusCode_ = static_cast<int>(statusCode);
-  head_.isOver = true;
+  const bool wasOver = head_.isOver();
+  if (auto error = head_.add(line)) return error;
+  if (wasOver || !head_.isOver()) return std::nullopt;
   lastProgress_ = std::chrono::steady_clock::now();
-  if (isRedirect(statusCode_) && !head_.location.value_or("").empty()) {
-    redirect_ = task_.url.resolved(*head_.location);
+  if (head_.redirect()) {
+    redirect_ = task_.url.resolved(*head_.redirect());
     return std::nullopt;
   }
   curl_off_t announced = 0;
   curl_easy_getinfo(easy(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &announced);
   if (announced > static_cast<curl_off_t>(task_.sizeLimit()))
     return urlError(url_error::dataLengthExceedsMaximum);
-  if (!head_.isDecodable)
+  if (!head_.isDecodable())
     return urlError(url_error::cannotDecodeContentData, "The answer's encodings are not known, or too many");
-  decoding_.emplace(head_.encodings.encoding());
+  decoding_.emplace(head_.encoding());
   return std::nullopt;
 }
 
@@ -259,7 +222,7 @@ bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
 
 std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
   Outcome outcome;
-  outcome.statusCode = statusCode_;
+  outcome.statusCode = head_.statusCode();
   if (redirect_) {
     // Decided by the head; what becomes of the rest doesn't matter.
     if (!result_ && std::chrono::steady_clock::now() < *deadline()) return std::nullopt;
@@ -272,7 +235,7 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
     outcome.needsFreshConnection = true;
   } else if (*result_ != CURLE_OK) {
     outcome.error = failure(*result_);
-  } else if (!head_.isOver) {  // which to libcurl is an answer without a body
+  } else if (!head_.isOver()) {  // which to libcurl is an answer without a body
     outcome.error = urlError(url_error::networkConnectionLost);
   } else if (!pending_.empty() || decoding_->hasOutputLeft()) {
     return std::nullopt;
@@ -283,7 +246,7 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
 }
 
 Error Transfer::failure(CURLcode result) const {
-  if (result == CURLE_OUT_OF_MEMORY && isConnected() && !head_.isOver && hasMemory())
+  if (result == CURLE_OUT_OF_MEMORY && isConnected() && !head_.isOver() && hasMemory())
     return urlError(url_error::dataLengthExceedsMaximum, "A line in the head of the answer is too long");
   return transportError(result, easy(), message_.data());
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "network/answer_head.hpp"
 #include "network/connection_sockets.hpp"
 #include "network/content_decoding.hpp"
 #include "network/session_task.hpp"
@@ -73,34 +74,8 @@ class Transfer {
   static int watchProxy(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept;
 
   std::optional<Error> readLine(std::string_view line);
-  std::optional<Error> endHead();
   bool isConnected() const noexcept;
   Error failure(CURLcode result) const;
-
-  struct Head {
-    bool isOver = false;
-    ContentEncodings encodings;
-    bool isDecodable = true;
-    std::optional<std::string> location;
-  };
-
-  SessionTask& task_;
-  const ConnectionSockets& sockets_;
-  std::size_t headSize_ = 0;  // of all heads and of the trailers
-  Head head_;                 // the latest
-  int statusCode_ = 0;        // of the answer, once its head is over
-  std::optional<std::string> redirect_;
-  std::size_t received_ = 0;
-  std::size_t decoded_ = 0;
-  std::string pending_;  // received and not yet decoded
-  bool isPaused_ = false;
-  bool isStale_ = false;
-  long proxyBytes_ = 0;  // in this turn
-  std::optional<ContentDecoding> decoding_;
-  bool wasConnected_ = false;
-  Time lastProgress_ = std::chrono::steady_clock::now();
-  std::optional<CURLcode> result_;
-  std::optional<Error> failure_;  // why this ended the transfer itself
 
   struct FreeEasy {
     void operator()(CURL* easy) const { curl_easy_cleanup(easy); }
@@ -108,9 +83,29 @@ class Transfer {
   struct FreeList {
     void operator()(curl_slist* list) const { curl_slist_free_all(list); }
   };
+
+  SessionTask& task_;
+  const ConnectionSockets& sockets_;
   std::array<char, CURL_ERROR_SIZE> message_{};
   std::unique_ptr<curl_slist, FreeList> headers_;
   std::unique_ptr<CURL, FreeEasy> easy_;
+
+  bool wasConnected_ = false;
+  bool isStale_ = false;  // the connection that was to be used
+  long proxyBytes_ = 0;   // in this turn
+  Time lastProgress_ = std::chrono::steady_clock::now();
+
+  AnswerHead head_;
+  std::optional<std::string> redirect_;  // decided on, and not yet followed
+
+  std::size_t received_ = 0;  // bytes of the body, encoded
+  std::size_t decoded_ = 0;
+  std::string pending_;  // received and not yet decoded
+  bool isPaused_ = false;
+  std::optional<ContentDecoding> decoding_;  // from the end of the head on, but for a redirect
+
+  std::optional<CURLcode> result_;
+  std::optional<Error> failure_;  // why this ended the transfer itself
 };
 
 }  // namespace caprion
