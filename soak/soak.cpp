@@ -51,6 +51,12 @@ std::string record(int number) {
 
 Answer redirect(const std::string& to) { return {.status = 302, .headers = {{"Location", to}}}; }
 
+std::string many(const std::string& lines) {
+  std::string all;
+  while (all.size() < 300'000) all += lines;
+  return all;
+}
+
 std::string archiveOf(const std::string& name) {
   ZipWriter writer;
   writer.add(name, "1\n00:00:01,000 --> 00:00:02,000\nHello\n");
@@ -76,7 +82,14 @@ Answer answerTo(const stand_in::Request& request, unsigned roll) {
       redirect(request.target),
       {.status = 503, .body = "<html>"},
       {.headers = {{"Content-Encoding", "gzip"}}, .body = body},
+      {.headers = {{"Content-Encoding", "gzip, gzip"}}, .body = body},
       {.headers = {{"Content-Length", "100000"}}, .body = body},
+      {.body = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n" + many("A: b\r\n"),
+       .fault = Fault::garbage},
+      {.body = many("HTTP/1.1 103 \r\n\r\n"), .fault = Fault::garbage},
+      {.body = body, .stray = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nstray"},
+      {302, {{"Location", "https://dl.test/"}}, std::string(1'000, 'x'), Fault::endless},
+      {302, {{"Location", "https://dl.test/"}}, std::string(1'000, 'x'), Fault::truncate},
       {.body = body.substr(0, body.size() / 2)},
       {.body = archiveOf("../film.srt")},
       {.body = archiveOf("film.txt")},
