@@ -36,7 +36,7 @@ void cancelLatestSearch() noexcept;
 /// Starts the search by a request, which may be missing, and has `receive` called once with its
 /// Result<QueryResult>: later, or at once when there is no memory for more than that.
 template <typename Receive>
-StartedSearch startSearch(Result<URLRequest> request, Receive receive) noexcept {
+StartedSearch startSearch(Result<URLRequest>&& request, Receive receive) noexcept {
   std::shared_ptr<Receive> kept;
   try {
     kept = std::make_shared<Receive>(std::move(receive));

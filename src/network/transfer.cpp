@@ -52,7 +52,8 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
     (void)headers_.release();
     headers_.reset(longer);
   };
-  for (const auto& [field, value] : task.request->headerFields) addField(field + ": " + value);
+  for (const auto& [field, value] : task.request->headerFields)
+    addField(std::string(field).append(": ").append(value));
   // libcurl isn't told of encodings, as it would undo them: several on top of one another, and without coming
   // back before it has output.
   addField("Accept-Encoding: gzip, deflate");
@@ -192,9 +193,13 @@ std::size_t Transfer::receive(char* bytes, std::size_t one, std::size_t count, v
 
 void Transfer::abandon() noexcept { failure_ = urlError(url_error::cancelled); }
 
+bool Transfer::hasMoreToDecode() const {
+  return decoding_ && (!pending_.empty() || decoding_->hasOutputLeft());
+}
+
 bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
   proxyBytes_ = 0;  // a turn is over
-  if (!decoding_ || (pending_.empty() && !decoding_->hasOutputLeft())) return false;
+  if (!hasMoreToDecode()) return false;
   const Time begin = std::chrono::steady_clock::now();
   Time now = begin;
   try {
@@ -217,7 +222,7 @@ bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
     isPaused_ = false;
     curl_easy_pause(easy(), CURLPAUSE_CONT);
   }
-  return !failure_ && (!pending_.empty() || decoding_->hasOutputLeft());
+  return !failure_ && hasMoreToDecode();
 }
 
 std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
@@ -229,16 +234,14 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
     outcome.redirect = std::exchange(redirect_, std::nullopt);
   } else if (failure_) {
     outcome.error = failure_;
-  } else if (!result_) {
+  } else if (!result_ || (*result_ == CURLE_OK && hasMoreToDecode())) {
     return std::nullopt;
   } else if (isStale_) {
     outcome.needsFreshConnection = true;
   } else if (*result_ != CURLE_OK) {
     outcome.error = failure(*result_);
-  } else if (!head_.isOver()) {  // which to libcurl is an answer without a body
+  } else if (!decoding_) {  // a head that has no end is an answer without a body to libcurl
     outcome.error = urlError(url_error::networkConnectionLost);
-  } else if (!pending_.empty() || decoding_->hasOutputLeft()) {
-    return std::nullopt;
   } else if (!decoding_->mayEnd()) {
     outcome.error = urlError(url_error::networkConnectionLost, "The encoded answer ends too early");
   }

@@ -75,6 +75,7 @@ class Transfer {
 
   std::optional<Error> readLine(std::string_view line);
   bool isConnected() const noexcept;
+  bool hasMoreToDecode() const;
   Error failure(CURLcode result) const;
 
   struct FreeEasy {

@@ -7,7 +7,7 @@ namespace caprion {
 template <typename T>
 union NeverDestroyed {
   constexpr NeverDestroyed() noexcept : value() {}
-  ~NeverDestroyed() {}
+  ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): which would destroy the value
 
   T value;
 };

@@ -18,8 +18,9 @@ std::optional<std::thread> startThread(const char* name, std::function<void()> b
 /// nor the memory for one to give.
 template <typename Work>
 void runInBackground(Work work) noexcept {
-  std::unique_ptr<Work> kept(new (std::nothrow) Work(std::move(work)));
-  if (!kept) return work(false);
+  void* const memory = ::operator new(sizeof(Work), std::nothrow);
+  if (memory == nullptr) return work(false);
+  std::unique_ptr<Work> kept(new (memory) Work(std::move(work)));
   auto thread = startThread("caprion", [kept = kept.get()] { (*std::unique_ptr<Work>(kept))(true); });
   if (!thread) return (*kept)(false);
   (void)kept.release();
