@@ -159,14 +159,14 @@ void search(Reports& reports, std::chrono::milliseconds timeout) {
 }
 
 void download(Reports& reports, const Row& row) {
-  LatestTask latest;
+  DownloadSlot slot;
   const auto requestFor = [&](URL url) {
     auto request = serviceRequest(std::move(url));
     request.timeoutInterval = row.timeout;
     return request;
   };
   const auto subtitle = Subtitle::decode(recordFor(row.changes)).value();
-  downloadSubtitle(*subtitle, URLSession::shared(), latest, requestFor,
+  downloadSubtitle(*subtitle, URLSession::shared(), slot, requestFor,
                    [&](const auto& report) { reports.push_back(line(report)); });
 }
 
@@ -268,6 +268,10 @@ void checkOperation(const Row& row, bool isSearch, const std::string& expected) 
     EXPECT_FALSE(name.starts_with(".download")) << name;
     if (std::filesystem::is_regular_file(entry.symlink_status())) {
       EXPECT_LE(entry.file_size(), (256u << 20) + 1) << name;
+      struct stat file {};
+      const bool isUsers = name == "archive.zip" || name.ends_with(".eng.srt");
+      EXPECT_TRUE(!isUsers || (::stat(entry.path().c_str(), &file) == 0 && (file.st_mode & 0600) == 0600))
+          << name;
     }
   }
   if (struct stat status{}; ::lstat(folder.c_str(), &status) == 0) {
@@ -281,6 +285,29 @@ void check(const Rows& rows) {
     if (!row.search.empty()) checkOperation(row, true, row.search);
     if (row.download != "none") checkOperation(row, false, row.download.empty() ? row.search : row.download);
   }
+}
+
+std::string littleEndian(std::uint64_t value, std::size_t size) {
+  std::string bytes;
+  for (; size > 0; --size, value >>= 8) bytes += static_cast<char>(value & 0xFF);
+  return bytes;
+}
+
+/// The archive with another size for each file in its directory.
+std::string promising(std::uint64_t size, std::string archive) {
+  for (std::size_t at = 0; (at = archive.find("PK\1\2", at)) != std::string::npos; ++at) {
+    archive.replace(at + 24, 4, littleEndian(size, 4));
+  }
+  return archive;
+}
+
+/// The archive with the end that it would have, were it too large for the ordinary one.
+std::string inLongForm(std::string archive) {
+  const std::size_t end = archive.size() - 22;
+  const std::string length = archive.substr(end + 12, 4) + std::string(4, '\0');
+  const std::string longEnd = "PK\6\6" + littleEndian(44, 36) + length + std::string(8, '\0') + "PK\6\7" +
+                              littleEndian(0, 4) + littleEndian(end, 8) + littleEndian(1, 4);
+  return archive.replace(end + 12, 4, "\xFF\xFF\xFF\xFF").insert(end, longEnd);
 }
 
 /// A gigabyte of zeros in a megabyte, as a server may compress them.
@@ -410,6 +437,10 @@ TEST(Faults, OfTheWayThere) {
 TEST(Faults, OfTheArchive) {
   const std::string whole = zip({"a.txt", "film.srt"});
   const std::string one = "archive.zip film.eng.srt";
+  const std::string gigabytes = made([](auto& z) {
+    for (int i = 0; i < 24; ++i) z.addZeros(std::to_string(i), 200u << 20);
+  });
+  const std::string moreThanAGigabyte = posix(EFBIG) + "42/archive.zip: it unpacks to more than 1 GiB";
   const std::string missing = " 0 The unzipped subtitle file doesn't exist";
   check({
       unpacked("no archive", "<html>", onlyArchive, "archive.zip"),
@@ -461,6 +492,25 @@ TEST(Faults, OfTheArchive) {
       unpacked("a fifo", made([](auto& z) { z.add("film.srt", "", {.mode = S_IFIFO | 0600}); }), good, one),
       unpacked("a device", made([](auto& z) { z.add("film.srt", "", {.mode = S_IFCHR | 0600}); }), good, one),
       unpacked("nobody may read it", made([](auto& z) { z.add("film.srt", "x", {.mode = 0}); }), good, one),
+      unpacked("nobody may change its folder", made([](auto& z) {
+                 z.addFolder("a/", 0500);
+                 z.add("a/film.srt", "x");
+               }),
+               "42/a/film.eng.srt"),
+      unpacked("a link to what nobody may read", made([](auto& z) {
+                 z.add("a/text", "x", {.mode = 0});
+                 z.addSymlink("film.srt", "a/text");
+               }),
+               good),
+      unpacked("thousands of files", made([](auto& z) {
+                 for (int i = 0; i <= 10'000; ++i) z.add(std::to_string(i), "");
+               }),
+               posix(EFBIG) + "42/archive.zip: it holds more than 10,000 files", "archive.zip"),
+      unpacked("gigabytes in large files", gigabytes, moreThanAGigabyte, "archive.zip"),
+      unpacked("gigabytes by the 64-bit extension", inLongForm(gigabytes), moreThanAGigabyte, "archive.zip"),
+      unpacked("less than it promises", promising(1'000, goodArchive), good, one),
+      unpacked("an endless identifier", goodArchive, posix(ENAMETOOLONG), "",
+               {{"IDSubtitle", '"' + std::string(256, 'x') + '"'}}),
       unpacked("more than any file", made([](auto& z) { z.addZeros("film.srt", std::uint64_t{1} << 30); }),
                posix(EFBIG)),
   });
@@ -507,6 +557,17 @@ TEST(Faults, OfTheHost) {
   const Answer encrypted{.body = made([](auto& z) { z.add("film.srt", "x", {.password = "x"}); })};
   const Answer large{
       .body = made([](auto& z) { z.add("film.srt", std::string(100'000, 'x'), {.deflate = false}); })};
+  const Answer packed{.body = made([](auto& z) { z.add("film.srt", std::string(100'000, 'x')); })};
+  const Answer nested{.body = zip({"a/b/film.srt"})};
+  const Answer closedHalf{.body = made([](auto& z) {
+                            z.addFolder("a/", 0444);
+                            z.add("a/film.srt", "x");
+                          })};
+  const std::string cutShort = posix(EFBIG) + "42/film.srt";
+  const std::string unseen = then(posix(EACCES) + "42/a/film.srt: Permission denied", notFound);
+  const std::string seenNot =
+      "directoryEnumerator error at file://42/a/film.srt:  42/a/film.srt: Permission denied";
+  const std::string unlisted = then(posix(EIO) + "42: Input/output error", notFound);
   const Answer closed{.body = made([](auto& z) {
                         z.addFolder("a/", 0);
                         z.add("a/film.srt", "x", {.mode = 0});
@@ -517,6 +578,8 @@ TEST(Faults, OfTheHost) {
       hosted("an output that is closed", "hostile", twice(noList), "", noJSON),
       hosted("no error output alone", "without error output", twice(good), twice(good)),
       hosted("unreadable folders", "plain", "", then(twice(unreadable), twice(diagnosis)), closed),
+      hosted("folders that show no more than names", "plain", "", then(twice(unseen), twice(seenNot)),
+             closedHalf),
       hosted("a terminal to ask at", "on a terminal", "", twice(onlyArchive), encrypted),
       hosted("an output that is full", "full output", twice(noList), "", noJSON),
       hosted("an output that nobody reads", "broken output", twice(noList), "", noJSON),
@@ -528,7 +591,15 @@ TEST(Faults, OfTheHost) {
       hosted("no processes", "no processes", twice(good), then(posix(EAGAIN) + unzip, good)),
       hosted("little memory", "little memory", then(posix(ENOMEM), good), ""),
       hosted("no large files", "small files", "", then(posix(EFBIG), good), large),
+      hosted("no large files once unpacked", "small files", "", then(cutShort, good), packed),
+      hosted("no large files once unpacked", "small files, ignoring its children", "", then(cutShort, good),
+             packed),
       hosted("a full disk", "full disk", "", twice(posix(ENOSPC)), large),
+      hosted("a disk that is full once unpacked", "full disk", "", twice(posix(ENOSPC) + "42/film.srt"),
+             packed),
+      hosted("a disk that is full once unpacked", "full disk, ignoring its children", "",
+             twice(posix(ENOSPC) + "42/film.srt"), packed),
+      hosted("a umask that takes all", "umask 0777", "", twice("42/a/b/film.eng.srt"), nested),
       hosted("a child of fork()", "forked", twice(posix(ECHILD)), twice(posix(ECHILD))),
       hosted("while it exits", "at exit", then(twice(good), posix(ECANCELED)),
              then(twice(good), posix(ECANCELED))),
@@ -539,6 +610,9 @@ TEST(Faults, OfTheHost) {
       refused("no files without names", SYS_openat, EOPNOTSUPP, twice(good), temporaryFile),
       refused("no safe renaming", SYS_renameat2, ENOSYS, twice(good)),
       refused("no locks", SYS_flock, ENOLCK, twice(posix(ENOLCK))),
+      refused("folders that can't be read to their end", SYS_getdents64, EIO,
+              unlisted + '\n' + posix(EEXIST) + "42/archive.zip\n" +
+                  "directoryEnumerator error at file://42:  42: Input/output error"),
       refused("a disk to be read only", SYS_mkdir, EROFS, twice(posix(EROFS))),
   };
   for (int count = 1; count < 10; ++count) {  // whatever can't be done then, it is told once
@@ -561,19 +635,40 @@ TEST(Faults, AnOrphanedUnzipKeepsItsFolder) {
   ::close(folder);
 }
 
-TEST(Faults, AnUnzipThatCrashesLeavesNoCoreFile) {
-  const TemporaryFolder root;
+TEST(Faults, AProgramIsHeldToItsLimits) {
+  struct Case {
+    std::string script;
+    std::string expected;
+    std::uint64_t writeLimit = 1'000;
+    std::chrono::seconds timeLimit = std::chrono::seconds(60);
+    bool isStopped = false;
+  };
   rlimit before{};
   ::getrlimit(RLIMIT_CORE, &before);
   const rlimit highest{before.rlim_max, before.rlim_max};
   ::setrlimit(RLIMIT_CORE, &highest);
-  // The limit is lowered while the program runs.
-  const std::string script =
-      "for i in $(seq 1000); do [ $(ulimit -c) = 0 ] && exit; sleep 0.01; done; touch " +
-      (root.path / "core").string();
-  EXPECT_FALSE((Process{.executable = "/bin/sh", .arguments = {"-c", script}, .fileSizeLimit = 0}.run()));
+  const mode_t umaskBefore = ::umask(0777);
+  // The limits are lowered while the program runs.
+  const std::string limited = "[ $(ulimit -c) = 0 ] && [ $(ulimit -t) = 60 ] && [ $(umask) = 0077 ]";
+  const auto failed = [](int error) { return posix(error) + "/bin/sh: "; };
+  for (const Case& c : {Case{"for i in $(seq 1000); do " + limited + " && exit 3; sleep 0.01; done", "3"},
+                        Case{"kill -9 $$", "137"}, Case{"sleep 600", failed(ETIMEDOUT), 1'000, {}},
+                        Case{"while :; do echo x; done", failed(EFBIG)},
+                        Case{"sleep 600", failed(ECANCELED), 1'000, std::chrono::seconds(60), true}}) {
+    std::stop_source stop;
+    if (c.isStopped) stop.request_stop();
+    const Process shell{.executable = "/bin/sh",
+                        .arguments = {"-c", c.script},
+                        .fileSizeLimit = 0,
+                        .writeLimit = c.writeLimit,
+                        .timeLimit = c.timeLimit};
+    const auto status = shell.run(stop.get_token());
+    const std::string outcome = status ? std::to_string(status->value_or(-1)) : line(status.error());
+    EXPECT_TRUE(outcome.starts_with(c.expected)) << c.script << ": " << outcome;
+    EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+  }
+  ::umask(umaskBefore);
   ::setrlimit(RLIMIT_CORE, &before);
-  EXPECT_TRUE(std::filesystem::is_empty(root.path));
 }
 
 TEST(Faults, CancelledLookUpsLeaveFewThreads) {

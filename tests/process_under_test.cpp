@@ -15,6 +15,7 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -153,7 +154,8 @@ void become(const std::string& host) {
 #endif
   // As root nothing is unreadable, and there is always one more process.
   const bool isRoot = ::geteuid() == 0;
-  if (host == "full disk") {
+  if (host.ends_with("ignoring its children")) ::signal(SIGCHLD, SIG_IGN);
+  if (host.starts_with("full disk")) {
     if (!isRoot || ::unshare(CLONE_NEWNS) != 0 ||
         ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
         ::mount("", std::getenv("TMPDIR"), "tmpfs", 0, "size=64k,mode=777") != 0) {
@@ -190,7 +192,7 @@ void become(const std::string& host) {
   } else if (host == "no processes") {
     search();  // which starts the threads
     limit(RLIMIT_NPROC, 0);
-  } else if (host == "small files") {
+  } else if (host.starts_with("small files")) {
     limit(RLIMIT_FSIZE, 10'000);
   } else if (host == "little memory") {
     std::ifstream status("/proc/self/statm");
@@ -198,6 +200,8 @@ void become(const std::string& host) {
     status >> pages;
     args.emplace_back(Param::tag, std::string(256 << 20, 'x'));
     limit(RLIMIT_AS, pages * 4096 + (300 << 20));
+  } else if (host == "umask 0777") {
+    ::umask(0777);
   } else if (host == "full output") {
     const int end = pipeStandardOutput(O_NONBLOCK);
     while (::write(STDOUT_FILENO, "x", 1) > 0) {

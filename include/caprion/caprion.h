@@ -54,6 +54,8 @@ typedef struct caprion_subtitle caprion_subtitle;
 typedef struct caprion_subtitle_list caprion_subtitle_list;
 /// Why an operation failed. Never changes.
 typedef struct caprion_error caprion_error;
+/// Downloads one subtitle at a time; for several side by side, each has one of its own.
+typedef struct caprion_downloader caprion_downloader;
 /// What the name of a video file tells about its content. Never changes.
 typedef struct caprion_components caprion_components;
 /// Of some hits those that suit a video, the best first. Never changes.
@@ -111,6 +113,27 @@ CAPRION_EXPORT void caprion_helper_download_subtitle_file(caprion_helper* helper
 /// Cancels the search started last, by whichever facade object, if it is still running; it then reports the
 /// error -999 of CAPRION_URL_ERROR_DOMAIN. Returns at once, and may be called from a completion.
 CAPRION_EXPORT void caprion_query_task_cancel(void);
+
+// ---- Downloads side by side ----
+
+/// A downloader. The caller's, to free; NULL when the memory runs out.
+CAPRION_EXPORT caprion_downloader* caprion_downloader_new(void);
+
+/// Frees a downloader once its calls have returned, or in a completion of its own, which cancels the download
+/// under way.
+CAPRION_EXPORT void caprion_downloader_free(caprion_downloader* downloader);
+
+/// Downloads the subtitle file of a record just as caprion_helper_download_subtitle_file does, but only a
+/// newer download by the same downloader makes it give way.
+CAPRION_EXPORT void caprion_downloader_download(caprion_downloader* downloader,
+                                                const caprion_subtitle* subtitle,
+                                                caprion_download_completion completion, void* context,
+                                                caprion_context_release release);
+
+/// Ends the download under way, if there is one: it reports nothing from now on, but for a report that is
+/// being made at this moment, and its call returns at once. Returns at once, and may be called from a
+/// completion.
+CAPRION_EXPORT void caprion_downloader_cancel(caprion_downloader* downloader);
 
 // ---- Lists ----
 

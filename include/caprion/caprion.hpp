@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/bundle.hpp>
+#include <caprion/downloader.hpp>
 #include <caprion/error.hpp>
 #include <caprion/export.h>
 #include <caprion/query_result.hpp>
@@ -34,7 +35,7 @@ class CAPRION_EXPORT Caprion {
   /// Receives the hits of a search, or an error.
   using QueryCompletion = std::function<void(Result<QueryResult>)>;
   /// Receives where the subtitle file lies, or an error.
-  using DownloadCompletion = std::function<void(Result<URL>)>;
+  using DownloadCompletion = Downloader::Completion;
 
   /// The one client, made on first use and never destroyed.
   static Caprion& shared() noexcept;
@@ -49,15 +50,8 @@ class CAPRION_EXPORT Caprion {
   /// NSURLErrorDomain. Earlier searches go on.
   void cancelQueryTask() noexcept;
 
-  /// Downloads the record's archive, unpacks it, and reports where the subtitle file lies: in the cache
-  /// folder TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID, under the name STEM.LANGUAGE.FORMAT. The folder is
-  /// emptied at the start and left as it is at the end. The temporary folder is $TMPDIR, or else one of the
-  /// user's own; the application name is what Bundle::main() holds as "CFBundleName", or else "Caprion".
-  ///
-  /// Blocks the calling thread for as long as all this takes. All reports are made before it returns: those
-  /// on the transfer on a background thread, the others on the calling thread. There is one report, with two
-  /// exceptions. A download whose transfer is cancelled, because another download was started meanwhile,
-  /// reports nothing. And each error on walking the unpacked files is a report of its own, before the last.
+  /// Downloads the record's subtitle file, as Downloader::download tells: this client has one Downloader, so
+  /// a newer download replaces the one under way. Blocks the calling thread.
   void download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept;
 
   /// The movie hash and the size of a local file. Reads at most 128 KiB, on the calling thread. Absent when

@@ -1,6 +1,5 @@
 #include "client/search_answer.hpp"
 #include "client/search_request.hpp"
-#include "download/archive_download.hpp"
 #include "network/url_session.hpp"
 #include "platform/error.hpp"
 #include "platform/thread.hpp"
@@ -13,11 +12,11 @@
 
 namespace caprion {
 
-/// What the client holds: the session, and the latest task of each kind.
+/// What the client holds: the session, the latest search and the downloads.
 struct Caprion::Impl {
   URLSession& urlSession = URLSession::shared();
   LatestTask queryTask;
-  LatestTask downloadTask;
+  Downloader downloader;
 };
 
 Caprion& Caprion::shared() noexcept {
@@ -48,12 +47,7 @@ void Caprion::query(const std::vector<Arg>& args, QueryCompletion result) noexce
 void Caprion::cancelQueryTask() noexcept { impl_->queryTask.cancel(); }
 
 void Caprion::download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept {
-  const DownloadCompletion report = completion ? completion : [](const auto&) {};
-  try {
-    downloadSubtitle(subtitle, impl_->urlSession, impl_->downloadTask, serviceRequest, report);
-  } catch (const std::bad_alloc&) {
-    report(posixError(ENOMEM));
-  }
+  impl_->downloader.download(subtitle, completion);
 }
 
 }  // namespace caprion

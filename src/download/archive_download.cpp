@@ -2,14 +2,16 @@
 
 #include "download/archive_extraction.hpp"
 #include "download/cache_folder.hpp"
-#include "network/transport_error.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
 
 #include <caprion/bundle.hpp>
 
+#include <pthread.h>
+
 #include <future>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <utility>
 #include <variant>
@@ -46,11 +48,43 @@ class EndOfTask {
   const std::shared_future<bool> completed_;
 };
 
+/// Guards all slots. Held across a fork, so that a child finds it free.
+std::mutex& slotsMutex() {
+  static auto* const mutex = [] {
+    static auto* const made = new std::mutex;
+    const auto unlock = [] { made->unlock(); };
+    ::pthread_atfork([] { made->lock(); }, unlock, unlock);
+    return made;
+  }();
+  return *mutex;
+}
+
 }  // namespace
 
-void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask& latestTask,
+std::stop_token DownloadSlot::take() {
+  std::stop_source other;
+  const std::stop_token token = other.get_token();
+  {
+    const std::lock_guard lock(slotsMutex());
+    current_.swap(other);
+  }
+  other.request_stop();
+  return token;
+}
+
+void DownloadSlot::stop() noexcept {
+  std::stop_source current(std::nostopstate);
+  {
+    const std::lock_guard lock(slotsMutex());
+    current = current_;
+  }
+  current.request_stop();
+}
+
+void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlot& slot,
                       const std::function<URLRequest(URL)>& requestFor,
-                      const std::function<void(Result<URL>)>& completion) {
+                      const std::function<void(Result<URL>)>& completion,
+                      std::chrono::milliseconds longestWait) {
   const auto link = subtitle.zipDownloadLink();
   if (!link) return completion(libraryError("No zip download link available"));
   const auto url = URL::fromString(*link);
@@ -59,6 +93,14 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
   CacheFolder folder(applicationName(), subtitle.subtitleID());
   if (const auto error = folder.create()) return completion(*error);
   const std::string archive = folder.path() + "/archive.zip";
+
+  // The download before gives way now, as it may hold the lock that this one waits for.
+  const std::stop_token stop = slot.take();
+  const auto report = [&](const Result<URL>& outcome) {
+    if (!stop.stop_requested()) completion(outcome);
+  };
+  if (const auto error = folder.lock(stop, longestWait)) return report(*error);
+  folder.empty();
 
   const auto promise = std::make_shared<std::promise<bool>>();
   const std::shared_future<bool> stored = promise->get_future().share();
@@ -71,27 +113,20 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, LatestTask&
         } else if (!error) {
           error = moveItem(file->path(), archive);
         }
-        // A task may be cancelled before this download has the lock; any other end comes while it is held. It
-        // is let go of first, as the host may start this download anew from within the report.
-        if (error && error->code() != url_error::cancelled) {
-          folder.unlock();
-          completion(*error);
+        if (error) {
+          folder.unlock();  // first, as the host may start this download anew from within the report
+          report(*error);
         }
         promise->set_value(!error);
       });
   const EndOfTask end(*task, stored);
-
-  // The download before gives way now, as it may hold the lock that this one waits for.
-  if (const auto previous = latestTask.exchange(task)) previous->cancel();
-  if (const auto error = folder.lock()) return completion(*error);
-  if (!latestTask.is(task)) return;  // this one has given way itself, and what is in the folder isn't its own
-  folder.empty();
+  const std::stop_callback cancelled(stop, [&] { task->cancel(); });
   task->resume();
   if (!stored.get()) return;
 
-  const auto reports = extractSubtitle(subtitle, folder, archive);
+  const auto reports = extractSubtitle(subtitle, folder, archive, stop);
   folder.unlock();
-  for (const auto& report : reports) completion(report);
+  for (const auto& each : reports) report(each);
 }
 
 }  // namespace caprion

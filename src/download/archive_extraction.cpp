@@ -1,11 +1,18 @@
 #include "download/archive_extraction.hpp"
 
+#include "download/zip_directory.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
 #include "platform/process.hpp"
 #include "platform/text.hpp"
 
+#include <sys/resource.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string_view>
@@ -16,6 +23,14 @@ namespace {
 
 /// How far a single entry may inflate. It ends one byte later, which tells.
 constexpr std::uint64_t entrySizeLimit = std::uint64_t{256} << 20;
+/// The same of all entries, how many there may be, and how long unpacking them may take.
+constexpr std::uint64_t sizeLimit = std::uint64_t{1} << 30;
+constexpr std::size_t entryLimit = 10'000;
+constexpr std::chrono::seconds timeLimit(15);
+
+constexpr const char* unzipPath = "/usr/bin/unzip";
+/// Its exit status for a file that it couldn't write, or couldn't make.
+constexpr int unzipCannotWrite = 50;
 
 std::string_view lastComponent(std::string_view path) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
@@ -53,17 +68,60 @@ std::string renamed(const std::string& path, const Subtitle& subtitle) {
   return stem + '.' + extensionFrom(subtitle.subLanguageID()) + '.' + extensionFrom(subtitle.subFormat());
 }
 
+/// Why an archive is not worth a try: it promises more than is ever unpacked.
+std::optional<Error> promisesTooMuch(const std::string& archive) {
+  std::size_t entries = 0;
+  std::uint64_t total = 0;
+  readZipDirectory(archive, [&](std::string_view, std::uint64_t size) {
+    total += std::min(size, sizeLimit + 1);
+    return ++entries <= entryLimit && total <= sizeLimit;
+  });
+  if (entries > entryLimit) return fileError(EFBIG, archive, "it holds more than 10,000 files");
+  if (total > sizeLimit) return fileError(EFBIG, archive, "it unpacks to more than 1 GiB");
+  return std::nullopt;
+}
+
+/// Why the file at a way from the folder is not all that the archive holds, as far as writing has failed;
+/// `status` is unzip's.
+std::optional<Error> cutShort(const std::string& archive, const std::string& folder, const std::string& way,
+                              std::optional<int> status) {
+  const std::string path = folder + '/' + way;
+  const std::uint64_t size = fileSize(path);
+  if (size > entrySizeLimit) return fileError(EFBIG, path);
+  if (status && *status != unzipCannotWrite && *status < 128) return std::nullopt;
+
+  std::optional<std::uint64_t> promised;
+  readZipDirectory(archive, [&](std::string_view name, std::uint64_t entrySize) {
+    if (name == way) promised = entrySize;  // of two, the later replaces the earlier
+    return true;
+  });
+  const bool isWhole = promised ? size >= *promised : !status;
+  if (isWhole) return std::nullopt;
+  rlimit hosts{};
+  if (::getrlimit(RLIMIT_FSIZE, &hosts) == 0 && size >= hosts.rlim_cur) return fileError(EFBIG, path);
+  if (status == unzipCannotWrite) return fileError(ENOSPC, path);
+  if (status) return fileError(EINTR, unzipPath, "it was ended by a signal");
+  struct statvfs disk {};
+  const bool isFull = ::statvfs(path.c_str(), &disk) == 0 && disk.f_bavail * disk.f_frsize < *promised - size;
+  if (isFull) return fileError(ENOSPC, path);
+  return std::nullopt;
+}
+
 }  // namespace
 
 std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFolder& folder,
-                                         const std::string& archive) {
+                                         const std::string& archive, const std::stop_token& stop) {
+  if (const auto error = promisesTooMuch(archive)) return {*error};
   // Overwrite without asking; match names in any case (none are given); unpack into the folder.
-  const Process unzip{.executable = "/usr/bin/unzip",
+  const Process unzip{.executable = unzipPath,
                       .arguments = {"-o", "-C", archive, "-d", folder.path()},
                       .fileSizeLimit = entrySizeLimit + 1,
+                      .writeLimit = sizeLimit,
+                      .timeLimit = timeLimit,
                       // Should the host exit meanwhile, the folder stays locked until unzip is done with it.
                       .sharedDescriptor = folder.lockDescriptor()};
-  if (const auto error = unzip.run()) return {*error};
+  const auto status = unzip.run(stop);
+  if (!status) return {status.error()};
 
   std::vector<Result<URL>> reports;
   std::string names;
@@ -87,15 +145,16 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
         Error("", 0,
               {{std::string(NSLocalizedDescriptionKey), "No subtitle file found in the zip archive."},
                {std::string(NSLocalizedRecoverySuggestionErrorKey), names}}));
-  } else if (!fileExists(*chosen, folder.path())) {
+  } else if (const auto way = pathWithin(folder.path(), *chosen); !way) {
     reports.emplace_back(libraryError("The unzipped subtitle file doesn't exist"));
-  } else if (fileSize(*chosen) > entrySizeLimit) {
-    reports.emplace_back(fileError(EFBIG, *chosen));  // it is cut short
-  } else if (const std::string name = renamed(*chosen, subtitle);
-             const auto error = moveItem(*chosen, name)) {
+  } else if (const auto error = cutShort(archive, folder.path(), *way, *status)) {
     reports.emplace_back(*error);
   } else {
-    reports.emplace_back(URL::fileURLWithPath(name));
+    letUserIn(folder.path(), *way);
+    letUserIn(folder.path(), chosen->substr(folder.path().size() + 1));  // the same, but for a link
+    const std::string name = renamed(*chosen, subtitle);
+    const auto failure = moveItem(*chosen, name);
+    reports.emplace_back(failure ? Result<URL>(*failure) : Result<URL>(URL::fileURLWithPath(name)));
   }
   return reports;
 }

@@ -3,35 +3,40 @@
 #include "platform/descriptor.hpp"
 #include "platform/error.hpp"
 #include "platform/file_manager.hpp"
-#include "platform/sha256.hpp"
 
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <climits>
+#include <string>
+#include <thread>
+#include <utility>
 
 namespace caprion {
 
+namespace {
+
+/// Between two looks at a lock that somebody else holds: how late the waiting may find out that it can end.
+constexpr std::chrono::milliseconds longestPause(16);
+
+}  // namespace
+
 std::string pathComponent(std::string_view text) {
   static constexpr char digits[] = "0123456789ABCDEF";
+  if (text.empty()) return "%";  // which nothing else gives
+  const bool isDots = text == "." || text == "..";
   std::string name;
   for (const char c : text) {
     const auto byte = static_cast<unsigned char>(c);
-    const bool hides = c == '.' && name.empty();
-    // unzip takes some for wildcards.
-    const bool isSpecial = std::string_view("/%*?[]\\").find(c) != std::string_view::npos;
-    if (byte < 0x20 || byte == 0x7F || isSpecial || hides) {
+    if (byte < 0x20 || byte == 0x7F || c == '/' || c == '%' || isDots) {
       name += {'%', digits[byte >> 4], digits[byte & 15]};
     } else {
       name += c;
     }
   }
-  // Neither "%" alone nor "%#" comes out of the above.
-  if (name.empty()) return "%";
-  if (name.size() > NAME_MAX) return "%#" + sha256(text);
   return name;
 }
 
@@ -50,15 +55,26 @@ std::optional<Error> CacheFolder::create() {
   return createPrivateDirectory(path_);
 }
 
-std::optional<Error> CacheFolder::lock() {
+std::optional<Error> CacheFolder::lock(const std::stop_token& stop, std::chrono::milliseconds longest) {
+  const auto end = std::chrono::steady_clock::now() + longest;
   do {
     unlock();
     if (auto error = create()) return error;
     descriptor_ =
         pastStandardDescriptors(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (descriptor_ < 0) return fileError(errno, path_);
-    while (::flock(descriptor_, LOCK_EX) != 0) {
-      if (errno != EINTR) return fileError(errno, path_);
+    std::chrono::milliseconds pause(1);
+    while (::flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+      int error = errno;
+      const bool isHeld = error == EWOULDBLOCK || error == EINTR;
+      if (isHeld && stop.stop_requested()) error = ECANCELED;
+      if (isHeld && std::chrono::steady_clock::now() >= end) error = ETIMEDOUT;
+      if (error != EWOULDBLOCK && error != EINTR) {
+        ::close(std::exchange(descriptor_, -1));
+        return fileError(error, path_, error == ETIMEDOUT ? "another download doesn't let go of it" : "");
+      }
+      std::this_thread::sleep_for(pause);
+      pause = std::min(2 * pause, longestPause);
     }
   } while (!isStillThere());
   return std::nullopt;

@@ -2,14 +2,16 @@
 
 #include <caprion/error.hpp>
 
+#include <chrono>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <string_view>
 
 namespace caprion {
 
-/// The text as the name of one file or folder, whatever it holds: an ordinary one is its own name, and no two
-/// have the same.
+/// The text as the name of one file or folder. What can't stand in one, or would lead elsewhere, is escaped,
+/// so that no two texts have the same name; all else stays as it is. It may be longer than the system takes.
 std::string pathComponent(std::string_view text);
 
 /// The folder of one subtitle, TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID. Whoever holds its lock has it
@@ -27,7 +29,9 @@ class CacheFolder {
   std::optional<Error> create();
 
   /// Waits until nobody else holds the lock, and takes it; makes the folder, if it isn't there any more.
-  std::optional<Error> lock();
+  /// Fails with ETIMEDOUT when the lock doesn't come free, and with ECANCELED at a stop.
+  std::optional<Error> lock(const std::stop_token& stop = {},
+                            std::chrono::milliseconds longest = std::chrono::seconds(60));
 
   /// What the lock hangs on: it is held as long as anybody has this open. -1 while it isn't held.
   int lockDescriptor() const { return descriptor_; }

@@ -21,6 +21,7 @@
 
 using caprion::Caprion;
 using caprion::CaprionHelper;
+using caprion::Downloader;
 using caprion::Error;
 using caprion::orNull;
 using caprion::posixError;
@@ -34,6 +35,10 @@ struct caprion_helper {};
 
 struct caprion_error {
   Error error;
+};
+
+struct caprion_downloader {
+  Downloader downloader;
 };
 
 struct caprion_components {
@@ -168,6 +173,22 @@ CaprionHelper::SearchCompletion reportTo(const SearchReceiver& receiver) {
   };
 }
 
+/// The same of a download, for each of its reports.
+Downloader::Completion reportTo(const DownloadReceiver& receiver) {
+  return [receiver](const auto& file) {
+    std::string path;
+    std::optional<Error> failure;
+    if (!file) failure = file.error();
+    try {
+      if (file) path = file->path();
+    } catch (const std::bad_alloc&) {
+      failure = posixError(ENOMEM);
+    }
+    if (failure) return receiver.fail(*failure);
+    receiver.report(path.c_str());
+  };
+}
+
 }  // namespace
 
 caprion_helper* caprion_helper_shared() { return &sharedHelper; }
@@ -203,19 +224,30 @@ void caprion_helper_download_subtitle_file(caprion_helper* helper, const caprion
   const DownloadReceiver receiver{completion, context, release};
   receiver.run(helper != nullptr && subtitle != nullptr, [&] {
     const auto record = subtitle->record;  // the completion may free the handle
-    CaprionHelper::shared().downloadSubtitleFile(*record, [&](const auto& file, const auto& error) {
-      std::string path;
-      std::optional<Error> failure = error;
-      try {
-        if (file) path = file->path();
-      } catch (const std::bad_alloc&) {
-        failure = posixError(ENOMEM);
-      }
-      if (failure) return receiver.fail(*failure);
-      receiver.report(path.c_str());
-    });
+    Caprion::shared().download(*record, reportTo(receiver));
     receiver.letGo();
   });
+}
+
+caprion_downloader* caprion_downloader_new() {
+  return orNull([] { return new caprion_downloader; });
+}
+
+void caprion_downloader_free(caprion_downloader* downloader) { delete downloader; }
+
+void caprion_downloader_download(caprion_downloader* downloader, const caprion_subtitle* subtitle,
+                                 caprion_download_completion completion, void* context,
+                                 caprion_context_release release) {
+  const DownloadReceiver receiver{completion, context, release};
+  receiver.run(downloader != nullptr && subtitle != nullptr, [&] {
+    const auto record = subtitle->record;  // the completion may free the handle
+    downloader->downloader.download(*record, reportTo(receiver));
+    receiver.letGo();
+  });
+}
+
+void caprion_downloader_cancel(caprion_downloader* downloader) {
+  if (downloader != nullptr) downloader->downloader.cancel();
 }
 
 void caprion_query_task_cancel() { Caprion::shared().cancelQueryTask(); }

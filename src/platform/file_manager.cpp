@@ -5,13 +5,12 @@
 
 #include <caprion/url.hpp>
 
+#include <dirent.h>
 #include <fcntl.h>
-#include <fts.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -43,36 +42,67 @@ std::string cacheDirectory() {
   return std::string(found != nullptr ? found->pw_dir : "") + "/.cache";
 }
 
-struct CloseTree {
-  void operator()(FTS* tree) const { ::fts_close(tree); }
+struct CloseFolder {
+  void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-/// A walk through all that lies at a path, by which a link is a link and not what it leads to. No descriptor
-/// is kept open on the way, however deep it leads.
-class Tree {
- public:
-  explicit Tree(std::string path) : path_(std::move(path)) {
-    std::array<char*, 2> roots{path_.data(), nullptr};
-    tree_.reset(::fts_open(roots.data(), FTS_PHYSICAL | FTS_NOCHDIR, nullptr));
+/// What is in a folder, in the order of the file system, and the errno of what kept it from being read to its
+/// end.
+struct Listing {
+  std::vector<std::string> names;
+  int error = 0;
+};
+
+Listing listingOf(const std::string& folder) {
+  Listing listing;
+  const std::unique_ptr<DIR, CloseFolder> opened(::opendir(folder.c_str()));
+  while (opened) {
+    errno = 0;
+    const dirent* const entry = ::readdir(opened.get());
+    if (entry == nullptr) break;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") listing.names.emplace_back(name);
   }
-  bool isOpen() const { return tree_ != nullptr; }
-  FTSENT* next() { return isOpen() ? ::fts_read(tree_.get()) : nullptr; }
-  void skip(FTSENT* folder) { ::fts_set(tree_.get(), folder, FTS_SKIP); }
+  listing.error = errno;
+  return listing;
+}
 
- private:
-  std::string path_;
-  std::unique_ptr<FTS, CloseTree> tree_;
-};
+enum class Walk { on, past, end };
 
-void removeTree(const std::string& path, bool withRoot) {
-  Tree tree(path);
-  while (FTSENT* entry = tree.next()) {
-    if (entry->fts_info == FTS_D) {
-      ::chmod(entry->fts_path, privateMode);  // or it may not be possible to look into it
-    } else if (withRoot || entry->fts_level > FTS_ROOTLEVEL) {
-      entry->fts_info == FTS_DP ? ::rmdir(entry->fts_path) : ::unlink(entry->fts_path);
+/// Walks through all that lies at a path, by which a link is a link and not what it leads to, each folder
+/// before its content. `visit` gets the mode of each entry, and answers whether to go on, past what is below
+/// the entry, or no further. No descriptor is kept open on the way, however deep it leads.
+void walk(const std::string& root, const std::function<Walk(const std::string& path, mode_t mode)>& visit,
+          const std::function<void(const std::string& path, int error)>& failed) {
+  std::vector<std::string> ahead{root};
+  while (!ahead.empty()) {
+    const std::string path = std::move(ahead.back());
+    ahead.pop_back();
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+      failed(path, errno);
+      continue;
+    }
+    const Walk next = visit(path, status.st_mode);
+    if (next == Walk::end) return;
+    if (next == Walk::past || !S_ISDIR(status.st_mode)) continue;
+    const Listing listing = listingOf(path);
+    if (listing.error != 0) failed(path, listing.error);
+    for (auto name = listing.names.rbegin(); name != listing.names.rend(); ++name) {
+      ahead.push_back(path + '/' + *name);
     }
   }
+}
+
+void removeTree(const std::string& root, bool withRoot) {
+  std::vector<std::string> found;
+  const auto visit = [&](const std::string& path, mode_t mode) {
+    if (S_ISDIR(mode)) ::chmod(path.c_str(), privateMode);  // or it may not be possible to look into it
+    if (withRoot || path != root) found.push_back(path);
+    return Walk::on;
+  };
+  walk(root, visit, [](const auto&, int) {});
+  for (auto path = found.rbegin(); path != found.rend(); ++path) std::remove(path->c_str());
 }
 
 std::optional<std::string> realPath(const std::string& path) {
@@ -102,6 +132,7 @@ TemporaryFile::TemporaryFile(std::string folder) : folder_(std::move(folder)) {
   }
   descriptor_ = pastStandardDescriptors(descriptor_);
   error_ = errno;
+  if (descriptor_ >= 0) ::fchmod(descriptor_, privateFileMode);  // whatever the host's umask has left of it
   if (!isNamed_) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
 }
 
@@ -170,10 +201,22 @@ std::optional<Error> moveItem(const std::string& from, const std::string& to) {
   return std::nullopt;
 }
 
-bool fileExists(const std::string& path, const std::string& folder) {
+std::optional<std::string> pathWithin(const std::string& folder, const std::string& path) {
   const auto target = realPath(path);
   const auto root = realPath(folder);
-  return target && root && target->starts_with(*root + '/');
+  if (!target || !root || !target->starts_with(*root + '/')) return std::nullopt;
+  return target->substr(root->size() + 1);
+}
+
+void letUserIn(const std::string& folder, const std::string& path) {
+  for (std::size_t end = 0; end != std::string::npos;) {
+    end = path.find('/', end + 1);
+    const std::string item = folder + '/' + path.substr(0, end);
+    struct stat status {};
+    if (::stat(item.c_str(), &status) != 0) return;
+    const mode_t needed = S_ISDIR(status.st_mode) ? privateMode : privateFileMode;
+    if ((status.st_mode & needed) != needed) ::chmod(item.c_str(), (status.st_mode & 07777) | needed);
+  }
 }
 
 std::uint64_t fileSize(const std::string& path) {
@@ -183,19 +226,17 @@ std::uint64_t fileSize(const std::string& path) {
 
 void enumerate(const std::string& folder, const std::function<bool(const std::string& path)>& visit,
                const std::function<void(const std::string& path, const Error& error)>& failed) {
-  Tree tree(folder);
-  if (!tree.isOpen()) return failed(folder, fileError(errno, folder));
-  while (FTSENT* entry = tree.next()) {
-    const std::string path(entry->fts_path, entry->fts_pathlen);
-    const bool isRoot = entry->fts_level == FTS_ROOTLEVEL;
-    if (!isRoot && entry->fts_name[0] == '.') {
-      tree.skip(entry);
-    } else if (entry->fts_info == FTS_DNR || entry->fts_info == FTS_ERR) {
-      failed(path, fileError(entry->fts_errno, path));
-    } else if (!isRoot && entry->fts_info != FTS_DP && !visit(path)) {
-      return;
-    }
-  }
+  const auto isHidden = [](const std::string& path) { return path[path.rfind('/') + 1] == '.'; };
+  walk(
+      folder,
+      [&](const std::string& path, mode_t) {
+        if (path == folder) return Walk::on;
+        if (isHidden(path)) return Walk::past;
+        return visit(path) ? Walk::on : Walk::end;
+      },
+      [&](const std::string& path, int error) {
+        if (path == folder || !isHidden(path)) failed(path, fileError(error, path));
+      });
 }
 
 }  // namespace caprion

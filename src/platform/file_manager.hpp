@@ -54,8 +54,13 @@ void removeContents(const std::string& path);
 /// Gives an item another name in the same file system; never at the cost of one that has this name already.
 std::optional<Error> moveItem(const std::string& from, const std::string& to);
 
-/// Whether there is something at the path behind all symbolic links, which may not lead out of `folder`.
-bool fileExists(const std::string& path, const std::string& folder);
+/// The way from a folder to what lies at a path behind all symbolic links; absent when there is nothing, or
+/// when they lead out of the folder.
+std::optional<std::string> pathWithin(const std::string& folder, const std::string& path);
+
+/// Lets the user, as far as he owns them, read and write the item at a path from a folder, and enter and
+/// change the folders on the way to it.
+void letUserIn(const std::string& folder, const std::string& path);
 
 /// How many bytes the file at the path has, behind all symbolic links; 0 where there is none.
 std::uint64_t fileSize(const std::string& path);

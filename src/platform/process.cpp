@@ -2,17 +2,24 @@
 
 #include "platform/descriptor.hpp"
 #include "platform/error.hpp"
+#include "platform/thread.hpp"
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
 
 extern "C" {
 #include <sys/pidfd.h>  // of glibc 2.36, which has forgotten that it may be C++
@@ -31,22 +38,60 @@ int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   return ::prlimit(process, resource, &limit, nullptr) == 0 ? 0 : errno;
 }
 
-/// Waits until the child has exited, and reaps it unless the host has done so or ignores its children.
-/// `descriptor` is the process's own, proof against the number going to another child meanwhile; -1 where the
-/// system has none.
-void waitForExit(pid_t process, int descriptor) {
-  if (descriptor < 0) {
-    while (::waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+/// A child that has been started. The descriptor is its own, proof against the number going to another child
+/// meanwhile; -1 where the system has none.
+class Child {
+ public:
+  explicit Child(pid_t process)
+      : process_(process), descriptor_(pastStandardDescriptors(::pidfd_open(process, 0))) {}
+  ~Child() {
+    if (descriptor_ >= 0) ::close(descriptor_);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  void kill() {
+    descriptor_ < 0 ? ::kill(process_, SIGKILL) : ::pidfd_send_signal(descriptor_, SIGKILL, nullptr, 0);
+  }
+
+  /// Whether it has exited, by the end of the time. It is reaped then, unless the host has done so or ignores
+  /// its children.
+  bool exits(std::chrono::milliseconds within) {
+    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};
+    const bool waits = descriptor_ >= 0 && ::poll(&exited, 1, static_cast<int>(within.count())) >= 0;
+    siginfo_t end{};
+    const int failed = descriptor_ < 0
+                           ? ::waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOHANG)
+                           : ::waitid(P_PIDFD, static_cast<id_t>(descriptor_), &end, WEXITED | WNOHANG);
+    if (failed == 0 && end.si_pid != 0) {
+      status_ = end.si_code == CLD_EXITED ? end.si_status : 128 + end.si_status;
+      return true;
     }
-    return;
+    if ((failed != 0 && errno == ECHILD) || exited.revents != 0) return true;
+    if (!waits) std::this_thread::sleep_for(within);
+    return false;
   }
-  pollfd exited{.fd = descriptor, .events = POLLIN, .revents = 0};
-  while (::poll(&exited, 1, -1) < 0 && errno == EINTR) {
+
+  /// As of Process::run(), once it has exited.
+  std::optional<int> status() const { return status_; }
+
+  /// How many bytes it has written so far, of which the system keeps count.
+  std::uint64_t written() const {
+    std::array<char, 512> text{};
+    const std::string path = "/proc/" + std::to_string(process_) + "/io";
+    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (file < 0) return 0;
+    const ssize_t size = ::read(file, text.data(), text.size() - 1);
+    ::close(file);
+    const char* const count = size < 0 ? nullptr : std::strstr(text.data(), "wchar: ");
+    return count == nullptr ? 0 : std::strtoull(count + 7, nullptr, 10);
   }
-  siginfo_t status{};
-  ::waitid(P_PIDFD, static_cast<id_t>(descriptor), &status, WEXITED | WNOHANG);
-  ::close(descriptor);
-}
+
+ private:
+  const pid_t process_;
+  const int descriptor_;
+  std::optional<int> status_;
+};
 
 /// The attributes and the descriptors of a process to be spawned.
 class SpawnSettings {
@@ -84,30 +129,57 @@ class SpawnSettings {
   posix_spawn_file_actions_t actions_{};
 };
 
-}  // namespace
-
-std::optional<Error> Process::run() const {
+/// Starts the program; returns 0 or an errno. The umask that it inherits lets the user at what it makes, and
+/// nobody else. The host's is left alone: a thread can have one of its own.
+int start(const Process& program, pid_t* process) {
   // The arguments and the environment are not changed, for all that the signature says.
-  std::vector<char*> argv{const_cast<char*>(executable.c_str())};
-  for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
+  std::vector<char*> argv{const_cast<char*>(program.executable.c_str())};
+  for (const std::string& argument : program.arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
   char* environment[] = {const_cast<char*>("PATH=/usr/bin:/bin"), const_cast<char*>("LC_ALL=C.UTF-8"),
                          nullptr};
+  const SpawnSettings settings(program.sharedDescriptor);
+  int error = 0;
+  const auto spawn = [&] {
+    error = ::posix_spawn(process, program.executable.c_str(), settings.actions(), settings.attributes(),
+                          argv.data(), environment);
+  };
+  auto thread = startThread("caprion", [&] {
+    if (::unshare(CLONE_FS) == 0) ::umask(S_IRWXG | S_IRWXO);
+    spawn();
+  });
+  thread ? thread->join() : spawn();
+  return error;
+}
 
-  const SpawnSettings settings(sharedDescriptor);
+}  // namespace
+
+Result<std::optional<int>> Process::run(const std::stop_token& stop) const {
+  const auto end = std::chrono::steady_clock::now() + timeLimit;
   pid_t process = 0;
-  int error = ::posix_spawn(&process, executable.c_str(), settings.actions(), settings.attributes(),
-                            argv.data(), environment);
-  if (error != 0) return fileError(error, executable);
-  const int descriptor = pastStandardDescriptors(::pidfd_open(process, 0));
-  // It can't have written much by now. Going past the limit ends it, without a core file.
+  if (const int error = start(*this, &process); error != 0) return fileError(error, executable);
+  Child child(process);
+
+  // It can't have written much by now. Going past a limit ends it, without a core file.
   lowerLimit(process, RLIMIT_CORE, 0);
-  error = lowerLimit(process, RLIMIT_FSIZE, fileSizeLimit);
+  int error = lowerLimit(process, RLIMIT_FSIZE, fileSizeLimit);
+  if (error == 0) error = lowerLimit(process, RLIMIT_CPU, static_cast<rlim_t>(timeLimit.count()));
   if (error == ESRCH) error = 0;  // it has exited already
-  if (error != 0) ::kill(process, SIGKILL);
-  waitForExit(process, descriptor);
+  while (error == 0 && !child.exits(std::chrono::milliseconds(10))) {
+    if (stop.stop_requested()) error = ECANCELED;
+    if (std::chrono::steady_clock::now() >= end) error = ETIMEDOUT;
+    if (child.written() > writeLimit) error = EFBIG;
+  }
+  if (error != 0) {
+    child.kill();
+    while (!child.exits(std::chrono::milliseconds(10))) {
+    }
+  }
+  if (child.status() == 128 + SIGXCPU) error = ETIMEDOUT;
+  if (error == ETIMEDOUT) return fileError(error, executable, "it took too long");
+  if (error == EFBIG) return fileError(error, executable, "it wrote too much");
   if (error != 0) return fileError(error, executable);
-  return std::nullopt;
+  return child.status();
 }
 
 }  // namespace caprion

@@ -1,0 +1,101 @@
+#include "download/zip_directory.hpp"
+
+#include "platform/descriptor.hpp"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+
+namespace caprion {
+
+namespace {
+
+// Signatures, and the sizes of what stands before the texts.
+constexpr std::string_view entrySignature = "PK\1\2";
+constexpr std::string_view endSignature = "PK\5\6";
+constexpr std::size_t entryHeaderSize = 46;
+constexpr std::size_t endSize = 22;
+/// The end may have a comment behind it.
+constexpr std::uint64_t longestEnd = endSize + 0xFFFF;
+/// As much as is read of a directory.
+constexpr std::uint64_t longestDirectory = 16 << 20;
+
+// The format's 64-bit extension: an end of its own, with a pointer to it behind, and a field of an entry that
+// holds what has no place in its header.
+constexpr std::string_view longEndSignature = "PK\6\6";
+constexpr std::size_t longEndSize = 56 + 20;
+constexpr std::uint64_t longField = 1;
+constexpr std::uint64_t inLongField = 0xFFFFFFFF;
+
+std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
+  std::uint64_t value = 0;
+  while (size > 0) value = value << 8 | static_cast<unsigned char>(bytes[at + --size]);
+  return value;
+}
+
+/// The size in an entry's fields, of which each is a number, a length and that many bytes.
+std::uint64_t longSize(std::string_view fields) {
+  while (fields.size() >= 4 + 8) {
+    if (number(fields, 0, 2) == longField) return number(fields, 4, 8);
+    fields.remove_prefix(std::min<std::size_t>(fields.size(), 4 + number(fields, 2, 2)));
+  }
+  return inLongField;
+}
+
+std::string bytesAt(int file, std::uint64_t at, std::uint64_t size) {
+  std::string bytes(size, '\0');
+  const ssize_t count = ::pread(file, bytes.data(), size, static_cast<off_t>(at));
+  bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+  return bytes;
+}
+
+struct CloseFile {
+  int descriptor;
+  ~CloseFile() {
+    if (descriptor >= 0) ::close(descriptor);
+  }
+};
+
+/// The directory of an archive, which lies right before the end; empty when there is none.
+std::string directoryOf(const std::string& archive) {
+  const int file = pastStandardDescriptors(::open(archive.c_str(), O_RDONLY | O_CLOEXEC));
+  const CloseFile close{file};
+  struct stat status {};
+  if (::fstat(file, &status) != 0) return "";
+  const auto size = static_cast<std::uint64_t>(status.st_size);
+  const std::uint64_t from = size - std::min(size, longestEnd);
+  const std::string tail = bytesAt(file, from, size - from);
+  std::size_t end = tail.rfind(endSignature);
+  if (end == std::string::npos || tail.size() - end < endSize) return "";
+  std::uint64_t length = number(tail, end + 12, 4);
+  if (end >= longEndSize && tail.compare(end - longEndSize, 4, longEndSignature) == 0) {
+    end -= longEndSize;
+    length = number(tail, end + 40, 8);
+  }
+  if (length > from + end) return "";
+  return bytesAt(file, from + end - length, std::min(length, longestDirectory));
+}
+
+}  // namespace
+
+void readZipDirectory(const std::string& archive,
+                      const std::function<bool(std::string_view name, std::uint64_t size)>& visit) {
+  const std::string directory = directoryOf(archive);
+  std::string_view rest = directory;
+  while (rest.size() >= entryHeaderSize && rest.starts_with(entrySignature)) {
+    const std::size_t nameSize = number(rest, 28, 2);
+    const std::size_t fieldsSize = number(rest, 30, 2);
+    const std::size_t entrySize = entryHeaderSize + nameSize + fieldsSize + number(rest, 32, 2);
+    if (entrySize > rest.size()) return;
+    std::uint64_t size = number(rest, 24, 4);
+    if (size == inLongField) size = longSize(rest.substr(entryHeaderSize + nameSize, fieldsSize));
+    if (!visit(rest.substr(entryHeaderSize, nameSize), size)) return;
+    rest.remove_prefix(entrySize);
+  }
+}
+
+}  // namespace caprion
