@@ -4,6 +4,8 @@
 #include <boost/json/serialize.hpp>
 
 #include <atomic>
+#include <csignal>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -14,7 +16,7 @@ namespace {
 using stand_in::Answer;
 using namespace std::string_literals;
 
-const std::string command = CAPRION_COMMAND;
+const std::string command = "env LC_ALL=C " CAPRION_COMMAND;
 
 /// The lines of a JSON output; a line that isn't an object fails the test.
 std::vector<boost::json::object> objects(const std::string& output) {
@@ -49,6 +51,7 @@ TEST(Command, ReportsByItsExitStatus) {
            Case{"--version", 0, "caprion 1.0\n", ""},
            Case{"--help", 0, "caprion COMMAND", ""},
            Case{"search --help", 0, "--where", ""},
+           Case{"hash -V", 0, "caprion 1.0\n", ""},
            Case{"", 2, "", "usage"},
            Case{"frobnicate", 2, "", "frobnicate"},
            Case{"search", 2, "", "--file"},
@@ -59,21 +62,29 @@ TEST(Command, ReportsByItsExitStatus) {
            Case{"hash", 2, "", "file"},
            Case{"get", 2, "", "file"},
            Case{"get -o missing x", 2, "", "'missing'"},
+           Case{"get -j 0 x", 2, "", "--jobs"},
+           Case{"get --pick x", 2, "", "terminal"},
+           Case{"get -l de,klingon x", 2, "", "'klingon' is no language; see caprion languages"},
+           Case{"languages", 0, "pob  pt-BR         Portuguese (Brazil)\n", ""},
+           Case{"languages --json", 0,
+                "{\"identifier\":\"pob\",\"tag\":\"pt-BR\",\"name\":\"Portuguese (Brazil)\"}\n", ""},
            Case{"parse", 2, "", "name"},
            Case{"download a b", 2, "", "one record"},
            Case{"hash --nonsense x", 2, "", "--nonsense"},
            Case{"search --text sintel", 0, "Sintel (2010)", ""},
-           Case{"search --json --text sintel -l ger", 0, "\"detailString\":\"Sintel (2010)\"", ""},
+           Case{"search --text sintel -l de,en", 0, "\n2  5000202  German    ", ""},
+           Case{"search --text sintel --download 3", 1, "", "no more than 1"},
+           Case{"search --json --text sintel -l DE", 0, "\"detailString\":\"Sintel (2010)\"", ""},
            Case{"search --file " + file, 0, "Big Buck Bunny", ""},
-           Case{"search --where query=sintel --where sublanguageid=eng -l ger", 0, "English", ""},
+           Case{"search --where query=sintel --where sublanguageid=eng -l ger", 0, "5000201", ""},
            Case{"search --text nothing-of-the-kind", 1, "", "nothing found"},
-           Case{"search --quiet --text nothing-of-the-kind", 1, "", ""},
+           Case{"search -q --text nothing-of-the-kind", 1, "", ""},
            Case{"search --json --file missing", 3,
                 "{\"file\":\"missing\",\"error\":{\"domain\":\"\",\"code\":0,", ""},
            Case{"search --file missing", 3, "", "Cannot create a video hash for the file"},
            Case{"hash " + file + " missing", 3, "0000000000100000  1048576  ", "missing"},
            Case{"hash --json -- " + file, 0,
-                "a\xEF\xBF\xBD.mkv\",\"fileHash\":\"0000000000100000\",\"fileSize\":1048576}\n", ""},
+                "a%FF.mkv\",\"fileHash\":\"0000000000100000\",\"fileSize\":1048576}\n", ""},
            Case{"hash " + file + " >/dev/full", 3, "", "No space left"},
            Case{"hash " + file + " <&- >&- 2>&-", 3, "", ""},
        }) {
@@ -215,90 +226,194 @@ TEST(Command, DownloadsTheRecordThatASearchPrints) {
   }
 }
 
-TEST(Command, GetsASubtitleForEachVideo) {
-  const boost::json::object record =
-      boost::json::parse(contentOf(CATALOGUE "/catalogue.json")).as_array().at(0).as_object();
-  const std::string found = "  found by content: Big Buck Bunny (2008)\n", there = "  already there\n";
+TEST(Command, GetsTheRightSubtitleForEachVideo) {
+  auto record = boost::json::parse(contentOf(CATALOGUE "/catalogue.json")).as_array().at(0).as_object();
+  record["MatchedBy"] = "moviehash";
+  using Changes = std::map<std::string, std::string>;  // to the record's fields
+  const std::string there = "  already there\n",
+                    because = "found by content, 1 word in common: Big Buck Bunny (2008)\n",
+                    found = "  " + because;
+  const auto bad = [](const char* id) {
+    return Changes{{"IDSubtitle", id}, {"ZipDownloadLink", "https://dl.test/sub/1"}};
+  };
   struct Case {
     std::string line;
     int status;
     std::string output, error;            // of the error, a part
     std::string added;                    // names that are new in the folder, each with a space behind it
-    std::optional<std::size_t> requests;  // that the service answers; absent for any number
-    std::string language{}, format{};     // of its every hit, when there is a format
-    std::size_t requestsUntilReset = 100;
+    std::optional<std::size_t> requests;  // that the service gets; absent for any number
+    std::vector<Changes> hits{};          // of every search, when there are any
+    std::size_t first = 1, last = 0;      // requests that are answered with:
+    Answer fault{.fault = Answer::Fault::reset};
   };
-  for (const Case& c : {
-           Case{"$GET big.mkv", 0, "big.eng.srt" + found, "", "big.eng.srt ", 2},
-           Case{"$GET big.mkv -l ger", 0, "big.ger.srt" + found, "", "big.ger.srt ", 2},
-           Case{"$GET night.of.the.living.dead.mkv", 0,
-                "night.of.the.living.dead.eng.srt  found by name: Night of the Living Dead (1968)\n", "",
-                "night.of.the.living.dead.eng.srt ", 3},
-           Case{"$GET sintel.2010.mkv", 0, "sintel.2010.eng.srt  found by name: Sintel (2010)\n", "",
-                "sintel.2010.eng.srt ", 2},
-           Case{"$GET nothing.mkv", 1, "", "nothing.mkv: No subtitle found", "", 1},
-           Case{"$GET missing big.mkv nothing.mkv", 3, "big.eng.srt" + found,
-                "3 videos: 1 placed, 0 already there, 1 not found, 1 failed", "big.eng.srt ", 3},
-           Case{"$GET big.mkv big.mkv", 0, "big.eng.srt" + found + "big.eng.srt" + there, "1 already there",
-                "big.eng.srt ", 3},
-           Case{"echo mine >big.eng.srt; $GET ./big.mkv; cat *.srt", 0, "./big.eng.srt" + there + "mine\n",
-                "", "big.eng.srt ", 1},
-           Case{"echo mine >big.eng.srt; $GET --force big.mkv; head -n 1 *.srt", 0,
-                "big.eng.srt" + found + "1\n", "", "big.eng.srt ", 2},
-           Case{"mkdir big.eng.srt; $GET --force big.mkv", 3, "", "big.eng.srt: Is a directory",
-                "big.eng.srt ", 2},
-           Case{"mkdir o; $GET -o o big.mkv; ls -A o", 0, "o/big.eng.srt" + found + "big.eng.srt\n", "", "o ",
-                2},
-           Case{"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", {}},
-           Case{"umask 027; $GET big.mkv; stat -c %a *.srt", 0, "big.eng.srt" + found + "640\n", "",
-                "big.eng.srt ", 2},
-           Case{"cp big.mkv 'a\xFF\n.b.mkv'; $GET --json a*", 0,
-                "{\"file\":\"a\uFFFD\\n.b.mkv\",\"subtitle\":\"a\uFFFD\\n.b.eng.srt\",\"subtitleID\":"
-                "\"5000101\"}\n",
-                "", "a\xFF\n.b.eng.srt a\xFF\n.b.mkv ", 2},
-           Case{"$GET --json nothing.mkv", 1,
-                "{\"file\":\"nothing.mkv\",\"error\":{\"domain\":\"\",\"code\":0,\"description\":\"No "
-                "subtitle found\"}}\n",
-                "", "", 1},
-           Case{"$GET big.mkv big.mkv sintel.2010.mkv nothing.mkv", 3, "big.eng.srt" + found, "3 failed",
-                "big.eng.srt ", 2, "", "", 2},
-           Case{"$GET --json big.mkv sintel.2010.mkv | cut -d, -f 1,3", 0,
-                "{\"file\":\"big.mkv\",\"code\":-1005\n{\"file\":\"sintel.2010.mkv\",\"code\":-1005\n", "",
-                "", 1, "", "", 1},
-           Case{"$GET big.mkv", 0, "big.x-y.s_t" + found, "", "big.x-y.s_t ", 2, "../X\x1b-y\0"s, ".S_/T\n"},
-           Case{"$GET --force big.mkv", 3, "", "named like a video", "", 1, "/", "MKV"},
-       }) {
+  for (
+      const Case& c : {
+          Case{"$GET big.mkv", 0, "big.eng.srt" + found, "", "big.eng.srt ", 2},
+          Case{"LC_ALL= LC_MESSAGES=de_AT.UTF-8 LANG=fr $TOOL get big.mkv", 0, "big.ger.srt" + found, "",
+               "big.ger.srt ", 2},
+          Case{"$GET big.mkv -l pob -l en,DEU", 1, "big.eng.srt" + found + "big.ger.srt" + found,
+               "big.mkv (pob): No subtitle found", "big.eng.srt big.ger.srt ", 5},
+          Case{
+              "$GET --json none.mkv", 1,
+              R"({"file":"none.mkv","language":"eng","error":{"domain":"","code":0,"description":"No subtitle )"
+              "found\"}}\n",
+              "", "", 2},
+          // Of several hits, the one that suits the name.
+          Case{
+              "$GET --json Harbour*", 0,
+              R"({"file":"Harbour.Lights.S01E02.mkv","language":"eng","subtitle":"Harbour.Lights.S01E02.eng.srt",)"
+              R"("subtitleID":"5000602","matchedBy":"moviehash"})"
+              "\n",
+              "", "Harbour.Lights.S01E02.eng.srt ", 2},
+          Case{"$GET -j 1 --json The.*.mkv | cut -d, -f 4-5", 0,
+               "\"subtitleID\":\"5000404\",\"matchedBy\":\"name\"}\n\"subtitleID\":\"5000702\",\"matchedBy\":"
+               "\"name\"}\n",
+               "", "The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ", 6},
+          // What is a video, and in which order they come.
+          Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; ln -s t/big.MKV "
+               "s/l.mkv; "
+               "$GET -j 1 -l fr s ./s/big.l.mkv s/t/../t",
+               0, "s/big.l.fre.srt" + found + "s/t/big.fre.srt" + found, "2 videos: 2 placed", "s ", 4},
+          Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, "big.eng.srt" + found,
+               "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
+          Case{"mv big.mkv big.b; $GET --any big.b", 0, "big.eng.srt" + found, "", "big.b big.eng.srt ", 2},
+          Case{"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/big.eng.srt" + found,
+               "like that of a/big.mkv", "a ", 2},
+          Case{"mkdir a; cp big.mkv a; $GET -o . big.mkv a", 3, "./big.eng.srt" + found, "1 failed",
+               "a big.eng.srt ", 2},
+          // What is there already, and what may be replaced.
+          Case{"echo mine >big.EN.SRT; $GET ./big.mkv; cat *.SRT", 0, "./big.EN.SRT" + there + "mine\n", "",
+               "big.EN.SRT ", 0},
+          Case{"touch big.ass; $GET big.mkv; $GET -l en,ger big.mkv", 0,
+               "big.ass" + there + "big.eng.srt" + found + "big.ger.srt" + found, "",
+               "big.ass big.eng.srt big.ger.srt ", 3},
+          Case{"touch big.txt big.ger.srt; $GET big.mkv", 0, "big.eng.srt" + found, "",
+               "big.eng.srt big.ger.srt big.txt ", 2},
+          Case{"ln -s none big.en.srt; $GET big.mkv", 3, "", "big.en.srt: No such file", "big.en.srt ", 0},
+          Case{"mkdir -p o/big.en.srt; $GET -o o big.mkv", 3, "", "Is a directory", "o ", 0},
+          Case{"echo mine >big.eng.srt; $GET --force big.mkv; head -n 1 *.srt", 0,
+               "big.eng.srt" + found + "1\n", "", "big.eng.srt ", 2},
+          Case{"echo mine >a; ln -s a big.eng.srt; $GET --force big.mkv || cat a", 0, "mine\n",
+               "big.eng.srt: File exists", "a big.eng.srt ", 1},
+          Case{"$GET --force big.mkv",
+               1,
+               "",
+               "No subtitle found",
+               "",
+               3,
+               {{{"SubFormat", "mkv"}}, {{"SubFormat", "../x"}}}},
+          Case{"$GET -n -l de big.mkv", 0, "big.ger.srt  would be placed, " + because, "", "", 1},
+          Case{"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", {}},
+          Case{"umask 027; $GET big.mkv; stat -c %a *.srt", 0, "big.eng.srt" + found + "640\n", "",
+               "big.eng.srt ", 2},
+          // How it is called, and what is in it.
+          Case{"$GET big.mkv -l pt-BR",
+               0,
+               "big.pt-BR.srt" + found,
+               "",
+               "big.pt-BR.srt ",
+               2,
+               {{{"SubLanguageID", "pob"}, {"SubFormat", "SRT"}}}},
+          Case{"$GET big.mkv -l sr",
+               0,
+               "big.srp.sub" + found,
+               "",
+               "big.srp.sub ",
+               2,
+               {{{"SubLanguageID", "scc"}, {"SubFormat", "sub"}}}},
+          Case{"mv big.mkv 'a\xFF\n.b.mkv'; $GET --json -l zh a*", 0,
+               "{\"file\":\"a\uFFFD\\n.b.mkv\",\"fileBytes\":\"a%FF%0A.b.mkv\",\"language\":\"chi\","
+               "\"subtitle\":"
+               "\"a\uFFFD\\n.b.chi.srt\",\"subtitleBytes\":\"a%FF%0A.b.chi.srt\",\"subtitleID\":\"5000105\","
+               "\"matchedBy\":\"moviehash\",\"encoding\":\"gbk\"}\n",
+               "", "a\xFF\n.b.chi.srt ", 2},
+          Case{"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1", 0,
+               "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
+          // Archives of no use, and a service in trouble.
+          Case{"$GET big.mkv",
+               0,
+               "big.eng.srt" + found,
+               "No subtitle file found",
+               "big.eng.srt ",
+               4,
+               {bad("1"), bad("2"), {}}},
+          Case{"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4, {bad("1"), bad("2"), bad("3"), {}}},
+          Case{"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a",
+               3,
+               "a/big.1.eng.srt" + found,
+               "5 videos: 1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried",
+               "a ",
+               {},
+               {},
+               2,
+               99},
+          Case{"$GET big.mkv",
+               0,
+               "big.eng.srt" + found,
+               "",
+               "big.eng.srt ",
+               3,
+               {},
+               0,
+               0,
+               {.status = 429, .body = "Too many requests"}},
+          Case{"$GET --json --verbose big.mkv | cut -d, -f 1-4",
+               0,
+               R"({"file":"big.mkv","language":"eng","error":{"domain":"NSURLErrorDomain","code":-1005)"
+               "\n",
+               "",
+               "",
+               1,
+               {},
+               0,
+               0},
+          Case{"sh -c 'echo $$ >pid; exec $GET big.mkv' || echo $?",
+               0,
+               "130\n",
+               "",
+               "pid ",
+               2,
+               {},
+               1,
+               1,
+               {.fault = Answer::Fault::hang}},
+      }) {
     const TemporaryFolder folder, temporary;
     for (const auto& [name, size] :
-         {std::pair("big.mkv", 1 << 20), std::pair("night.of.the.living.dead.mkv", 100'000),
-          std::pair("sintel.2010.mkv", 0), std::pair("nothing.mkv", 0)}) {
+         {std::pair("big.mkv", 1 << 20), std::pair("none.mkv", 0),
+          std::pair("Harbour.Lights.S01E02.mkv", 3 << 20), std::pair("The.Lighthouse.Keepers.S01E03.mkv", 0),
+          std::pair("The.Tide.2011.mkv", 0)}) {
       std::ofstream(folder.path / name) << "";
       std::filesystem::resize_file(folder.path / name, static_cast<std::uintmax_t>(size));
     }
     const auto before = namesIn(folder.path);
-    std::atomic<std::size_t> answered = 0;
+    std::atomic<std::size_t> requests = 0;
     stand_in::StandIn service(CATALOGUE, [&](const stand_in::Request& request) -> std::optional<Answer> {
-      if (answered == c.requestsUntilReset) return Answer{.fault = Answer::Fault::reset};
-      ++answered;
-      if (c.format.empty() || !request.target.starts_with("/search/")) return std::nullopt;
-      boost::json::object hit = record;
-      hit["SubLanguageID"] = c.language;
-      hit["SubFormat"] = c.format;
-      return Answer{.body = boost::json::serialize(boost::json::array{hit})};
+      const std::size_t number = requests++;
+      const bool isSpoilt = number >= c.first && number <= c.last;
+      if (isSpoilt && c.fault.fault == Answer::Fault::hang)
+        ::kill(std::stoi(contentOf(folder.path / "pid")), SIGINT);
+      if (isSpoilt) return c.fault;
+      if (c.hits.empty() || !request.target.starts_with("/search/")) return std::nullopt;
+      boost::json::array hits;
+      for (const Changes& changes : c.hits) {
+        hits.push_back(record);
+        for (const auto& [key, value] : changes) hits.back().as_object()[key] = value;
+      }
+      return Answer{.body = boost::json::serialize(hits)};
     });
-    const auto run =
-        runThrough(service, "cd " + folder.path.string() + "; export TMPDIR=" + temporary.path.string() +
-                                "; GET='" + command + " get'; " + c.line);
+    const auto run = runThrough(
+        service, "cd " + folder.path.string() + "; export TMPDIR=" + temporary.path.string() +
+                     " LC_ALL=C TOOL=" CAPRION_COMMAND " GET='" CAPRION_COMMAND " get'; " + c.line);
     std::string added;
     for (const std::string& name : namesIn(folder.path)) {
-      if (before.count(name) == 0) added += name + " ";
+      if (before.count(name) == 0 && !name.ends_with(".mkv")) added += name + " ";
     }
     EXPECT_EQ(run.status, c.status) << c.line << run.error;
     EXPECT_EQ(run.output, c.output) << c.line << run.error;
     EXPECT_NE(run.error.find(c.error), std::string::npos) << c.line << run.error;
     EXPECT_EQ(added, c.added) << c.line;
-    EXPECT_EQ(answered, c.requests.value_or(answered)) << c.line;
-    EXPECT_EQ(std::filesystem::file_size(folder.path / "big.mkv"), 1u << 20) << c.line;
+    EXPECT_EQ(requests, c.requests.value_or(requests)) << c.line;
   }
 }
 

@@ -44,7 +44,8 @@ std::string lineForPeople(std::string_view name, const VideoFileComponents& comp
 }
 
 std::string lineOfJSON(std::string_view name, const VideoFileComponents& components) {
-  boost::json::object line{{"file", wellFormed(name)}, {"title", components.title}};
+  boost::json::object line = objectOf(name);
+  line["title"] = components.title;
   if (components.year) line["year"] = *components.year;
   if (components.season) line["season"] = *components.season;
   if (components.episode) line["episode"] = *components.episode;
@@ -74,6 +75,7 @@ ExitStatus parseStandardInput(Output& output) {
     }
     unread.erase(0, start);
     output.print(lines);
+    output.flush();
   }
   if (count < 0) {
     output.printFailure("standard input", systemError(errno));
