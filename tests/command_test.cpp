@@ -1,4 +1,5 @@
 #include "process.hpp"
+#include "zip_writer.hpp"
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
@@ -270,10 +271,11 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
                "\"name\"}\n",
                "", "The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ", 6},
           // What is a video, and in which order they come.
-          Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; ln -s t/big.MKV "
-               "s/l.mkv; "
+          Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; ln -s "
+               "t/big.MKV "
+               "s/big.l.mkv; "
                "$GET -j 1 -l fr s ./s/big.l.mkv s/t/../t",
-               0, "s/big.l.fre.srt" + found + "s/t/big.fre.srt" + found, "2 videos: 2 placed", "s ", 4},
+               0, "s/big.l.fre.srt" + found + "s/t/big.fre.srt" + found, "2 videos: 2 placed", "s ", 3},
           Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, "big.eng.srt" + found,
                "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
           Case{"mv big.mkv big.b; $GET --any big.b", 0, "big.eng.srt" + found, "", "big.b big.eng.srt ", 2},
@@ -327,8 +329,8 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
                "\"a\uFFFD\\n.b.chi.srt\",\"subtitleBytes\":\"a%FF%0A.b.chi.srt\",\"subtitleID\":\"5000105\","
                "\"matchedBy\":\"moviehash\",\"encoding\":\"gbk\"}\n",
                "", "a\xFF\n.b.chi.srt ", 2},
-          Case{"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1", 0,
-               "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
+          Case{"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1",
+               0, "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
           // Archives of no use, and a service in trouble.
           Case{"$GET big.mkv",
                0,
@@ -414,6 +416,46 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
     EXPECT_NE(run.error.find(c.error), std::string::npos) << c.line << run.error;
     EXPECT_EQ(added, c.added) << c.line;
     EXPECT_EQ(requests, c.requests.value_or(requests)) << c.line;
+  }
+}
+
+TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
+  for (const auto& [language, encoding] : {std::pair("cze", "windows-1250"s),
+                                           {"cze", "iso-8859-2"},
+                                           {"pol", "windows-1250"},
+                                           {"pol", "iso-8859-2"},
+                                           {"rus", "windows-1251"},
+                                           {"rus", "koi8-r"},
+                                           {"fre", "windows-1252"},
+                                           {"ell", "windows-1253"},
+                                           {"tur", "windows-1254"},
+                                           {"heb", "windows-1255"},
+                                           {"ara", "windows-1256"},
+                                           {"chi", "gbk"},
+                                           {"zht", "big5"},
+                                           {"jpn", "shift_jis"},
+                                           {"kor", "euc-kr"},
+                                           {"rus", "utf-16"},
+                                           {"rus", "utf-8"}}) {
+    const TemporaryFolder folder;
+    const std::string file = TEXTS "/"s + language + ".txt";
+    const auto encoded = runIn("env", "iconv -f utf-8 -t " + encoding + " " + file);
+    const std::string hit =
+        R"([{"IDSubtitle":"1","MatchedBy":"moviehash","SubFileName":"a.srt","SubLanguageID":")"s + language +
+        R"(","LanguageName":"","ISO639":"","SubFormat":"srt","MovieName":"A","MovieYear":"","MovieKind":"movie",)"
+        R"("IDMovieImdb":"","SeriesIMDBParent":"","SeriesSeason":"","SeriesEpisode":"","SubSumCD":"",)"
+        R"("ZipDownloadLink":"http://dl.test/"}])";
+    stand_in::StandIn service("", [&](const stand_in::Request& request) {
+      stand_in::ZipWriter writer;
+      writer.add("a.srt", encoded.output);
+      return Answer{.body = request.target == "/" ? writer.finish() : hit};
+    });
+    const auto run = runThrough(
+        service, "cd " + folder.path.string() + "; export TMPDIR=$PWD/t; head -c 65536 /dev/zero >a.mkv; " +
+                     command + " get --json -l " + language + " a.mkv && cmp a.*.srt " + file);
+    EXPECT_EQ(run.status, 0) << language << " in " << encoding << run.output << run.error;
+    const std::string told = "\"encoding\":\"" + encoding + "\"";
+    EXPECT_EQ(run.output.find(told) != std::string::npos, encoding != "utf-8") << run.output;
   }
 }
 

@@ -27,6 +27,9 @@ constexpr std::string_view serviceHost = "rest.opensubtitles.org";
 // What the library unpacks has no more.
 constexpr std::size_t longestSubtitle = 256 << 20;
 
+// Many times the size of usual ones.
+constexpr std::size_t longestKept = 1 << 20;
+
 /// What the service is asked about a video, the best question first.
 std::vector<std::vector<Arg>> questionsFor(const URL& video, const VideoHash& hash, std::string_view stem) {
   std::vector<std::vector<Arg>> questions;
@@ -173,7 +176,11 @@ bool Finder::fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit) {
 
 /// Downloads the text of a subtitle. Of several reports, those before the last are put down as errors.
 Result<std::string> Finder::contentOf(const Subtitle& hit, Outcome& outcome) {
-  const std::lock_guard lock(folders_[std::hash<std::string_view>()(hit.subtitleID()) % folders_.size()]);
+  Slot& slot = slots_[std::hash<std::string_view>()(hit.subtitleID()) % slots_.size()];
+  const std::lock_guard lock(slot.mutex);
+  const auto record = hit.encode();
+  if (record && *record == slot.hit) return slot.content;
+
   const auto link = URL::fromString(hit.zipDownloadLink().value());
   const auto reports = [&] {
     const auto turn = pace_.turnWith(link ? link->host() : "");
@@ -186,6 +193,10 @@ Result<std::string> Finder::contentOf(const Subtitle& hit, Outcome& outcome) {
   if (!reports.back()) return reports.back().error();
   auto content = tool::contentOf(reports.back()->path(), longestSubtitle);
   if (content && content->empty()) return Error("", 0, {}, "The subtitle file is empty");
+  if (record && content && content->size() <= longestKept) {
+    slot.hit = *record;
+    slot.content = *content;
+  }
   return content;
 }
 
@@ -206,7 +217,7 @@ void Finder::settle(Outcome& outcome, int error) {
              S_ISREG(status.st_mode)) {
     outcome.ending = Ending::alreadyThere;  // since the run began
   } else {
-    outcome.fail(systemError(error, outcome.subtitle.native()));
+    outcome.fail(systemError(error, outcome.subtitle));
   }
 }
 

@@ -34,6 +34,13 @@ class Finder {
  private:
   using Hits = std::vector<std::shared_ptr<const Subtitle>>;
   struct Attempts;
+  /// What was downloaded last, as copies of a video have the same subtitle. Besides, a subtitle's folder is
+  /// emptied when it is downloaded again, so nobody may do that before it was read.
+  struct Slot {
+    std::mutex mutex{};
+    std::string hit{};
+    std::string content{};
+  };
 
   Result<Hits> ask(const std::vector<Arg>& question);
   void choose(Task& task, Outcome& outcome, Attempts& attempts, const std::vector<RankedSubtitle>& ranked);
@@ -45,8 +52,7 @@ class Finder {
   const Wish& wish_;
   const Pick pick_;
   Pace pace_;
-  // A subtitle's folder is emptied when it is downloaded again, so nobody may do that before it was read.
-  std::array<std::mutex, 64> folders_;
+  std::array<Slot, 64> slots_;  // by the subtitles' identifiers
 };
 
 }  // namespace caprion::tool

@@ -32,8 +32,13 @@ class Queue {
   /// The next task; null when there is none, or the service is out of reach.
   Task* take() {
     const std::lock_guard lock(mutex_);
-    if (taken_ == tasks_.size() || cutOffs_ >= cutOffsToEnd) return nullptr;
-    return &tasks_[taken_++];
+    while (taken_ < tasks_.size() && cutOffs_ < cutOffsToEnd) {
+      Task* const task = &tasks_[taken_++];
+      if (task->isOpen()) return task;
+      done_.push_back(task);  // there is nothing to do for most of a library
+    }
+    isSomethingDone_.notify_one();
+    return nullptr;
   }
 
   void giveBack(Task* task) {
@@ -103,11 +108,13 @@ ExitStatus get(const Wish& wish, Output& output) {
   Finder finder(wish, wish.pick ? Finder::Pick(Picker()) : Finder::Pick());
   {
     // Whoever picks is asked by this thread, about one video after the other.
-    const std::size_t threads = wish.pick ? 0 : std::min(wish.videosAtATime, tasks.size());
+    const auto open = static_cast<std::size_t>(
+        std::count_if(tasks.begin(), tasks.end(), [](const Task& task) { return task.isOpen(); }));
+    const std::size_t threads = wish.pick ? 0 : std::min(wish.videosAtATime, open);
     const auto workers = startWorkers(threads, finder, queue);
     Progress progress(output);
     for (;;) {
-      if (wish.pick) workOnNext(finder, queue);
+      if (threads == 0) workOnNext(finder, queue);
       const auto done = queue.done(std::chrono::milliseconds(200));
       if (!done) break;
       if (!done->empty()) Progress::hide();

@@ -7,7 +7,6 @@
 #include <caprion/ranking.hpp>
 
 #include <cstddef>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,7 +21,7 @@ struct Wish {
   std::vector<std::string_view> paths;
   std::vector<Language> languages;
   /// Where the subtitles go, unless it is beside the videos.
-  std::optional<std::filesystem::path> folder;
+  std::optional<std::string> folder;
   std::size_t videosAtATime = 6;
   bool force = false;
   bool dryRun = false;
@@ -38,7 +37,7 @@ struct Outcome {
   Language language;
   Ending ending = Ending::notFound;
   /// Where the subtitle is, or in a dry run would be.
-  std::filesystem::path subtitle{};
+  std::string subtitle{};
   /// The hit that it is of, if it was not there already.
   RankedSubtitle choice{};
   /// What the text was converted from, if it was.

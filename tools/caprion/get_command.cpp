@@ -69,7 +69,7 @@ Wish wishFrom(const Arguments& arguments) {
   if (wish.languages.empty()) wish.languages = {languageOfLocale()};
   std::error_code ignored;
   if (wish.folder && !std::filesystem::is_directory(*wish.folder, ignored))
-    throw UsageError("there is no folder '" + wish.folder->string() + "'");
+    throw UsageError("there is no folder '" + *wish.folder + "'");
   if (wish.pick && !canPick()) throw UsageError("--pick needs a terminal to ask on");
   return wish;
 }

@@ -10,15 +10,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <map>
+#include <functional>
 #include <span>
+#include <unordered_map>
 #include <utility>
 
 namespace caprion::tool {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // Those that come in one file, and so can be placed, in front.
 constexpr std::string_view formats[] = {"srt", "ass", "ssa", "sub", "smi", "vtt", "txt", "mpl", "idx", "sup"};
@@ -37,7 +36,7 @@ struct Found {
 int errorOf(const Folder& folder, const Folder::Entry& entry) {
   if (entry.type == DT_REG) return 0;
   struct stat status {};
-  if (::stat((fs::path(folder.path) / entry.name).c_str(), &status) != 0) return errno;
+  if (::stat(pathOf(folder.path, entry.name).c_str(), &status) != 0) return errno;
   return S_ISREG(status.st_mode) ? 0 : S_ISDIR(status.st_mode) ? EISDIR : EEXIST;
 }
 
@@ -68,24 +67,34 @@ std::optional<Found> subtitleIn(const Folder& folder, const Video& video, const 
   return found;
 }
 
-fs::path folderFor(const Video& video, const Wish& wish) {
-  return wish.folder.value_or(fs::path(video.path).parent_path());
+/// Where a video's subtitle of this name is to be.
+std::string placeOf(std::string_view name, const Video& video, const Wish& wish) {
+  const std::string_view path = video.path;
+  return pathOf(wish.folder ? *wish.folder : path.substr(0, path.size() - video.name().size()), name);
 }
+
+/// What a video's subtitles are called, and where.
+using Name = std::pair<const Folder*, std::string_view>;
+struct HashOfName {
+  std::size_t operator()(const Name& name) const {
+    return std::hash<std::string_view>()(name.second) ^ std::hash<const Folder*>()(name.first);
+  }
+};
 
 void lookForOne(Outcome& outcome, const Folder& folder, const Video& video, const Wish& wish) {
   const auto found = subtitleIn(folder, video, outcome.language, wish.languages.size() == 1);
   if (!found) return;
-  const fs::path path = folderFor(video, wish) / found->name;
-  if (found->error != 0) return outcome.fail(systemError(found->error, path.native()));
+  outcome.subtitle = placeOf(found->name, video, wish);
+  if (found->error != 0) return outcome.fail(systemError(found->error, outcome.subtitle));
   outcome.ending = Ending::alreadyThere;
-  outcome.subtitle = path;
 }
 
 }  // namespace
 
 std::vector<Task> tasksFor(std::vector<Video> videos, const Wish& wish, Folders& folders) {
-  const Folder* const common = wish.folder ? &folders.at(wish.folder->native()) : nullptr;
-  std::map<std::pair<const Folder*, std::string_view>, const Video*> owners;  // of the names
+  const Folder* const common = wish.folder ? &folders.at(*wish.folder) : nullptr;
+  std::unordered_map<Name, const Video*, HashOfName> owners;
+  owners.reserve(videos.size());
   std::vector<Task> tasks;
   tasks.reserve(videos.size());
   for (Video& one : videos) {
@@ -93,7 +102,7 @@ std::vector<Task> tasksFor(std::vector<Video> videos, const Wish& wish, Folders&
     const Video& video = task.video;
     if (video.error) continue;
     const Folder* const folder = common ? common : video.folder;
-    const auto [owner, isFirst] = owners.try_emplace({folder, stemOf(video.name())}, &video);
+    const auto [owner, isFirst] = owners.try_emplace(Name{folder, stemOf(video.name())}, &video);
     for (const Language& language : wish.languages) {
       Outcome& outcome = task.outcomes.emplace_back(Outcome{language});
       if (!isFirst) {
@@ -113,22 +122,22 @@ std::string_view stemOf(std::string_view name) {
   return period == 0 ? name : name.substr(0, period);
 }
 
-fs::path placeFor(const Video& video, const Subtitle& hit, const Language& language, const Wish& wish) {
+std::string placeFor(const Video& video, const Subtitle& hit, const Language& language, const Wish& wish) {
   const std::string format = lowercased(hit.subFormat());
   if (!isAmong(placeable, format)) return {};
   std::string name(stemOf(video.name()));
   name.append(".").append(pieceOf(language)).append(".").append(format);
-  return folderFor(video, wish) / name;
+  return placeOf(name, video, wish);
 }
 
-int obstacleAt(const fs::path& path, bool replace) {
+int obstacleAt(const std::string& path, bool replace) {
   struct stat status {};
   if (::lstat(path.c_str(), &status) == 0) {
     if (!replace || !S_ISREG(status.st_mode)) return EEXIST;
   } else if (errno != ENOENT) {
     return errno;
   }
-  const fs::path folder = path.parent_path();
+  const std::string folder = path.substr(0, path.rfind('/') + 1);
   return ::access(folder.empty() ? "." : folder.c_str(), W_OK | X_OK) == 0 ? 0 : errno;
 }
 

@@ -4,7 +4,7 @@
 
 #include <caprion/subtitle.hpp>
 
-#include <filesystem>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -19,10 +19,9 @@ std::vector<Task> tasksFor(std::vector<Video> videos, const Wish& wish, Folders&
 std::string_view stemOf(std::string_view name);
 
 /// Where a hit's subtitle file goes; empty if its format is none that a subtitle may have here.
-std::filesystem::path placeFor(const Video& video, const Subtitle& hit, const Language& language,
-                               const Wish& wish);
+std::string placeFor(const Video& video, const Subtitle& hit, const Language& language, const Wish& wish);
 
 /// What would keep a file from being placed there: 0 or an errno, and EEXIST for what may not be replaced.
-int obstacleAt(const std::filesystem::path& path, bool replace);
+int obstacleAt(const std::string& path, bool replace);
 
 }  // namespace caprion::tool

@@ -21,7 +21,7 @@ boost::json::object lineFor(const Video& video, const Outcome& outcome) {
   boost::json::object line = objectOf(video.path);
   line["language"] = outcome.language.identifier;
   if (outcome.ending != Ending::placed && outcome.ending != Ending::alreadyThere) return line;
-  setPath(line, "subtitle", outcome.subtitle.native());
+  setPath(line, "subtitle", outcome.subtitle);
   if (outcome.ending == Ending::alreadyThere) return line;
   line["subtitleID"] = wellFormed(outcome.choice.subtitle->subtitleID());
   line["matchedBy"] = matchedBy(outcome.choice.evidence);
@@ -68,11 +68,11 @@ void Telling::tell(const Video& video, const Outcome& outcome) {
     case Ending::declined:
       return output_.printFailure(what, Error("", 0, {}, "No subtitle taken"), lineFor(video, outcome));
     case Ending::alreadyThere:
-      return output_.print(printable(outcome.subtitle.native()) + "  already there\n");
+      return output_.print(printable(outcome.subtitle) + "  already there\n");
     case Ending::placed:
       break;
   }
-  std::string line = printable(outcome.subtitle.native()) + (wish_.dryRun ? "  would be placed, " : "  ");
+  std::string line = printable(outcome.subtitle) + (wish_.dryRun ? "  would be placed, " : "  ");
   line += printable(outcome.choice.reason) + ": ";
   line += fitted(printable(outcome.choice.subtitle->detailString()), longestTitle);
   if (!outcome.convertedFrom.empty()) line += ", converted from " + outcome.convertedFrom;

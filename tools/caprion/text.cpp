@@ -55,6 +55,11 @@ std::size_t columns(char32_t codePoint) {
   return count < 0 ? 1 : static_cast<std::size_t>(count);
 }
 
+/// Whether there is nothing but visible characters of ASCII, as nearly always.
+bool isPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 }  // namespace
 
 std::string lowercased(std::string_view text) {
@@ -66,6 +71,7 @@ std::string lowercased(std::string_view text) {
 }
 
 std::string wellFormed(std::string_view text) {
+  if (isPlain(text)) return std::string(text);
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) result += takeCharacter(text).bytes;
@@ -79,6 +85,7 @@ std::u32string codePoints(std::string_view text) {
 }
 
 std::string printable(std::string_view text) {
+  if (isPlain(text)) return std::string(text);
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {

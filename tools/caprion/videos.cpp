@@ -51,15 +51,6 @@ Folder folderAt(const std::string& path) {
   return folder;
 }
 
-/// The path of an entry of a folder.
-std::string joined(std::string_view folder, std::string_view name) {
-  std::string path;
-  path.reserve(folder.size() + 1 + name.size());
-  path.append(folder);
-  if (!path.empty() && path.back() != '/') path += '/';
-  return path.append(name);
-}
-
 Video failure(std::string path, Error error) { return {std::move(path), nullptr, std::move(error)}; }
 
 /// Gathers the videos of a folder and of all below it.
@@ -77,12 +68,12 @@ void walk(const std::string& top, Folders& folders, std::vector<Video>& videos) 
       // A link has to be followed; and some file systems don't tell what an entry is.
       if (type == DT_UNKNOWN || (type == DT_LNK && isCalledSo)) {
         struct stat status {};
-        const std::string entry = joined(folder->path, name);
+        const std::string entry = pathOf(folder->path, name);
         if (type == DT_UNKNOWN && ::lstat(entry.c_str(), &status) == 0) isFolder = S_ISDIR(status.st_mode);
         isFile = isCalledSo && ::stat(entry.c_str(), &status) == 0 && S_ISREG(status.st_mode);
       }
-      if (isFolder) waiting.emplace_back(joined(path, name), &folders.below(*folder, name));
-      if (isFile && isCalledSo) videos.push_back({joined(path, name), folder, {}});
+      if (isFolder) waiting.emplace_back(pathOf(path, name), &folders.below(*folder, name));
+      if (isFile && isCalledSo) videos.push_back({pathOf(path, name), folder, {}});
     }
   }
 }
@@ -105,6 +96,14 @@ bool comesBefore(const Video& a, const Video& b) {
 
 }  // namespace
 
+std::string pathOf(std::string_view folder, std::string_view name) {
+  std::string path;
+  path.reserve(folder.size() + 1 + name.size());
+  path.append(folder);
+  if (!path.empty() && path.back() != '/') path += '/';
+  return path.append(name);
+}
+
 const Folder& Folders::read(const std::string& path) {
   auto found = byPath_.find(path);
   if (found == byPath_.end()) found = byPath_.emplace(path, folderAt(path)).first;
@@ -118,7 +117,7 @@ const Folder& Folders::at(const std::string& path) {
 }
 
 const Folder& Folders::below(const Folder& folder, const std::string& name) {
-  return read(joined(folder.path, name));
+  return read(pathOf(folder.path, name));
 }
 
 std::vector<Video> videosAt(std::span<const std::string_view> paths, bool any, Folders& folders) {

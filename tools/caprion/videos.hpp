@@ -54,6 +54,9 @@ struct Video {
   std::string_view name() const { return std::string_view(path).substr(path.rfind('/') + 1); }
 };
 
+/// The path of an entry of a folder; the empty folder is the working one.
+std::string pathOf(std::string_view folder, std::string_view name);
+
 /// The videos that the paths of the command line name, files or folders with all below them: each once, in
 /// the order of their paths. Hidden entries of folders are passed over, and so are links to folders. A named
 /// file that isn't called like a video is an error, unless `any`.
