@@ -108,19 +108,19 @@ void Finder::find(Task& task) {
   }
 }
 
+void Finder::giveUp() { pace_.end(); }
+
 Result<Finder::Hits> Finder::ask(const std::vector<Arg>& question) {
   constexpr std::chrono::milliseconds pauses[] = {std::chrono::milliseconds(500),
                                                   std::chrono::milliseconds(2500), std::chrono::seconds(7)};
-  for (const auto pause : pauses) {
-    {
+  for (auto pause = std::begin(pauses);; ++pause) {
+    auto hits = [&] {
       const auto turn = pace_.turnWith(serviceHost);
-      auto hits = query(question);
-      if (hits || hits.error().domain() != AnswerErrorDomain) return hits;
-    }
-    pace_.pause(serviceHost, pause);
+      return query(question);
+    }();
+    if (hits || hits.error().domain() != AnswerErrorDomain || pause == std::end(pauses)) return hits;
+    if (!pace_.pause(serviceHost, *pause)) return hits;
   }
-  const auto turn = pace_.turnWith(serviceHost);
-  return query(question);
 }
 
 /// Takes the best hit in the outcome's language.

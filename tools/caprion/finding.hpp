@@ -31,6 +31,9 @@ class Finder {
   /// Finds the subtitles of those outcomes that are open.
   void find(Task& task);
 
+  /// From now on, a search that the service didn't answer with a list isn't tried again.
+  void giveUp();
+
  private:
   using Hits = std::vector<std::shared_ptr<const Subtitle>>;
   struct Attempts;

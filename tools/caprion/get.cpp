@@ -41,11 +41,13 @@ class Queue {
     return nullptr;
   }
 
-  void giveBack(Task* task) {
+  /// Returns false when the service has been found to be out of reach.
+  bool giveBack(Task* task) {
     const std::lock_guard lock(mutex_);
-    if (task->hasAsked) cutOffs_ = task->isCutOff ? cutOffs_ + 1 : 0;
+    if (task->hasAsked && cutOffs_ < cutOffsToEnd) cutOffs_ = task->isCutOff ? cutOffs_ + 1 : 0;
     done_.push_back(task);
     isSomethingDone_.notify_one();
+    return cutOffs_ < cutOffsToEnd;
   }
 
   /// What was done since the last call; waits for something, but not longer than so. Absent at the end.
@@ -79,7 +81,7 @@ bool workOnNext(Finder& finder, Queue& queue) {
       if (outcome.isOpen()) outcome.fail(Error("", 0, {}, error.what()));
     }
   }
-  queue.giveBack(task);
+  if (!queue.giveBack(task)) finder.giveUp();
   return true;
 }
 

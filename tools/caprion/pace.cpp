@@ -17,7 +17,7 @@ Pace::Turn Pace::turnWith(std::string_view name) {
   for (;;) {
     const auto now = Clock::now();
     while (!host.ends.empty() && host.ends.front() + window < now) host.ends.pop_front();
-    if (now < host.restsUntil) {
+    if (now < host.restsUntil && !isOver_) {
       ended_.wait_until(lock, host.restsUntil);
     } else if (host.underWay + host.ends.size() < most) {
       ++host.underWay;
@@ -37,10 +37,18 @@ Pace::Turn::~Turn() {
   pace_.ended_.notify_all();
 }
 
-void Pace::pause(std::string_view name, std::chrono::milliseconds rest) {
-  const std::lock_guard lock(mutex_);
+bool Pace::pause(std::string_view name, std::chrono::milliseconds rest) {
+  std::unique_lock lock(mutex_);
   Host& host = hosts_.try_emplace(std::string(name)).first->second;
   host.restsUntil = std::max(host.restsUntil, Clock::now() + rest);
+  while (!isOver_ && Clock::now() < host.restsUntil) ended_.wait_until(lock, host.restsUntil);
+  return !isOver_;
+}
+
+void Pace::end() {
+  const std::lock_guard lock(mutex_);
+  isOver_ = true;
+  ended_.notify_all();
 }
 
 }  // namespace caprion::tool

@@ -34,8 +34,12 @@ class Pace {
   /// Waits until one more request may be sent to a host.
   Turn turnWith(std::string_view host);
 
-  /// Gives the host a rest from now on, for all of the run.
-  void pause(std::string_view host, std::chrono::milliseconds rest);
+  /// Gives the host a rest from now on, for all of the run, and waits for its end; false when that is a
+  /// call of end(), and nothing should be asked any more.
+  bool pause(std::string_view host, std::chrono::milliseconds rest);
+
+  /// Ends all rests, for good.
+  void end();
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -49,6 +53,7 @@ class Pace {
 
   std::mutex mutex_;
   std::condition_variable ended_;
+  bool isOver_ = false;
   std::map<std::string, Host, std::less<>> hosts_;
 };
 

@@ -34,7 +34,7 @@ std::optional<std::size_t> Picker::operator()(const Video& video, const Language
                                               const std::vector<RankedSubtitle>& hits) {
   if (isOver_) return std::nullopt;
   Table table{
-      {{"#"}, {"ID"}, {"WHY", 16, Cut::end}, {"TITLE", 16, Cut::middle}, {"FILE NAME", 20, Cut::start}}, {}};
+      {{"#"}, {"ID"}, {"WHY", 22, Cut::end}, {"TITLE", 16, Cut::middle}, {"FILE NAME", 20, Cut::start}}, {}};
   for (const RankedSubtitle& hit : hits) {
     table.rows.push_back({std::to_string(table.rows.size() + 1), std::string(hit.subtitle->subtitleID()),
                           hit.reason, hit.subtitle->detailString(),
@@ -44,7 +44,7 @@ std::optional<std::size_t> Picker::operator()(const Video& video, const Language
   text += linesOf(std::move(table), widthOf(STDERR_FILENO), false);
   for (;;) {
     writeAll(STDERR_FILENO, text);
-    writeAll(STDERR_FILENO, "Which one (1; 0 for none; Ctrl-D for none of all)? ");
+    writeAll(STDERR_FILENO, "Which one (0 for none, Ctrl-D for none of all)? [1] ");
     const auto line = readLine();
     if (!line) {
       writeAll(STDERR_FILENO, "\n");

@@ -141,7 +141,7 @@ void printTable(const Hits& hits, std::size_t suitable, Output& output) {
                    {"ID"},
                    {"LANGUAGE", 8, Cut::end, true},
                    {"FORMAT", 0, Cut::end, true},
-                   {"MATCHED BY", 9},
+                   {"MATCHED BY"},
                    {"TITLE", 16, Cut::middle},
                    {"FILE NAME", 16, Cut::start}};
   for (const auto& hit : hits) {

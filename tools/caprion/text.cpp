@@ -148,7 +148,7 @@ std::string excerptOf(std::string_view text, std::size_t limit) {
     if (isBlank && !line.empty() && line.back() != ' ') line += ' ';
   }
   if (line.ends_with(' ')) line.pop_back();
-  return fitted(printable(line), limit);
+  return fitted(printable(line), limit, Cut::middle);
 }
 
 std::string percentEncoded(std::string_view path) {

@@ -31,7 +31,8 @@ enum class Cut { end, middle, start };
 /// A printable text, cut to so many columns, at least 1.
 std::string fitted(std::string_view printable, std::size_t limit, Cut cut = Cut::end);
 
-/// A text of any length as a short printable one on one line, with a blank for each run of blanks.
+/// A text of any length as a short printable one on one line, with a blank for each run of blanks: its start,
+/// and its end unless that is far away.
 std::string excerptOf(std::string_view text, std::size_t limit);
 
 /// The bytes of a path with all but letters, digits and "-._~/" percent-encoded.
