@@ -10,7 +10,7 @@ namespace caprion {
 
 /// A language that the service has subtitles in. A plain value of texts that live as long as the process; any
 /// thread may use it.
-struct Language {
+struct CAPRION_EXPORT Language {
   /// The service's own: "eng", "pob". What a search takes.
   std::string_view identifier;
   /// ISO 639-1: "en"; empty where there is none, or where it is that of another language of the service.
@@ -27,10 +27,10 @@ struct Language {
   /// 47, in any letter case and with "_" as well as "-". The first part of a tag decides ("en-US" is
   /// English), except where a region or a script makes it another language of the service ("pt-BR",
   /// "zh-Hant"). Absent for everything else, such as "all" and a name in words.
-  static CAPRION_EXPORT std::optional<Language> from(std::string_view code) noexcept;
+  static std::optional<Language> from(std::string_view code) noexcept;
 
   /// All of them, in the order of their identifiers.
-  static CAPRION_EXPORT std::span<const Language> all() noexcept;
+  static std::span<const Language> all() noexcept;
 
   friend bool operator==(const Language&, const Language&) = default;
 };

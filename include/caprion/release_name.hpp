@@ -14,7 +14,7 @@ namespace caprion {
 ///
 /// VideoFileUtilities splits a name by fewer rules, whose titles may still hold a marker. Here the title ends
 /// at the first marker of any kind.
-struct ReleaseName {
+struct CAPRION_EXPORT ReleaseName {
   /// The words before the first marker, with blanks for periods, underscores and brackets, and without a
   /// group in brackets in front. Empty when the name begins with its marker.
   std::string title;
@@ -24,13 +24,13 @@ struct ReleaseName {
   std::optional<int> year;
   /// "S01E02", "1x02", "Season 1 Episode 2"; 1 where a name has the episode alone ("E05").
   std::optional<int> season;
-  /// In the order of the name: one or several ("S01E02E03", "S01E02-E03", "1x02-03"); none for a movie, a
+  /// In the order of the name: one or several ("S01E02E03", "S01E02-E04", "1x02-03"); none for a movie, a
   /// whole season, and a number without a marker ("Show - 012").
   std::vector<int> episodes;
 
   /// Reads the last component of the URL's path without its extension; the file itself is never touched.
   /// Every name has a result, made from its first 1,024 bytes. (Should the memory run out, no field is set.)
-  static CAPRION_EXPORT ReleaseName from(const URL& video) noexcept;
+  static ReleaseName from(const URL& video) noexcept;
 
   friend bool operator==(const ReleaseName&, const ReleaseName&) = default;
 };

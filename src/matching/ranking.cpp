@@ -11,6 +11,7 @@
 #include <new>
 #include <optional>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 namespace caprion {
@@ -42,10 +43,16 @@ std::string_view titleOf(const Subtitle& hit) {
 /// The year of a title; 0 where the service doesn't know it.
 int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
 
-/// A hit that suits, and what decides between equal evidence.
+/// A hit that suits, and what decides between equal evidence: more words, then the service's order.
 struct Place {
   RankedSubtitle ranked;
   std::size_t wordsInCommon;
+  std::size_t position = 0;
+
+  bool operator<(const Place& other) const {
+    return std::tuple(ranked.evidence, other.wordsInCommon, position) <
+           std::tuple(other.ranked.evidence, wordsInCommon, other.position);
+  }
 };
 
 /// The video that hits are compared with.
@@ -57,7 +64,7 @@ class Video {
     key_ = titleKey(name_.title);
     for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
     std::ranges::sort(words_);
-    words_.erase(std::ranges::unique(words_).begin(), words_.end());
+    words_.erase(std::unique(words_.begin(), words_.end()), words_.end());
   }
 
   /// The hit's place among those that suit; absent if it doesn't.
@@ -142,13 +149,12 @@ Result<std::vector<RankedSubtitle>> rankedSubtitles(const std::vector<std::share
     const Video compared(video);
     std::vector<Place> places;
     for (const auto& hit : hits) {
-      if (hit == nullptr) continue;
-      if (auto place = compared.placeOf(hit)) places.push_back(std::move(*place));
+      auto place = hit == nullptr ? std::nullopt : compared.placeOf(hit);
+      if (!place) continue;
+      place->position = places.size();
+      places.push_back(std::move(*place));
     }
-    std::ranges::stable_sort(places, [](const Place& a, const Place& b) {
-      if (a.ranked.evidence != b.ranked.evidence) return a.ranked.evidence < b.ranked.evidence;
-      return a.wordsInCommon > b.wordsInCommon;
-    });
+    std::sort(places.begin(), places.end());
     std::vector<RankedSubtitle> ranked;
     ranked.reserve(places.size());
     for (Place& place : places) ranked.push_back(std::move(place.ranked));

@@ -1,5 +1,7 @@
 #include "matching/release_name.hpp"
 
+#include "matching/markers.hpp"
+
 #include <algorithm>
 #include <new>
 #include <string_view>
@@ -8,92 +10,6 @@
 namespace caprion {
 
 namespace {
-
-/// Words that tell of a release and end a title, sorted. Words that titles use as well ("web", "cam",
-/// "proper") are not here.
-constexpr std::string_view releaseWords[] = {
-    "10bit",   "2k",       "4k",         "8k",     "aac",     "ac3",          "av1",        "avc",
-    "bdremux", "bdrip",    "bluray",     "brrip",  "camrip",  "directorscut", "divx",       "dts",
-    "dvd5",    "dvd9",     "dvdr",       "dvdrip", "dvdscr",  "extended",     "h264",       "h265",
-    "hdcam",   "hddvd",    "hdrip",      "hdtv",   "hevc",    "pdtv",         "remastered", "remux",
-    "repack",  "telesync", "theatrical", "uhd",    "unrated", "vhsrip",       "webdl",      "webrip",
-    "x264",    "x265",     "xvid",
-};
-static_assert(std::ranges::is_sorted(releaseWords));
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
-/// How many digits the text begins with.
-std::size_t digitsOf(std::string_view text) {
-  return static_cast<std::size_t>(std::ranges::find_if_not(text, isDigit) - text.begin());
-}
-
-/// Takes a number of so many digits, six at most, off the text.
-std::optional<int> takeNumber(std::string_view& text, std::size_t fewest, std::size_t most) {
-  const std::size_t digits = digitsOf(text);
-  if (digits < fewest || digits > most) return std::nullopt;
-  int number = 0;
-  for (char c : text.substr(0, digits)) number = number * 10 + (c - '0');
-  text.remove_prefix(digits);
-  return number;
-}
-
-/// The number that the whole text is.
-std::optional<int> numberOf(std::string_view text, std::size_t fewest, std::size_t most) {
-  const auto number = takeNumber(text, fewest, most);
-  return text.empty() ? number : std::nullopt;
-}
-
-bool take(std::string_view& text, std::string_view start) {
-  if (!text.starts_with(start)) return false;
-  text.remove_prefix(start.size());
-  return true;
-}
-
-std::optional<int> yearOf(std::string_view word) {
-  const auto year = numberOf(word, 4, 4);
-  return year && *year >= 1900 && *year <= 2099 ? year : std::nullopt;
-}
-
-/// "720p", "1080i", "1920x1080".
-bool isResolution(std::string_view word) {
-  if (!takeNumber(word, 3, 4)) return false;
-  if (take(word, "x")) return numberOf(word, 3, 4).has_value();
-  return word == "p" || word == "i";
-}
-
-bool isReleaseWord(std::string_view word) { return std::ranges::binary_search(releaseWords, word); }
-
-/// What one or more words say of an episode: a season, episodes or both.
-struct Marker {
-  std::optional<int> season;
-  std::vector<int> episodes{};
-  std::size_t words = 1;
-};
-
-/// "s01e02e03", "s01", "e02", "ep02", "1x02".
-std::optional<Marker> markerIn(std::string_view word) {
-  Marker marker;
-  std::size_t fewest = 2;  // digits of an episode
-  if (isDigit(word.front())) {
-    marker.season = takeNumber(word, 1, 2);
-    if (!marker.season || !word.starts_with('x')) return std::nullopt;
-  } else if (take(word, "s")) {
-    marker.season = takeNumber(word, 1, 4);
-    if (!marker.season) return std::nullopt;
-    fewest = 1;
-  }
-  std::string_view rest = word;
-  while (take(rest, "ep") || take(rest, "e") || (marker.season && take(rest, "x"))) {
-    const auto episode = takeNumber(rest, fewest, 4);
-    if (!episode) break;
-    marker.episodes.push_back(*episode);
-    word = rest;
-  }
-  // "s01e02v2" is a second version.
-  const bool isWhole = word.empty() || (!marker.episodes.empty() && word.size() == 2 && word.front() == 'v');
-  return isWhole && (marker.season || !marker.episodes.empty()) ? std::optional(marker) : std::nullopt;
-}
 
 /// Reads a name word by word.
 class Reader {
@@ -137,7 +53,7 @@ class Reader {
     if (words_.empty() || !hasInGapBefore(0, '[')) return 0;
     std::size_t i = 1;
     while (i < words_.size() && !hasInGapBefore(i, ']')) ++i;
-    const bool isAllThereIs = i >= words_.size() || yearOf(word(i)) || isResolution(word(i));
+    const bool isAllThereIs = i >= words_.size() || yearOf(word(i)) || isOfRelease(i);
     return isAllThereIs ? 0 : i;
   }
 
@@ -151,26 +67,40 @@ class Reader {
     for (;; ++marker->words) {
       const std::size_t next = i + marker->words;
       if (next >= words_.size()) return marker;
-      const auto number = gapBefore(next) == "-" ? numberOf(word(next), 2, 3) : std::nullopt;
+      const bool isRange = gapBefore(next) == "-";
+      const auto number = isRange ? numberOf(word(next), 2, 3) : std::nullopt;
       const auto further = markerIn(word(next));
-      const bool isFurther =
-          further && !further->episodes.empty() && (!further->season || further->season == marker->season);
-      if (!number && !isFurther) return marker;
-      if (number) marker->episodes.push_back(*number);
-      if (isFurther)
-        marker->episodes.insert(marker->episodes.end(), further->episodes.begin(), further->episodes.end());
+      if (number) {
+        addEpisode(*marker, *number, isRange);
+      } else if (further && hasSeasonOf(*marker, *further)) {
+        for (const int episode : further->episodes) addEpisode(*marker, episode, isRange);
+      } else {
+        return marker;
+      }
     }
+  }
+
+  static bool hasSeasonOf(const Marker& marker, const Marker& further) {
+    return !further.episodes.empty() && (!further.season || further.season == marker.season);
+  }
+
+  /// Adds an episode, and to the end of a range ("E02-E04") those between as well.
+  static void addEpisode(Marker& marker, int episode, bool isRange) {
+    constexpr int longestRange = 100;
+    int first = marker.episodes.back() + 1;
+    if (!isRange || first > episode || episode - first > longestRange) first = episode;
+    for (; first <= episode; ++first) marker.episodes.push_back(first);
   }
 
   /// "S01 E02", "S01 - 02", "S01 Episode 2".
   void readEpisodeBehindSeason(Marker& marker, std::size_t i) const {
     const std::size_t next = i + marker.words;
     if (next >= words_.size()) return;
-    const auto further = markerIn(word(next));
+    const auto further = markerIn(word(next), 1);
     const auto number = hasInGapBefore(next, '-') ? numberOf(word(next), 2, 3) : std::nullopt;
     const bool isSpelledOut = word(next) == "episode" || word(next) == "ep";
     const auto spelledOut = isSpelledOut ? numberOf(word(next + 1), 1, 4) : std::nullopt;
-    if (further && !further->season) {
+    if (further && hasSeasonOf(marker, *further)) {
       marker.episodes = further->episodes;
       marker.words += 1;
     } else if (number) {
@@ -199,8 +129,7 @@ class Reader {
 
   void readOtherMarkerAt(std::size_t i) {
     const bool isInTitle = titleEnd_ == words_.size();
-    const std::string pair = std::string(word(i)).append(word(i + 1));
-    if (isResolution(word(i)) || isReleaseWord(word(i)) || isReleaseWord(pair)) {
+    if (isOfRelease(i)) {
       titleEnd_ = std::min(titleEnd_, i);
     } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
       if (!isInTitle && (name_.year || name_.season)) return;
@@ -208,6 +137,12 @@ class Reader {
       yearAt_ = i;
       isYearCertain_ = hasInGapBefore(i, '(') || hasInGapBefore(i, '[');
     }
+  }
+
+  /// "720p", "x264", and in two words "WEB-DL", "Blu-ray".
+  bool isOfRelease(std::size_t i) const {
+    const std::string pair = std::string(word(i)).append(word(i + 1));
+    return isResolution(word(i)) || isReleaseWord(word(i)) || isReleaseWord(pair);
   }
 
   /// "2017.05.12", as a daily show has it.

@@ -23,7 +23,11 @@ constexpr std::string_view furtherLatinLetters =
 
 /// Other letters in lower case that are compared as others: those with marks of the scripts and languages
 /// that titles are often written in, which some file systems write as a letter and a mark.
-constexpr std::pair<char32_t, std::string_view> otherLetters[] = {
+struct OtherLetter {
+  char32_t code;
+  std::string_view plain;
+};
+constexpr OtherLetter otherLetters[] = {
     {U'æ', "ae"}, {U'ß', "ss"}, {U'þ', "th"}, {U'ĳ', "ij"}, {U'œ', "oe"}, {U'ơ', "o"}, {U'ư', "u"},
     {U'ǎ', "a"},  {U'ǐ', "i"},  {U'ǒ', "o"},  {U'ǔ', "u"},  {U'ș', "s"},  {U'ț', "t"}, {U'ΐ', "ι"},
     {U'ά', "α"},  {U'έ', "ε"},  {U'ή', "η"},  {U'ί', "ι"},  {U'ΰ', "υ"},  {U'ς', "σ"}, {U'ϊ', "ι"},
@@ -81,23 +85,28 @@ std::string_view letterIn(std::string_view table, char32_t first, char32_t code)
   return table.substr(code - first, 1);
 }
 
+/// What a letter in lower case is compared as.
+std::string_view comparedAs(char32_t code, std::string_view letter) {
+  std::string_view plain = letterIn(latinLetters, 0xC0, code);
+  if (plain.empty()) plain = letterIn(furtherLatinLetters, 0x1E00, code);
+  if (!plain.empty()) return plain;
+  const auto* const other = std::ranges::find(otherLetters, code, &OtherLetter::code);
+  return other == std::end(otherLetters) ? letter : other->plain;
+}
+
 std::string folded(std::string_view word) {
   std::string result;
-  const std::string letters = lowercased(word);
+  const bool isASCII = std::ranges::all_of(word, [](char c) { return (c & 0x80) == 0; });
+  const std::string letters = isASCII ? lowercasedASCII(word) : lowercased(word);
   for (std::string_view rest = letters; !rest.empty();) {
     const auto [code, length] = firstOf(rest);
-    const std::string_view character = rest.substr(0, length);
+    const std::string_view letter = rest.substr(0, length);
     rest.remove_prefix(length);
     if (isApostrophe(code) || isMark(code)) continue;
-    const auto* const other =
-        std::ranges::find(otherLetters, code, [](const auto& pair) { return pair.first; });
-    std::string_view letter = letterIn(latinLetters, 0xC0, code);
-    if (letter.empty()) letter = letterIn(furtherLatinLetters, 0x1E00, code);
-    if (letter.empty() && other != std::end(otherLetters)) letter = other->second;
     if (isIn({0xFF01, 0xFF5E}, code)) {
       result += static_cast<char>(code - 0xFEE0);
     } else {
-      result += letter.empty() ? character : letter;
+      result += code < 0x80 ? letter : comparedAs(code, letter);
     }
   }
   return result;
