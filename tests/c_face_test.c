@@ -52,7 +52,7 @@ static void release(void* context) {
 }
 
 static void misuse(caprion_helper* helper) {
-  for (int call = 0; call < 6; ++call) {
+  for (int call = 0; call < 7; ++call) {
     struct reports r = {.hit = NULL};
     sem_init(&r.released, 0, 0);
     if (call == 0) caprion_helper_find_subtitles_for(NULL, "x", "eng", take_hits, &r, release);
@@ -60,9 +60,10 @@ static void misuse(caprion_helper* helper) {
     if (call == 2) caprion_helper_find_subtitles_matching(helper, NULL, "eng", take_hits, &r, release);
     if (call == 3) caprion_helper_find_subtitles_matching(helper, "x", NULL, take_hits, &r, release);
     if (call == 4) caprion_helper_download_subtitle_file(helper, NULL, take_path, &r, release);
-    if (call == 5) caprion_helper_find_subtitles_matching(helper, "x", "eng", NULL, &r, release);
+    if (call == 5) caprion_downloader_download(NULL, NULL, take_path, &r, release);
+    if (call == 6) caprion_helper_find_subtitles_matching(helper, "x", "eng", NULL, &r, release);
     while (sem_wait(&r.released) != 0) continue;
-    CHECK(r.releases == 1 && r.count == (call < 5) && r.code == (call < 5 ? EINVAL : 0));
+    CHECK(r.releases == 1 && r.count == (call < 6) && r.code == (call < 6 ? EINVAL : 0));
   }
   caprion_error* error = NULL;
   CHECK(caprion_subtitle_json_copy(NULL, &error) == NULL && caprion_error_code(error) == EINVAL);
@@ -81,6 +82,7 @@ static void misuse(caprion_helper* helper) {
   caprion_helper_free(NULL), caprion_helper_free(caprion_helper_shared()), caprion_subtitle_free(NULL);
   caprion_subtitle_list_free(NULL), caprion_error_free(NULL), caprion_components_free(NULL);
   caprion_string_free(NULL), caprion_query_task_cancel();
+  caprion_downloader_cancel(NULL), caprion_downloader_free(NULL);
 }
 
 int main(int argc, char** argv) {

@@ -162,13 +162,17 @@ void release(void* context) {
 
 enum class Kind { file, text, download };
 
-SharedReports startInC(Kind kind, const std::string& argument) {
+SharedReports startInC(Kind kind, const std::string& argument, caprion_downloader* downloader = nullptr) {
   const auto reports = std::make_shared<Reports>();
   auto* const context = new SharedReports(reports);
   caprion_helper* const helper = caprion_helper_shared();
   if (kind == Kind::download) {
     caprion_subtitle* record = caprion_subtitle_new_from_json(argument.c_str(), nullptr);
-    caprion_helper_download_subtitle_file(helper, record, takeFile, context, release);
+    if (downloader != nullptr) {
+      caprion_downloader_download(downloader, record, takeFile, context, release);
+    } else {
+      caprion_helper_download_subtitle_file(helper, record, takeFile, context, release);
+    }
     caprion_subtitle_free(record);
     EXPECT_EQ(reports->releases, 1);
   } else if (kind == Kind::file) {
@@ -258,7 +262,7 @@ TEST_F(CFace, ReportsWhatTheFacadeReportsAndLetsGoOnce) {
       wait(reports->over.get_future());
       return reports->lines;
     };
-    const auto lines = linesOf(startInC);
+    const auto lines = linesOf([](Kind kind, const auto& argument) { return startInC(kind, argument); });
     EXPECT_EQ(lines, linesOf(startInCpp));
     ASSERT_EQ(lines.size(), 1) << c.start;
     EXPECT_TRUE(lines.front().starts_with(c.start)) << c.start << "\n" << lines.front();
@@ -272,14 +276,23 @@ TEST_F(CFace, ReportsAFileThatCannotBeHashedAtOnce) {
 TEST_F(CFace, LetsGoOfADownloadThatReportsNothing) {
   service().setHandler(
       [](const auto& r) { return Answer{.fault = r.host == "held.test" ? Fault::hang : Fault::none}; });
-  const auto requests = service().requests().size();
-  SharedReports reports;
-  std::thread caller([&] { reports = startInC(Kind::download, recordWith("1", R"("http://held.test/")")); });
-  ASSERT_TRUE(service().waitForRequests(requests + 1));
-  startInCpp(Kind::download, recordWith("2", R"("http://dl.test/")"));
-  caller.join();
-  EXPECT_EQ(reports->lines, std::vector<std::string>());
-  EXPECT_EQ(reports->releases, 1);
+  for (const bool isCancelled : {false, true}) {
+    const auto requests = service().requests().size();
+    caprion_downloader* const downloader = isCancelled ? caprion_downloader_new() : nullptr;
+    SharedReports reports;
+    std::thread caller(
+        [&] { reports = startInC(Kind::download, recordWith("1", R"("http://held.test/")"), downloader); });
+    ASSERT_TRUE(service().waitForRequests(requests + 1));
+    if (isCancelled) {
+      caprion_downloader_cancel(downloader);
+    } else {
+      startInCpp(Kind::download, recordWith("2", R"("http://dl.test/")"));
+    }
+    caller.join();
+    EXPECT_EQ(reports->lines, std::vector<std::string>());
+    EXPECT_EQ(reports->releases, 1);
+    caprion_downloader_free(downloader);
+  }
 }
 
 TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {

@@ -639,7 +639,7 @@ TEST(Faults, AProgramIsHeldToItsLimits) {
   struct Case {
     std::string script;
     std::string expected;
-    std::uint64_t writeLimit = 1'000;
+    std::uint64_t writeLimit = 1'000'000;
     std::chrono::seconds timeLimit = std::chrono::seconds(60);
     bool isStopped = false;
   };
@@ -652,9 +652,9 @@ TEST(Faults, AProgramIsHeldToItsLimits) {
   const std::string limited = "[ $(ulimit -c) = 0 ] && [ $(ulimit -t) = 60 ] && [ $(umask) = 0077 ]";
   const auto failed = [](int error) { return posix(error) + "/bin/sh: "; };
   for (const Case& c : {Case{"for i in $(seq 1000); do " + limited + " && exit 3; sleep 0.01; done", "3"},
-                        Case{"kill -9 $$", "137"}, Case{"sleep 600", failed(ETIMEDOUT), 1'000, {}},
+                        Case{"kill -9 $$", "137"}, Case{"sleep 600", failed(ETIMEDOUT), 1'000'000, {}},
                         Case{"while :; do echo x; done", failed(EFBIG)},
-                        Case{"sleep 600", failed(ECANCELED), 1'000, std::chrono::seconds(60), true}}) {
+                        Case{"sleep 600", failed(ECANCELED), 1'000'000, std::chrono::seconds(60), true}}) {
     std::stop_source stop;
     if (c.isStopped) stop.request_stop();
     const Process shell{.executable = "/bin/sh",

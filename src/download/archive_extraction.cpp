@@ -26,7 +26,7 @@ constexpr std::uint64_t entrySizeLimit = std::uint64_t{256} << 20;
 /// The same of all entries, how many there may be, and how long unpacking them may take.
 constexpr std::uint64_t sizeLimit = std::uint64_t{1} << 30;
 constexpr std::size_t entryLimit = 10'000;
-constexpr std::chrono::seconds timeLimit(15);
+constexpr std::chrono::seconds timeLimit(20);
 
 constexpr const char* unzipPath = "/usr/bin/unzip";
 /// Its exit status for a file that it couldn't write, or couldn't make.

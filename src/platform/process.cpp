@@ -17,9 +17,11 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 extern "C" {
 #include <sys/pidfd.h>  // of glibc 2.36, which has forgotten that it may be C++
@@ -29,13 +31,25 @@ namespace caprion {
 
 namespace {
 
-/// Lowers a limit of a process that has just been started; returns 0 or an errno.
+/// Lowers a limit of a process that has just been started; returns 0 or an errno. At the hard limit on its
+/// time there would be SIGKILL, which doesn't say why.
 int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   rlimit limit{};
   if (::prlimit(process, resource, nullptr, &limit) != 0) return errno;
   limit.rlim_cur = std::min(limit.rlim_cur, value);
-  limit.rlim_max = std::min(limit.rlim_max, value);
+  limit.rlim_max = std::min(limit.rlim_max, value + 1);
   return ::prlimit(process, resource, &limit, nullptr) == 0 ? 0 : errno;
+}
+
+/// A number that the system tells in a file of its own, behind a word; 0 when it doesn't.
+std::uint64_t numberFromSystem(const char* file, const char* word, int base) {
+  std::array<char, 512> text{};
+  const int descriptor = ::open(file, O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return 0;
+  const ssize_t size = ::read(descriptor, text.data(), text.size() - 1);
+  ::close(descriptor);
+  const char* const found = size < 0 ? nullptr : std::strstr(text.data(), word);
+  return found == nullptr ? 0 : std::strtoull(found + std::strlen(word), nullptr, base);
 }
 
 /// A child that has been started. The descriptor is its own, proof against the number going to another child
@@ -57,34 +71,32 @@ class Child {
   /// Whether it has exited, by the end of the time. It is reaped then, unless the host has done so or ignores
   /// its children.
   bool exits(std::chrono::milliseconds within) {
-    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};
-    const bool waits = descriptor_ >= 0 && ::poll(&exited, 1, static_cast<int>(within.count())) >= 0;
+    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};  // one of -1 is passed over
+    if (::poll(&exited, 1, static_cast<int>(within.count())) < 0 && errno != EINTR) {
+      std::this_thread::sleep_for(within);
+    }
+    const auto [kind, number] =
+        descriptor_ < 0 ? std::pair(P_PID, process_) : std::pair(P_PIDFD, descriptor_);
     siginfo_t end{};
-    const int failed = descriptor_ < 0
-                           ? ::waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOHANG)
-                           : ::waitid(P_PIDFD, static_cast<id_t>(descriptor_), &end, WEXITED | WNOHANG);
+    int failed = 0;
+    do {
+      failed = ::waitid(kind, static_cast<id_t>(number), &end, WEXITED | WNOHANG);
+    } while (failed != 0 && errno == EINTR);
     if (failed == 0 && end.si_pid != 0) {
       status_ = end.si_code == CLD_EXITED ? end.si_status : 128 + end.si_status;
       return true;
     }
-    if ((failed != 0 && errno == ECHILD) || exited.revents != 0) return true;
-    if (!waits) std::this_thread::sleep_for(within);
-    return false;
+    return exited.revents != 0 || (failed != 0 && errno == ECHILD);
   }
 
   /// As of Process::run(), once it has exited.
   std::optional<int> status() const { return status_; }
 
-  /// How many bytes it has written so far, of which the system keeps count.
+  /// How many bytes it has written so far.
   std::uint64_t written() const {
-    std::array<char, 512> text{};
-    const std::string path = "/proc/" + std::to_string(process_) + "/io";
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file < 0) return 0;
-    const ssize_t size = ::read(file, text.data(), text.size() - 1);
-    ::close(file);
-    const char* const count = size < 0 ? nullptr : std::strstr(text.data(), "wchar: ");
-    return count == nullptr ? 0 : std::strtoull(count + 7, nullptr, 10);
+    std::array<char, 32> file{};  // no text that may find no memory, with a child that runs on
+    std::snprintf(file.data(), file.size(), "/proc/%d/io", static_cast<int>(process_));
+    return numberFromSystem(file.data(), "wchar: ", 10);
   }
 
  private:
@@ -129,8 +141,8 @@ class SpawnSettings {
   posix_spawn_file_actions_t actions_{};
 };
 
-/// Starts the program; returns 0 or an errno. The umask that it inherits lets the user at what it makes, and
-/// nobody else. The host's is left alone: a thread can have one of its own.
+/// Starts the program; returns 0 or an errno. A umask that would keep the user from what the program makes is
+/// the host's, and left alone: a thread can have one of its own.
 int start(const Process& program, pid_t* process) {
   // The arguments and the environment are not changed, for all that the signature says.
   std::vector<char*> argv{const_cast<char*>(program.executable.c_str())};
@@ -144,10 +156,13 @@ int start(const Process& program, pid_t* process) {
     error = ::posix_spawn(process, program.executable.c_str(), settings.actions(), settings.attributes(),
                           argv.data(), environment);
   };
-  auto thread = startThread("caprion", [&] {
-    if (::unshare(CLONE_FS) == 0) ::umask(S_IRWXG | S_IRWXO);
-    spawn();
-  });
+  std::optional<std::thread> thread;
+  if ((numberFromSystem("/proc/thread-self/status", "Umask:", 8) & S_IRWXU) != 0) {
+    thread = startThread("caprion", [&] {
+      if (::unshare(CLONE_FS) == 0) ::umask(S_IRWXG | S_IRWXO);
+      spawn();
+    });
+  }
   thread ? thread->join() : spawn();
   return error;
 }
