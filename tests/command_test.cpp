@@ -6,7 +6,6 @@
 
 #include <atomic>
 #include <csignal>
-#include <map>
 #include <optional>
 #include <set>
 
@@ -146,14 +145,16 @@ TEST(Command, PrintsFailuresAsJSON) {
   }
 }
 
-TEST(Command, KeepsTheServersTextOffTheTerminal) {
-  stand_in::StandIn service("", [](const auto&) { return Answer{.body = "\x1b]0;title\x07no list"}; });
-  // script gives it a terminal.
-  const auto run =
-      runThrough(service, "script -qec " + shellQuoted(command + " search --text x") + " /dev/null");
-  EXPECT_EQ(run.status, 3);
-  EXPECT_NE(run.output.find("title"), std::string::npos);
-  EXPECT_EQ(run.output.find("\x1b]"), std::string::npos);
+TEST(Command, ShowsAnErrorPageOnceAndWithoutItsControls) {
+  stand_in::StandIn service("", [](const auto&) { return Answer{.body = "\x1b]0;title\n\x07no list"}; });
+  const std::string line = command + " search --text x 2>&1";
+  for (const std::string& each : {line, "script -qec " + shellQuoted(line) + " /dev/null"}) {  // a terminal's
+    const auto run = runThrough(service, each);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.output.find("title"), run.output.rfind("title"));
+    EXPECT_NE(run.output.find("0;title ␇no list"), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find("\x1b]"), std::string::npos);
+  }
 }
 
 TEST(Command, ParsesEachNameOnALineOfItsOwn) {
@@ -230,156 +231,90 @@ TEST(Command, DownloadsTheRecordThatASearchPrints) {
 TEST(Command, GetsTheRightSubtitleForEachVideo) {
   auto record = boost::json::parse(contentOf(CATALOGUE "/catalogue.json")).as_array().at(0).as_object();
   record["MatchedBy"] = "moviehash";
-  using Changes = std::map<std::string, std::string>;  // to the record's fields
   const std::string there = "  already there\n",
-                    because = "found by content, 1 word in common: Big Buck Bunny (2008)\n",
-                    found = "  " + because;
-  const auto bad = [](const char* id) {
-    return Changes{{"IDSubtitle", id}, {"ZipDownloadLink", "https://dl.test/sub/1"}};
-  };
+                    hit = "found by content, 1 word in common: Big Buck Bunny (2008)\n", found = "  " + hit,
+                    eng = "big.eng.srt" + found, ger = "big.ger.srt" + found;
   struct Case {
     std::string line;
     int status;
-    std::string output, error;            // of the error, a part
-    std::string added;                    // names that are new in the folder, each with a space behind it
-    std::optional<std::size_t> requests;  // that the service gets; absent for any number
-    std::vector<Changes> hits{};          // of every search, when there are any
-    std::size_t first = 1, last = 0;      // requests that are answered with:
-    Answer fault{.fault = Answer::Fault::reset};
+    std::string output, error;  // of the error, a part
+    std::string added;          // names that are new in the folder, each with a space behind it
+    int requests;               // that the service gets; -1 for any number
+    std::string hits = "";      // of every search: changes to a record, "ID FORMAT LANGUAGE NUMBER;" for each
+    // Requests from the first to the last get this.
+    int first = 1, last = 0;
+    Answer::Fault fault = Answer::Fault::reset;
   };
-  for (
-      const Case& c : {
-          Case{"$GET big.mkv", 0, "big.eng.srt" + found, "", "big.eng.srt ", 2},
-          Case{"LC_ALL= LC_MESSAGES=de_AT.UTF-8 LANG=fr $TOOL get big.mkv", 0, "big.ger.srt" + found, "",
-               "big.ger.srt ", 2},
-          Case{"$GET big.mkv -l pob -l en,DEU", 1, "big.eng.srt" + found + "big.ger.srt" + found,
-               "big.mkv (pob): No subtitle found", "big.eng.srt big.ger.srt ", 5},
-          Case{
-              "$GET --json none.mkv", 1,
-              R"({"file":"none.mkv","language":"eng","error":{"domain":"","code":0,"description":"No subtitle )"
-              "found\"}}\n",
-              "", "", 2},
-          // Of several hits, the one that suits the name.
-          Case{
-              "$GET --json Harbour*", 0,
-              R"({"file":"Harbour.Lights.S01E02.mkv","language":"eng","subtitle":"Harbour.Lights.S01E02.eng.srt",)"
-              R"("subtitleID":"5000602","matchedBy":"moviehash"})"
-              "\n",
-              "", "Harbour.Lights.S01E02.eng.srt ", 2},
-          Case{"$GET -j 1 --json The.*.mkv | cut -d, -f 4-5", 0,
-               "\"subtitleID\":\"5000404\",\"matchedBy\":\"name\"}\n\"subtitleID\":\"5000702\",\"matchedBy\":"
-               "\"name\"}\n",
-               "", "The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ", 6},
-          // What is a video, and in which order they come.
-          Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; ln -s "
-               "t/big.MKV "
-               "s/big.l.mkv; "
-               "$GET -j 1 -l fr s ./s/big.l.mkv s/t/../t",
-               0, "s/big.l.fre.srt" + found + "s/t/big.fre.srt" + found, "2 videos: 2 placed", "s ", 3},
-          Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, "big.eng.srt" + found,
-               "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
-          Case{"mv big.mkv big.b; $GET --any big.b", 0, "big.eng.srt" + found, "", "big.b big.eng.srt ", 2},
-          Case{"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/big.eng.srt" + found,
-               "like that of a/big.mkv", "a ", 2},
-          Case{"mkdir a; cp big.mkv a; $GET -o . big.mkv a", 3, "./big.eng.srt" + found, "1 failed",
-               "a big.eng.srt ", 2},
-          // What is there already, and what may be replaced.
-          Case{"echo mine >big.EN.SRT; $GET ./big.mkv; cat *.SRT", 0, "./big.EN.SRT" + there + "mine\n", "",
-               "big.EN.SRT ", 0},
-          Case{"touch big.ass; $GET big.mkv; $GET -l en,ger big.mkv", 0,
-               "big.ass" + there + "big.eng.srt" + found + "big.ger.srt" + found, "",
-               "big.ass big.eng.srt big.ger.srt ", 3},
-          Case{"touch big.txt big.ger.srt; $GET big.mkv", 0, "big.eng.srt" + found, "",
-               "big.eng.srt big.ger.srt big.txt ", 2},
-          Case{"ln -s none big.en.srt; $GET big.mkv", 3, "", "big.en.srt: No such file", "big.en.srt ", 0},
-          Case{"mkdir -p o/big.en.srt; $GET -o o big.mkv", 3, "", "Is a directory", "o ", 0},
-          Case{"echo mine >big.eng.srt; $GET --force big.mkv; head -n 1 *.srt", 0,
-               "big.eng.srt" + found + "1\n", "", "big.eng.srt ", 2},
-          Case{"echo mine >a; ln -s a big.eng.srt; $GET --force big.mkv || cat a", 0, "mine\n",
-               "big.eng.srt: File exists", "a big.eng.srt ", 1},
-          Case{"$GET --force big.mkv",
-               1,
-               "",
-               "No subtitle found",
-               "",
-               3,
-               {{{"SubFormat", "mkv"}}, {{"SubFormat", "../x"}}}},
-          Case{"$GET -n -l de big.mkv", 0, "big.ger.srt  would be placed, " + because, "", "", 1},
-          Case{"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", {}},
-          Case{"umask 027; $GET big.mkv; stat -c %a *.srt", 0, "big.eng.srt" + found + "640\n", "",
-               "big.eng.srt ", 2},
-          // How it is called, and what is in it.
-          Case{"$GET big.mkv -l pt-BR",
-               0,
-               "big.pt-BR.srt" + found,
-               "",
-               "big.pt-BR.srt ",
-               2,
-               {{{"SubLanguageID", "pob"}, {"SubFormat", "SRT"}}}},
-          Case{"$GET big.mkv -l sr",
-               0,
-               "big.srp.sub" + found,
-               "",
-               "big.srp.sub ",
-               2,
-               {{{"SubLanguageID", "scc"}, {"SubFormat", "sub"}}}},
-          Case{"mv big.mkv 'a\xFF\n.b.mkv'; $GET --json -l zh a*", 0,
-               "{\"file\":\"a\uFFFD\\n.b.mkv\",\"fileBytes\":\"a%FF%0A.b.mkv\",\"language\":\"chi\","
-               "\"subtitle\":"
-               "\"a\uFFFD\\n.b.chi.srt\",\"subtitleBytes\":\"a%FF%0A.b.chi.srt\",\"subtitleID\":\"5000105\","
-               "\"matchedBy\":\"moviehash\",\"encoding\":\"gbk\"}\n",
-               "", "a\xFF\n.b.chi.srt ", 2},
-          Case{"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1",
-               0, "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
-          // Archives of no use, and a service in trouble.
-          Case{"$GET big.mkv",
-               0,
-               "big.eng.srt" + found,
-               "No subtitle file found",
-               "big.eng.srt ",
-               4,
-               {bad("1"), bad("2"), {}}},
-          Case{"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4, {bad("1"), bad("2"), bad("3"), {}}},
-          Case{"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a",
-               3,
-               "a/big.1.eng.srt" + found,
-               "5 videos: 1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried",
-               "a ",
-               {},
-               {},
-               2,
-               99},
-          Case{"$GET big.mkv",
-               0,
-               "big.eng.srt" + found,
-               "",
-               "big.eng.srt ",
-               3,
-               {},
-               0,
-               0,
-               {.status = 429, .body = "Too many requests"}},
-          Case{"$GET --json --verbose big.mkv | cut -d, -f 1-4",
-               0,
-               R"({"file":"big.mkv","language":"eng","error":{"domain":"NSURLErrorDomain","code":-1005)"
-               "\n",
-               "",
-               "",
-               1,
-               {},
-               0,
-               0},
-          Case{"sh -c 'echo $$ >pid; exec $GET big.mkv' || echo $?",
-               0,
-               "130\n",
-               "",
-               "pid ",
-               2,
-               {},
-               1,
-               1,
-               {.fault = Answer::Fault::hang}},
-      }) {
+  for (const Case& c : {
+           Case{"$GET big.mkv", 0, eng, "", "big.eng.srt ", 2},
+           Case{"LC_ALL= LC_MESSAGES=de_AT.UTF-8 LANG=fr $GET big.mkv", 0, ger, "", "big.ger.srt ", 2},
+           Case{"$GET big.mkv -l pob -l en,DEU", 1, eng + ger, "big.mkv (pob): No subtitle found",
+                "big.eng.srt big.ger.srt ", 5},
+           Case{"$GET --json none.mkv", 1,
+                "{\"file\":\"none.mkv\",\"language\":\"eng\",\"error\":{\"domain\":\"\","
+                "\"code\":0,\"description\":\"No subtitle found\"}}\n",
+                "", "", 2},
+           // Of several hits, the one that suits the name.
+           Case{"$GET -j 1 --json H*.mkv T*.mkv | cut -d, -f 4-", 0,
+                "\"subtitleID\":\"5000602\",\"matchedBy\":\"moviehash\"}\n\"subtitleID\":\"5000404\","
+                "\"matchedBy\":"
+                "\"name\"}\n\"subtitleID\":\"5000702\",\"matchedBy\":\"name\"}\n",
+                "",
+                "Harbour.Lights.S01E02.eng.srt The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ",
+                8},
+           // What is a video, and in which order they come.
+           Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; "
+                "ln -s t/big.MKV s/big.l.mkv; $GET -j 1 s ./s/big.l.mkv s/t/../t",
+                0, "s/big.l.eng.srt" + found + "s/t/" + eng, "2 videos: 2 placed", "s ", 3},
+           Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, eng,
+                "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
+           Case{"mv big.mkv big.b; $GET --any big.b", 0, eng, "", "big.b big.eng.srt ", 2},
+           Case{"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/" + eng,
+                "like that of a/big.mkv", "a ", 2},
+           Case{"mkdir a; cp big.mkv a; $GET -o . big.mkv a", 3, "./" + eng, "1 failed", "a big.eng.srt ", 2},
+           // What is there already, and what may be replaced.
+           Case{"echo mine >big.EN.SRT; $GET ./big.mkv; cat *.SRT", 0, "./big.EN.SRT" + there + "mine\n", "",
+                "big.EN.SRT ", 0},
+           Case{"touch big.ass; $GET big.mkv; $GET -l en,ger big.mkv", 0, "big.ass" + there + eng + ger, "",
+                "big.ass big.eng.srt big.ger.srt ", 3},
+           Case{"touch big.txt big.ger.srt; $GET big.mkv", 0, eng, "", "big.eng.srt big.ger.srt big.txt ", 2},
+           Case{"ln -s none big.en.srt; $GET big.mkv", 3, "", "big.en.srt: No such file", "big.en.srt ", 0},
+           Case{"mkdir -p o/big.en.srt; $GET -o o big.mkv", 3, "", "Is a directory", "o ", 0},
+           Case{"echo mine >big.eng.srt; $GET --force big.mkv; head -n 1 *.srt", 0, eng + "1\n", "",
+                "big.eng.srt ", 2},
+           Case{"echo mine >a; ln -s a big.eng.srt; $GET --force big.mkv || cat a", 0, "mine\n",
+                "big.eng.srt: File exists", "a big.eng.srt ", 1},
+           Case{"$GET --force big.mkv", 1, "", "No subtitle found", "", 3,
+                "1 mkv eng 5000101;2 ../x eng 5000101;"},
+           Case{"$GET -n -l de big.mkv", 0, "big.ger.srt  would be placed, " + hit, "", "", 1},
+           Case{"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", -1},
+           Case{"umask 027; $GET big.mkv; stat -c %a *.srt", 0, eng + "640\n", "", "big.eng.srt ", 2},
+           // How it is called, and what is in it.
+           Case{"$GET big.mkv -l pt-BR", 0, "big.pt-BR.srt" + found, "", "big.pt-BR.srt ", 2,
+                "1 SRT pob 5000101;"},
+           Case{"$GET big.mkv -l sr", 0, "big.srp.sub" + found, "", "big.srp.sub ", 2, "1 sub scc 5000101;"},
+           Case{"mv big.mkv 'a\xFF\n.b.mkv'; $GET --json -l zh a*", 0,
+                "{\"file\":\"a\uFFFD\\n.b.mkv\",\"fileBytes\":\"a%FF%0A.b.mkv\",\"language\":\"chi\","
+                "\"subtitle\":"
+                "\"a\uFFFD\\n.b.chi.srt\",\"subtitleBytes\":\"a%FF%0A.b.chi.srt\",\"subtitleID\":\"5000105\","
+                "\"matchedBy\":\"moviehash\",\"encoding\":\"gbk\"}\n",
+                "", "a\xFF\n.b.chi.srt ", 2},
+           Case{"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1",
+                0, "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
+           // Archives of no use, and a service in trouble.
+           Case{"$GET big.mkv", 0, eng, "No subtitle file found", "big.eng.srt ", 4,
+                "1 srt eng 0;2 srt eng 0;3 srt eng 5000101;"},
+           Case{"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4,
+                "1 srt eng 0;2 srt eng 0;3 srt eng 0;4 srt eng 5000101;"},
+           Case{"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a", 3,
+                "a/big.1.eng.srt" + found,
+                "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried", "a ", -1, "", 2, 99},
+           Case{"$GET big.mkv", 0, eng, "", "big.eng.srt ", 3, "", 0, 0, Answer::Fault::none},
+           Case{"$GET --json big.mkv | cut -d, -f 3-4", 0,
+                "\"error\":{\"domain\":\"NSURLErrorDomain\",\"code\":-1005\n", "", "", 1, "", 0, 0},
+           Case{"sh -c 'echo $$ >pid; exec $GET big.mkv' || echo $?", 0, "130\n", "", "pid ", 2, "", 1, 1,
+                Answer::Fault::hang},
+       }) {
     const TemporaryFolder folder, temporary;
     for (const auto& [name, size] :
          {std::pair("big.mkv", 1 << 20), std::pair("none.mkv", 0),
@@ -389,24 +324,30 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       std::filesystem::resize_file(folder.path / name, static_cast<std::uintmax_t>(size));
     }
     const auto before = namesIn(folder.path);
-    std::atomic<std::size_t> requests = 0;
+    std::atomic<int> requests = 0;
     stand_in::StandIn service(CATALOGUE, [&](const stand_in::Request& request) -> std::optional<Answer> {
-      const std::size_t number = requests++;
-      const bool isSpoilt = number >= c.first && number <= c.last;
-      if (isSpoilt && c.fault.fault == Answer::Fault::hang)
-        ::kill(std::stoi(contentOf(folder.path / "pid")), SIGINT);
-      if (isSpoilt) return c.fault;
+      const int number = requests++;
+      if (number >= c.first && number <= c.last) {
+        if (c.fault == Answer::Fault::hang) ::kill(std::stoi(contentOf(folder.path / "pid")), SIGINT);
+        return Answer{.status = 429, .body = "Too many requests", .fault = c.fault};
+      }
       if (c.hits.empty() || !request.target.starts_with("/search/")) return std::nullopt;
       boost::json::array hits;
-      for (const Changes& changes : c.hits) {
+      std::istringstream words(c.hits);
+      std::string id, format, language;
+      for (std::string archive; words >> id >> format >> language && std::getline(words, archive, ';');) {
         hits.push_back(record);
-        for (const auto& [key, value] : changes) hits.back().as_object()[key] = value;
+        auto& one = hits.back().as_object();
+        one["IDSubtitle"] = id;
+        one["SubFormat"] = format;
+        one["SubLanguageID"] = language;
+        one["ZipDownloadLink"] = "https://dl.test/sub/" + archive.substr(1);
       }
       return Answer{.body = boost::json::serialize(hits)};
     });
-    const auto run = runThrough(
-        service, "cd " + folder.path.string() + "; export TMPDIR=" + temporary.path.string() +
-                     " LC_ALL=C TOOL=" CAPRION_COMMAND " GET='" CAPRION_COMMAND " get'; " + c.line);
+    const auto run = runThrough(service, "cd " + folder.path.string() +
+                                             "; export LC_ALL=C TMPDIR=" + temporary.path.string() +
+                                             " GET='" CAPRION_COMMAND " get'; " + c.line);
     std::string added;
     for (const std::string& name : namesIn(folder.path)) {
       if (before.count(name) == 0 && !name.ends_with(".mkv")) added += name + " ";
@@ -415,7 +356,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
     EXPECT_EQ(run.output, c.output) << c.line << run.error;
     EXPECT_NE(run.error.find(c.error), std::string::npos) << c.line << run.error;
     EXPECT_EQ(added, c.added) << c.line;
-    EXPECT_EQ(requests, c.requests.value_or(requests)) << c.line;
+    EXPECT_TRUE(c.requests < 0 || requests == c.requests) << c.line << requests;
   }
 }
 
