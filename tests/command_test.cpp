@@ -182,6 +182,8 @@ TEST(Command, ParsesEachNameOnALineOfItsOwn) {
                     "{\"file\":\"last 2001\",\"title\":\"last\",\"year\":2001,\"searchString\":\"last "
                     "2001\"}\n"},
            Case{"parse - </dev/null", 0, ""},
+           Case{"parse -V >/dev/null; script -qec '" + command + " parse --json a\u202E' /dev/null", 0,
+                "{\"file\":\"a\\u202e\",\"title\":\"a\\u202e\",\"searchString\":\"a\\u202e\"}\r\n"},
            Case{"parse --json - <.", 3,
                 "{\"error\":{\"domain\":\"NSPOSIXErrorDomain\",\"code\":21,\"description\":\"Is a "
                 "directory\"}}\n"},

@@ -141,8 +141,9 @@ std::size_t Progress::width() const {
 }
 
 void Progress::show(std::string_view text) {
-  if (!isVisible_) return;
+  if (!isVisible_ || (isProgressShown && text == shown_)) return;
   isProgressShown = true;
+  shown_ = text;
   writeAll(STDERR_FILENO, "\r\033[K" + fitted(printable(text), width()));
 }
 

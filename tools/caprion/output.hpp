@@ -98,6 +98,7 @@ class Progress {
 
  private:
   bool isVisible_;
+  std::string shown_;
 };
 
 /// The width in columns of the terminal that a descriptor leads to; absent when it is none, or none that
