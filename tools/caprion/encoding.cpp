@@ -6,6 +6,7 @@
 #include <uchardet.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string_view>
@@ -64,8 +65,8 @@ const char* encoderFor(std::string_view encoding) {
 }
 
 std::optional<std::string> converted(const std::string& text, const char* from, const char* to) {
-  const iconv_t converter = ::iconv_open(to, from);
-  if (converter == reinterpret_cast<iconv_t>(-1)) return std::nullopt;
+  iconv_t converter = ::iconv_open(to, from);
+  if (reinterpret_cast<std::intptr_t>(converter) == -1) return std::nullopt;
   std::string result(text.size() * 4 + 4, '\0');
   char* source = const_cast<char*>(text.data());  // which iconv leaves alone
   char* target = result.data();
@@ -117,7 +118,7 @@ std::string guessFor(const std::string& text) {
                                                                          &::uchardet_delete);
   if (!detector || ::uchardet_handle_data(detector.get(), text.data(), text.size()) != 0) return {};
   ::uchardet_data_end(detector.get());
-  const std::string guess = lowercased(::uchardet_get_charset(detector.get()));
+  std::string guess = lowercased(::uchardet_get_charset(detector.get()));
   for (const auto& [name, other] :
        {std::pair("iso-8859-1", "windows-1252"), std::pair("iso-8859-15", "windows-1252"),
         std::pair("iso-8859-9", "windows-1254"), std::pair("iso-8859-11", "windows-874"),

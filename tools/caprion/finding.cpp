@@ -209,7 +209,7 @@ void Finder::place(Outcome& outcome, std::string content) {
 }
 
 /// Puts down what became of it: `error` is 0 or an errno.
-void Finder::settle(Outcome& outcome, int error) {
+void Finder::settle(Outcome& outcome, int error) const {
   struct stat status {};
   if (error == 0) {
     outcome.ending = Ending::placed;

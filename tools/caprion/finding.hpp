@@ -50,7 +50,7 @@ class Finder {
   bool fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit);
   Result<std::string> contentOf(const Subtitle& hit, Outcome& outcome);
   void place(Outcome& outcome, std::string content);
-  void settle(Outcome& outcome, int error);
+  void settle(Outcome& outcome, int error) const;
 
   const Wish& wish_;
   const Pick pick_;

@@ -49,7 +49,7 @@ void watchSignals() {
 bool endsAtBrokenPipe() { return brokenPipeEnds; }
 
 std::mutex& cleanEnd() {
-  static std::mutex* const mutex = new std::mutex;  // never destroyed: threads use it until the very end
+  static auto* const mutex = new std::mutex;  // never destroyed: threads use it until the very end
   return *mutex;
 }
 
