@@ -17,8 +17,8 @@ namespace caprion::tool {
 
 namespace {
 
-// No subtitles are longer, and only texts in memory are looked at.
-constexpr std::size_t longestText = 16 << 20;
+// No subtitles are longer; what is, isn't worth the time and memory that looking at it takes.
+constexpr std::size_t longestText = 4 << 20;
 
 /// How a language is written: the encodings that are usual for it, and the letters to expect beside those of
 /// ASCII, of which "а-я" is a range.
@@ -148,9 +148,9 @@ std::vector<std::string> candidatesFor(const std::string& guess, std::string_vie
 }  // namespace
 
 EncodedText inUTF8(std::string bytes, const Language& language) {
+  if (bytes.size() > longestText) return {std::move(bytes), {}, true};
   if (wellFormed(bytes) == bytes && bytes.find('\0') == std::string::npos)
     return {std::move(bytes), {}, false};
-  if (bytes.size() > longestText) return {std::move(bytes), {}, true};
 
   if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
     const char* const encoding = bytes.front() == '\xFF' ? "utf-16le" : "utf-16be";
