@@ -26,12 +26,20 @@ struct Writing {
   std::string_view languages, encodings, letters;
 };
 
-constexpr std::string_view western = "À-ÖØ-öø-ÿŒœŠšŽžŸªº";
+constexpr std::string_view western = "À-ÖØ-öø-ÿŒœŠšŽžŸªº";  // of those that aren't listed
 constexpr Writing writings[] = {
+    {"eng", "windows-1252", "ÀÇÈÉÊËÏÑÖàâäçèéêëïñöœ"},
+    {"ger ltz", "windows-1252", "ÄÖÜßäöüéèëê"},
+    {"fre", "windows-1252", "ÀÂÆÇÈÉÊËÎÏÔÙÛÜàâæçèéêëîïôùûüÿŒœŸ"},
+    {"arg cat glg spa", "windows-1252", "ÁÀÇÈÉÍÏÑÒÓÚÜáàçèéíïñòóúüªº"},
+    {"pob por", "windows-1252", "ÀÁÂÃÇÉÊÍÓÔÕÚàáâãçéêíóôõúüªº"},
+    {"ita", "windows-1252", "ÀÈÉÌÍÒÓÙÚàèéìíòóùúîªº"},
+    {"dut", "windows-1252", "ÉËÏÖÜáäèéêëíïóöúü"},
+    {"dan fin nor swe", "windows-1252", "ÄÅÆÉÖØäåæéöøòôêàüŠšŽž"},
     {"cze slo", "windows-1250 iso-8859-2", "ÁáÄäČčĎďÉéĚěÍíĹĺĽľŇňÓóÔôŔŕŘřŠšŤťÚúŮůÝýŽž"},
     {"pol", "windows-1250 iso-8859-2", "ĄąĆćĘęŁłŃńÓóŚśŹźŻż"},
     {"hun", "windows-1250 iso-8859-2", "ÁáÉéÍíÓóÖöŐőÚúÜüŰű"},
-    {"rum", "windows-1250 iso-8859-2 iso-8859-16", "ÂâĂăÎîŞşŢţȘșȚț"},
+    {"rum", "windows-1250 iso-8859-2", "ÂâĂăÎîŞşŢţȘșȚț"},
     {"bos hrv mne scc slv", "windows-1250 iso-8859-2 windows-1251", "ĆćČčĐđŠšŽžЀ-џ"},
     {"bel bul kaz mac mon rus ukr", "windows-1251 koi8-r koi8-u iso-8859-5 ibm866", "Ѐ-џҐ-ӹ"},
     {"ell", "windows-1253 iso-8859-7", "Ά-ώ"},
@@ -48,7 +56,7 @@ constexpr Writing writings[] = {
 };
 
 // Punctuation and signs of all languages, which speak for none.
-constexpr std::string_view neutral = "\u00A0-¿×÷‐-⁞€№™♩-♯、-】〜！-～\uFEFF";
+constexpr std::string_view neutral = "\u00A0¡©«®°´·»¼-¿×÷‐-⁞€№™♩-♯、-】〜！-～\uFEFF";
 
 Writing writingOf(const Language& language) {
   for (const Writing& writing : writings) {
