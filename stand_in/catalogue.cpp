@@ -145,7 +145,7 @@ Answer Catalogue::search(std::string_view path) const {
                      [&](const auto& one) { return matches(record, one.first, one.second); }))
       continue;
     json::object hit = record;
-    hit["MatchedBy"] = asked.contains("moviehash") ? "moviehash" : "fulltext";
+    hit["MatchedBy"] = asked.contains("moviehash") ? "moviehash" : asked.contains("tag") ? "tag" : "fulltext";
     hit["QueryParameters"] = asked;
     hits.push_back(std::move(hit));
   }

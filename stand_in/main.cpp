@@ -11,9 +11,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iterator>
@@ -28,7 +31,8 @@ using namespace caprion::stand_in;
 namespace {
 
 constexpr char usage[] =
-    "usage: caprion-stand-in [--catalogue DIR] [--fault NAME] [--log] [COMMAND ARG...]\n"
+    "usage: caprion-stand-in [--catalogue DIR] [--fault NAME] [--busy N] [--delay MS] [--log]\n"
+    "                        [COMMAND ARG...]\n"
     "\n"
     "Serves a catalogue of subtitles on a loopback port, as a proxy for every host.\n"
     "\n"
@@ -37,6 +41,8 @@ constexpr char usage[] =
     "\n"
     "  --catalogue DIR  the folder with catalogue.json and archives/\n"
     "  --fault NAME     spoil every answer: reset, close, truncate, drip, hang, garbage or endless\n"
+    "  --busy N         answer the first N searches with 429, \"Too many requests\"\n"
+    "  --delay MS       let every answer wait for so many milliseconds\n"
     "  --log            one line a request on standard error\n"
     "  --help           this text\n";
 
@@ -56,6 +62,8 @@ struct Options {
   std::string catalogue = CAPRION_STAND_IN_CATALOGUE;
   const char* faultName = nullptr;
   Answer::Fault fault = Answer::Fault::none;
+  long busy = 0;
+  std::chrono::milliseconds delay{0};
   bool log = false;
   char** command = nullptr;
 };
@@ -64,6 +72,8 @@ struct Options {
 std::optional<Options> parse(int argc, char** argv, int& status) {
   const option known[] = {{"catalogue", required_argument, nullptr, 'c'},
                           {"fault", required_argument, nullptr, 'f'},
+                          {"busy", required_argument, nullptr, 'b'},
+                          {"delay", required_argument, nullptr, 'd'},
                           {"log", no_argument, nullptr, 'l'},
                           {"help", no_argument, nullptr, 'h'},
                           {}};
@@ -84,6 +94,12 @@ std::optional<Options> parse(int argc, char** argv, int& status) {
         std::tie(options.faultName, options.fault) = *fault;
         break;
       }
+      case 'b':
+        options.busy = std::atol(optarg);
+        break;
+      case 'd':
+        options.delay = std::chrono::milliseconds(std::atol(optarg));
+        break;
       case 'l':
         options.log = true;
         break;
@@ -181,9 +197,12 @@ int main(int argc, char** argv) try {
   std::signal(SIGCHLD, SIG_DFL);  // an ignored one would hide the command's status
 
   const Catalogue catalogue(options->catalogue);
+  std::atomic<long> searches = 0;
   const StandIn standIn({}, [&](const Request& request) {
-    Answer answer = catalogue.answer(request);
+    const bool isBusy = request.target.starts_with("/search") && searches++ < options->busy;
+    Answer answer = isBusy ? Answer{.status = 429, .body = "Too many requests\n"} : catalogue.answer(request);
     answer.fault = options->fault;
+    answer.delay = options->delay;
     if (options->log)
       std::fprintf(stderr, "%s %s %s %d%s%s\n", request.method.c_str(), request.host.c_str(),
                    request.target.c_str(), answer.status, options->faultName ? " " : "",

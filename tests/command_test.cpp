@@ -1,9 +1,11 @@
 #include "process.hpp"
+#include "zip_writer.hpp"
 
 #include <boost/json/parse.hpp>
 #include <boost/json/serialize.hpp>
 
 #include <atomic>
+#include <csignal>
 #include <optional>
 #include <set>
 
@@ -14,7 +16,7 @@ namespace {
 using stand_in::Answer;
 using namespace std::string_literals;
 
-const std::string command = CAPRION_COMMAND;
+const std::string command = "env LC_ALL=C " CAPRION_COMMAND;
 
 /// The lines of a JSON output; a line that isn't an object fails the test.
 std::vector<boost::json::object> objects(const std::string& output) {
@@ -49,6 +51,7 @@ TEST(Command, ReportsByItsExitStatus) {
            Case{"--version", 0, "caprion 1.0\n", ""},
            Case{"--help", 0, "caprion COMMAND", ""},
            Case{"search --help", 0, "--where", ""},
+           Case{"hash -V", 0, "caprion 1.0\n", ""},
            Case{"", 2, "", "usage"},
            Case{"frobnicate", 2, "", "frobnicate"},
            Case{"search", 2, "", "--file"},
@@ -59,21 +62,29 @@ TEST(Command, ReportsByItsExitStatus) {
            Case{"hash", 2, "", "file"},
            Case{"get", 2, "", "file"},
            Case{"get -o missing x", 2, "", "'missing'"},
+           Case{"get -j 0 x", 2, "", "--jobs"},
+           Case{"get --pick x", 2, "", "terminal"},
+           Case{"get -l de,klingon x", 2, "", "'klingon' is no language; see caprion languages"},
+           Case{"languages", 0, "pob  pt-BR         Portuguese (Brazil)\n", ""},
+           Case{"languages --json", 0,
+                "{\"identifier\":\"pob\",\"tag\":\"pt-BR\",\"name\":\"Portuguese (Brazil)\"}\n", ""},
            Case{"parse", 2, "", "name"},
            Case{"download a b", 2, "", "one record"},
            Case{"hash --nonsense x", 2, "", "--nonsense"},
            Case{"search --text sintel", 0, "Sintel (2010)", ""},
-           Case{"search --json --text sintel -l ger", 0, "\"detailString\":\"Sintel (2010)\"", ""},
+           Case{"search --text sintel -l de,en", 0, "\n2  5000202  German    ", ""},
+           Case{"search --text sintel --download 3", 1, "", "no more than 1"},
+           Case{"search --json --text sintel -l DE", 0, "\"detailString\":\"Sintel (2010)\"", ""},
            Case{"search --file " + file, 0, "Big Buck Bunny", ""},
-           Case{"search --where query=sintel --where sublanguageid=eng -l ger", 0, "English", ""},
+           Case{"search --where query=sintel --where sublanguageid=eng -l ger", 0, "5000201", ""},
            Case{"search --text nothing-of-the-kind", 1, "", "nothing found"},
-           Case{"search --quiet --text nothing-of-the-kind", 1, "", ""},
+           Case{"search -q --text nothing-of-the-kind", 1, "", ""},
            Case{"search --json --file missing", 3,
                 "{\"file\":\"missing\",\"error\":{\"domain\":\"\",\"code\":0,", ""},
            Case{"search --file missing", 3, "", "Cannot create a video hash for the file"},
            Case{"hash " + file + " missing", 3, "0000000000100000  1048576  ", "missing"},
            Case{"hash --json -- " + file, 0,
-                "a\xEF\xBF\xBD.mkv\",\"fileHash\":\"0000000000100000\",\"fileSize\":1048576}\n", ""},
+                "a%FF.mkv\",\"fileHash\":\"0000000000100000\",\"fileSize\":1048576}\n", ""},
            Case{"hash " + file + " >/dev/full", 3, "", "No space left"},
            Case{"hash " + file + " <&- >&- 2>&-", 3, "", ""},
        }) {
@@ -134,14 +145,16 @@ TEST(Command, PrintsFailuresAsJSON) {
   }
 }
 
-TEST(Command, KeepsTheServersTextOffTheTerminal) {
-  stand_in::StandIn service("", [](const auto&) { return Answer{.body = "\x1b]0;title\x07no list"}; });
-  // script gives it a terminal.
-  const auto run =
-      runThrough(service, "script -qec " + shellQuoted(command + " search --text x") + " /dev/null");
-  EXPECT_EQ(run.status, 3);
-  EXPECT_NE(run.output.find("title"), std::string::npos);
-  EXPECT_EQ(run.output.find("\x1b]"), std::string::npos);
+TEST(Command, ShowsAnErrorPageOnceAndWithoutItsControls) {
+  stand_in::StandIn service("", [](const auto&) { return Answer{.body = "\x1b]0;title\n\x07no list"}; });
+  const std::string line = command + " search --text x 2>&1";
+  for (const std::string& each : {line, "script -qec " + shellQuoted(line) + " /dev/null"}) {  // a terminal's
+    const auto run = runThrough(service, each);
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.output.find("title"), run.output.rfind("title"));
+    EXPECT_NE(run.output.find("0;title ␇no list"), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find("\x1b]"), std::string::npos);
+  }
 }
 
 TEST(Command, ParsesEachNameOnALineOfItsOwn) {
@@ -169,6 +182,8 @@ TEST(Command, ParsesEachNameOnALineOfItsOwn) {
                     "{\"file\":\"last 2001\",\"title\":\"last\",\"year\":2001,\"searchString\":\"last "
                     "2001\"}\n"},
            Case{"parse - </dev/null", 0, ""},
+           Case{"parse -V >/dev/null; script -qec '" + command + " parse --json a\u202E' /dev/null", 0,
+                "{\"file\":\"a\\u202e\",\"title\":\"a\\u202e\",\"searchString\":\"a\\u202e\"}\r\n"},
            Case{"parse --json - <.", 3,
                 "{\"error\":{\"domain\":\"NSPOSIXErrorDomain\",\"code\":21,\"description\":\"Is a "
                 "directory\"}}\n"},
@@ -215,90 +230,175 @@ TEST(Command, DownloadsTheRecordThatASearchPrints) {
   }
 }
 
-TEST(Command, GetsASubtitleForEachVideo) {
-  const boost::json::object record =
-      boost::json::parse(contentOf(CATALOGUE "/catalogue.json")).as_array().at(0).as_object();
-  const std::string found = "  found by content: Big Buck Bunny (2008)\n", there = "  already there\n";
+TEST(Command, GetsTheRightSubtitleForEachVideo) {
+  auto record = boost::json::parse(contentOf(CATALOGUE "/catalogue.json")).as_array().at(0).as_object();
+  record["MatchedBy"] = "moviehash";
+  const std::string there = "  already there\n",
+                    hit = "found by content, 1 word in common: Big Buck Bunny (2008)\n", found = "  " + hit,
+                    eng = "big.eng.srt" + found, ger = "big.ger.srt" + found;
   struct Case {
     std::string line;
     int status;
-    std::string output, error;            // of the error, a part
-    std::string added;                    // names that are new in the folder, each with a space behind it
-    std::optional<std::size_t> requests;  // that the service answers; absent for any number
-    std::string language{}, format{};     // of its every hit, when there is a format
-    std::size_t requestsUntilReset = 100;
+    std::string output, error;  // of the error, a part
+    std::string added;          // names that are new in the folder, each with a space behind it
+    int requests;               // that the service gets; -1 for any number
+    std::string hits = "";      // of every search: changes to a record, "ID FORMAT LANGUAGE NUMBER;" for each
+    // Requests from the first to the last get this.
+    int first = 1, last = 0;
+    Answer::Fault fault = Answer::Fault::reset;
   };
   for (const Case& c : {
-           Case{"$GET big.mkv", 0, "big.eng.srt" + found, "", "big.eng.srt ", 2},
-           Case{"$GET big.mkv -l ger", 0, "big.ger.srt" + found, "", "big.ger.srt ", 2},
-           Case{"$GET night.of.the.living.dead.mkv", 0,
-                "night.of.the.living.dead.eng.srt  found by name: Night of the Living Dead (1968)\n", "",
-                "night.of.the.living.dead.eng.srt ", 3},
-           Case{"$GET sintel.2010.mkv", 0, "sintel.2010.eng.srt  found by name: Sintel (2010)\n", "",
-                "sintel.2010.eng.srt ", 2},
-           Case{"$GET nothing.mkv", 1, "", "nothing.mkv: No subtitle found", "", 1},
-           Case{"$GET missing big.mkv nothing.mkv", 3, "big.eng.srt" + found,
-                "3 videos: 1 placed, 0 already there, 1 not found, 1 failed", "big.eng.srt ", 3},
-           Case{"$GET big.mkv big.mkv", 0, "big.eng.srt" + found + "big.eng.srt" + there, "1 already there",
-                "big.eng.srt ", 3},
-           Case{"echo mine >big.eng.srt; $GET ./big.mkv; cat *.srt", 0, "./big.eng.srt" + there + "mine\n",
-                "", "big.eng.srt ", 1},
-           Case{"echo mine >big.eng.srt; $GET --force big.mkv; head -n 1 *.srt", 0,
-                "big.eng.srt" + found + "1\n", "", "big.eng.srt ", 2},
-           Case{"mkdir big.eng.srt; $GET --force big.mkv", 3, "", "big.eng.srt: Is a directory",
+           Case{"$GET big.mkv", 0, eng, "", "big.eng.srt ", 2},
+           Case{"LC_ALL= LC_MESSAGES=de_AT.UTF-8 LANG=fr $GET big.mkv", 0, ger, "", "big.ger.srt ", 2},
+           Case{"$GET big.mkv -l pob -l en,DEU", 1, eng + ger, "big.mkv (pob): No subtitle found",
+                "big.eng.srt big.ger.srt ", 5},
+           Case{"$GET --json none.mkv", 1,
+                "{\"file\":\"none.mkv\",\"language\":\"eng\",\"error\":{\"domain\":\"\","
+                "\"code\":0,\"description\":\"No subtitle found\"}}\n",
+                "", "", 2},
+           // Of several hits, the one that suits the name.
+           Case{"$GET -j 1 --json H*.mkv T*.mkv | cut -d, -f 4-", 0,
+                "\"subtitleID\":\"5000602\",\"matchedBy\":\"moviehash\"}\n\"subtitleID\":\"5000404\","
+                "\"matchedBy\":"
+                "\"name\"}\n\"subtitleID\":\"5000702\",\"matchedBy\":\"name\"}\n",
+                "",
+                "Harbour.Lights.S01E02.eng.srt The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ",
+                8},
+           // What is a video, and in which order they come.
+           Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; "
+                "ln -s t/big.MKV s/big.l.mkv; $GET -j 1 s ./s/big.l.mkv s/t/../t",
+                0, "s/big.l.eng.srt" + found + "s/t/" + eng, "2 videos: 2 placed", "s ", 3},
+           Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, eng,
+                "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
+           Case{"mv big.mkv big.b; $GET --any big.b", 0, eng, "", "big.b big.eng.srt ", 2},
+           Case{"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/" + eng,
+                "like that of a/big.mkv", "a ", 2},
+           Case{"mkdir a; cp big.mkv a; $GET -o . big.mkv a", 3, "./" + eng, "1 failed", "a big.eng.srt ", 2},
+           // What is there already, and what may be replaced.
+           Case{"echo mine >big.EN.SRT; $GET ./big.mkv; cat *.SRT", 0, "./big.EN.SRT" + there + "mine\n", "",
+                "big.EN.SRT ", 0},
+           Case{"touch big.ass; $GET big.mkv; $GET -l en,ger big.mkv", 0, "big.ass" + there + eng + ger, "",
+                "big.ass big.eng.srt big.ger.srt ", 3},
+           Case{"touch big.txt big.ger.srt; $GET big.mkv", 0, eng, "", "big.eng.srt big.ger.srt big.txt ", 2},
+           Case{"ln -s none big.en.srt; $GET big.mkv", 3, "", "big.en.srt: No such file", "big.en.srt ", 0},
+           Case{"mkdir -p o/big.en.srt; $GET -o o big.mkv", 3, "", "Is a directory", "o ", 0},
+           Case{"echo mine >big.eng.srt; $GET --force big.mkv; head -n 1 *.srt", 0, eng + "1\n", "",
                 "big.eng.srt ", 2},
-           Case{"mkdir o; $GET -o o big.mkv; ls -A o", 0, "o/big.eng.srt" + found + "big.eng.srt\n", "", "o ",
-                2},
-           Case{"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", {}},
-           Case{"umask 027; $GET big.mkv; stat -c %a *.srt", 0, "big.eng.srt" + found + "640\n", "",
-                "big.eng.srt ", 2},
-           Case{"cp big.mkv 'a\xFF\n.b.mkv'; $GET --json a*", 0,
-                "{\"file\":\"a\uFFFD\\n.b.mkv\",\"subtitle\":\"a\uFFFD\\n.b.eng.srt\",\"subtitleID\":"
-                "\"5000101\"}\n",
-                "", "a\xFF\n.b.eng.srt a\xFF\n.b.mkv ", 2},
-           Case{"$GET --json nothing.mkv", 1,
-                "{\"file\":\"nothing.mkv\",\"error\":{\"domain\":\"\",\"code\":0,\"description\":\"No "
-                "subtitle found\"}}\n",
-                "", "", 1},
-           Case{"$GET big.mkv big.mkv sintel.2010.mkv nothing.mkv", 3, "big.eng.srt" + found, "3 failed",
-                "big.eng.srt ", 2, "", "", 2},
-           Case{"$GET --json big.mkv sintel.2010.mkv | cut -d, -f 1,3", 0,
-                "{\"file\":\"big.mkv\",\"code\":-1005\n{\"file\":\"sintel.2010.mkv\",\"code\":-1005\n", "",
-                "", 1, "", "", 1},
-           Case{"$GET big.mkv", 0, "big.x-y.s_t" + found, "", "big.x-y.s_t ", 2, "../X\x1b-y\0"s, ".S_/T\n"},
-           Case{"$GET --force big.mkv", 3, "", "named like a video", "", 1, "/", "MKV"},
+           Case{"echo mine >a; ln -s a big.eng.srt; $GET --force big.mkv || cat a", 0, "mine\n",
+                "big.eng.srt: File exists", "a big.eng.srt ", 1},
+           Case{"$GET --force big.mkv", 1, "", "No subtitle found", "", 3,
+                "1 mkv eng 5000101;2 ../x eng 5000101;"},
+           Case{"$GET -n -l de big.mkv", 0, "big.ger.srt  would be placed, " + hit, "", "", 1},
+           Case{"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", -1},
+           Case{"umask 027; $GET big.mkv; stat -c %a *.srt", 0, eng + "640\n", "", "big.eng.srt ", 2},
+           // How it is called, and what is in it.
+           Case{"$GET big.mkv -l pt-BR", 0, "big.pt-BR.srt" + found, "", "big.pt-BR.srt ", 2,
+                "1 SRT pob 5000101;"},
+           Case{"$GET big.mkv -l sr", 0, "big.srp.sub" + found, "", "big.srp.sub ", 2, "1 sub scc 5000101;"},
+           Case{"mv big.mkv 'a\xFF\n.b.mkv'; $GET --json -l zh a*", 0,
+                "{\"file\":\"a\uFFFD\\n.b.mkv\",\"fileBytes\":\"a%FF%0A.b.mkv\",\"language\":\"chi\","
+                "\"subtitle\":"
+                "\"a\uFFFD\\n.b.chi.srt\",\"subtitleBytes\":\"a%FF%0A.b.chi.srt\",\"subtitleID\":\"5000105\","
+                "\"matchedBy\":\"moviehash\",\"encoding\":\"gbk\"}\n",
+                "", "a\xFF\n.b.chi.srt ", 2},
+           Case{"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1",
+                0, "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
+           // Archives of no use, and a service in trouble.
+           Case{"$GET big.mkv", 0, eng, "No subtitle file found", "big.eng.srt ", 4,
+                "1 srt eng 0;2 srt eng 0;3 srt eng 5000101;"},
+           Case{"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4,
+                "1 srt eng 0;2 srt eng 0;3 srt eng 0;4 srt eng 5000101;"},
+           Case{"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a", 3,
+                "a/big.1.eng.srt" + found,
+                "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried", "a ", -1, "", 2, 99},
+           Case{"$GET big.mkv", 0, eng, "", "big.eng.srt ", 3, "", 0, 0, Answer::Fault::none},
+           Case{"$GET --json big.mkv | cut -d, -f 3-4", 0,
+                "\"error\":{\"domain\":\"NSURLErrorDomain\",\"code\":-1005\n", "", "", 1, "", 0, 0},
+           Case{"sh -c 'echo $$ >pid; exec $GET big.mkv' || echo $?", 0, "130\n", "", "pid ", 2, "", 1, 1,
+                Answer::Fault::hang},
        }) {
     const TemporaryFolder folder, temporary;
     for (const auto& [name, size] :
-         {std::pair("big.mkv", 1 << 20), std::pair("night.of.the.living.dead.mkv", 100'000),
-          std::pair("sintel.2010.mkv", 0), std::pair("nothing.mkv", 0)}) {
+         {std::pair("big.mkv", 1 << 20), std::pair("none.mkv", 0),
+          std::pair("Harbour.Lights.S01E02.mkv", 3 << 20), std::pair("The.Lighthouse.Keepers.S01E03.mkv", 0),
+          std::pair("The.Tide.2011.mkv", 0)}) {
       std::ofstream(folder.path / name) << "";
       std::filesystem::resize_file(folder.path / name, static_cast<std::uintmax_t>(size));
     }
     const auto before = namesIn(folder.path);
-    std::atomic<std::size_t> answered = 0;
+    std::atomic<int> requests = 0;
     stand_in::StandIn service(CATALOGUE, [&](const stand_in::Request& request) -> std::optional<Answer> {
-      if (answered == c.requestsUntilReset) return Answer{.fault = Answer::Fault::reset};
-      ++answered;
-      if (c.format.empty() || !request.target.starts_with("/search/")) return std::nullopt;
-      boost::json::object hit = record;
-      hit["SubLanguageID"] = c.language;
-      hit["SubFormat"] = c.format;
-      return Answer{.body = boost::json::serialize(boost::json::array{hit})};
+      const int number = requests++;
+      if (number >= c.first && number <= c.last) {
+        if (c.fault == Answer::Fault::hang) ::kill(std::stoi(contentOf(folder.path / "pid")), SIGINT);
+        return Answer{.status = 429, .body = "Too many requests", .fault = c.fault};
+      }
+      if (c.hits.empty() || !request.target.starts_with("/search/")) return std::nullopt;
+      boost::json::array hits;
+      std::istringstream words(c.hits);
+      std::string id, format, language;
+      for (std::string archive; words >> id >> format >> language && std::getline(words, archive, ';');) {
+        hits.push_back(record);
+        auto& one = hits.back().as_object();
+        one["IDSubtitle"] = id;
+        one["SubFormat"] = format;
+        one["SubLanguageID"] = language;
+        one["ZipDownloadLink"] = "https://dl.test/sub/" + archive.substr(1);
+      }
+      return Answer{.body = boost::json::serialize(hits)};
     });
-    const auto run =
-        runThrough(service, "cd " + folder.path.string() + "; export TMPDIR=" + temporary.path.string() +
-                                "; GET='" + command + " get'; " + c.line);
+    const auto run = runThrough(service, "cd " + folder.path.string() +
+                                             "; export LC_ALL=C TMPDIR=" + temporary.path.string() +
+                                             " GET='" CAPRION_COMMAND " get'; " + c.line);
     std::string added;
     for (const std::string& name : namesIn(folder.path)) {
-      if (before.count(name) == 0) added += name + " ";
+      if (before.count(name) == 0 && !name.ends_with(".mkv")) added += name + " ";
     }
     EXPECT_EQ(run.status, c.status) << c.line << run.error;
     EXPECT_EQ(run.output, c.output) << c.line << run.error;
     EXPECT_NE(run.error.find(c.error), std::string::npos) << c.line << run.error;
     EXPECT_EQ(added, c.added) << c.line;
-    EXPECT_EQ(answered, c.requests.value_or(answered)) << c.line;
-    EXPECT_EQ(std::filesystem::file_size(folder.path / "big.mkv"), 1u << 20) << c.line;
+    EXPECT_TRUE(c.requests < 0 || requests == c.requests) << c.line << requests;
+  }
+}
+
+TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
+  for (const auto& [language, encoding] : {std::pair("cze", "windows-1250"s),
+                                           {"cze", "iso-8859-2"},
+                                           {"pol", "windows-1250"},
+                                           {"pol", "iso-8859-2"},
+                                           {"rus", "windows-1251"},
+                                           {"rus", "koi8-r"},
+                                           {"fre", "windows-1252"},
+                                           {"ell", "windows-1253"},
+                                           {"tur", "windows-1254"},
+                                           {"heb", "windows-1255"},
+                                           {"ara", "windows-1256"},
+                                           {"chi", "gbk"},
+                                           {"zht", "big5"},
+                                           {"jpn", "shift_jis"},
+                                           {"kor", "euc-kr"},
+                                           {"rus", "utf-16"},
+                                           {"rus", "utf-8"}}) {
+    const TemporaryFolder folder;
+    const std::string file = TEXTS "/"s + language + ".txt";
+    const auto encoded = runIn("env", "iconv -f utf-8 -t " + encoding + " " + file);
+    const std::string hit =
+        R"([{"IDSubtitle":"1","MatchedBy":"moviehash","SubFileName":"a.srt","SubLanguageID":")"s + language +
+        R"(","LanguageName":"","ISO639":"","SubFormat":"srt","MovieName":"A","MovieYear":"","MovieKind":"movie",)"
+        R"("IDMovieImdb":"","SeriesIMDBParent":"","SeriesSeason":"","SeriesEpisode":"","SubSumCD":"",)"
+        R"("ZipDownloadLink":"http://dl.test/"}])";
+    stand_in::StandIn service("", [&](const stand_in::Request& request) {
+      stand_in::ZipWriter writer;
+      writer.add("a.srt", encoded.output);
+      return Answer{.body = request.target == "/" ? writer.finish() : hit};
+    });
+    const auto run = runThrough(
+        service, "cd " + folder.path.string() + "; export TMPDIR=$PWD/t; head -c 65536 /dev/zero >a.mkv; " +
+                     command + " get --json -l " + language + " a.mkv && cmp a.*.srt " + file);
+    EXPECT_EQ(run.status, 0) << language << " in " << encoding << run.output << run.error;
+    const std::string told = "\"encoding\":\"" + encoding + "\"";
+    EXPECT_EQ(run.output.find(told) != std::string::npos, encoding != "utf-8") << run.output;
   }
 }
 

@@ -10,7 +10,11 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr OptionRule commonRules[] = {{"json", false}, {"quiet", false}, {"help", false, 'h'}};
+constexpr OptionRule commonRules[] = {{"json", false},
+                                      {"quiet", false, 'q'},
+                                      {"verbose", false},
+                                      {"help", false, 'h'},
+                                      {"version", false, 'V'}};
 
 // What getopt_long reports for a long option: its place in the list, out of the way of all letters.
 constexpr int firstLong = 256;
@@ -47,14 +51,16 @@ Arguments parseArguments(int argc, char** argv, std::span<const OptionRule> rule
       throw UsageError(std::string("unknown or ambiguous option ") + argv[optind - 1]);
     }
     const std::string_view name = ruleFor(found).name;
-    if (name == "help") {
-      arguments.help = true;
+    if (name == "help" || name == "version") {
+      (name == "help" ? arguments.help : arguments.version) = true;
       return arguments;
     }
     if (name == "json") {
       arguments.json = true;
     } else if (name == "quiet") {
       arguments.quiet = true;
+    } else if (name == "verbose") {
+      arguments.verbose = true;
     } else {
       arguments.options.push_back({name, optarg ? optarg : std::string_view()});
     }

@@ -33,6 +33,9 @@ struct Arguments {
 
   bool json = false;
   bool quiet = false;
+  bool verbose = false;
+  /// The version was asked for; nothing behind that was looked at.
+  bool version = false;
   /// Help was asked for; nothing behind that was looked at.
   bool help = false;
 };

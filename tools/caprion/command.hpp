@@ -3,6 +3,8 @@
 #include "arguments.hpp"
 #include "output.hpp"
 
+#include <caprion/subtitle.hpp>
+
 #include <span>
 #include <string_view>
 
@@ -28,5 +30,9 @@ extern const Command searchCommand;
 extern const Command downloadCommand;
 extern const Command hashCommand;
 extern const Command parseCommand;
+extern const Command languagesCommand;
+
+/// Downloads a subtitle and prints all that is reported of it.
+ExitStatus downloadAndPrint(const Subtitle& subtitle, Output& output);
 
 }  // namespace caprion::tool

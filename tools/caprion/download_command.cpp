@@ -1,71 +1,19 @@
 #include "command.hpp"
 #include "files.hpp"
 #include "service.hpp"
-#include "text.hpp"
 
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <array>
-#include <cerrno>
+#include <memory>
 #include <string>
 
 namespace caprion::tool {
 
-namespace {
-
-constexpr std::string_view help = R"(usage: caprion download [RECORD.json]
-
-Downloads the subtitle of one record, unpacks it into the cache folder, and
-prints the path of the subtitle file. The record is one JSON object as
-'caprion search --json' prints it, from a file or from standard input:
-
-  caprion search --json --file VIDEO | head -n 1 | caprion download
-
-A failure on the way doesn't always end a download: there may be several, and a
-path behind them. The exit status is 3 even then.
-)";
-
-// Many times the size of a record. Whoever names a video by mistake isn't to wait until it is in memory.
-constexpr std::size_t longestRecord = 16 << 20;
-
-Result<std::string> contentOf(std::string_view file) {
-  const bool isStandardInput = file == "-";
-  const int descriptor =
-      isStandardInput ? STDIN_FILENO : ::open(std::string(file).c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor < 0) return systemError(errno);
-
-  std::string content;
-  std::array<char, 65'536> part;
-  ssize_t count = 0;
-  int error = 0;
-  while (error == 0 && (count = readSome(descriptor, part)) != 0) {
-    if (count < 0) {
-      error = errno;
-    } else if (content.append(part.data(), static_cast<std::size_t>(count)).size() > longestRecord) {
-      error = EFBIG;
-    }
-  }
-  if (!isStandardInput) ::close(descriptor);
-  if (error != 0) return systemError(error);
-  return content;
-}
-
-ExitStatus run(const Arguments& arguments, Output& output) {
-  if (arguments.operands.size() > 1) throw UsageError("give one record at most");
-  const std::string_view file = arguments.operands.empty() ? "-" : arguments.operands.front();
-  const std::string_view name = file == "-" ? "standard input" : file;
-
-  const auto content = contentOf(file);
-  const auto record = content ? Subtitle::decode(*content) : content.error();
-  if (!record) {
-    output.printFailure(name, record.error(), file == "-" ? std::nullopt : std::optional(file));
-    return ExitStatus::failed;
-  }
-
+ExitStatus downloadAndPrint(const Subtitle& subtitle, Output& output) {
+  Downloader downloader;
   const auto reports = [&] {
     const Progress progress(output, "Downloading ...");
-    return download(**record);
+    return download(downloader, subtitle);
   }();
   ExitStatus status = ExitStatus::done;
   for (const auto& report : reports) {
@@ -73,12 +21,52 @@ ExitStatus run(const Arguments& arguments, Output& output) {
       output.printFailure("download", report.error());
       status = ExitStatus::failed;
     } else if (output.json()) {
-      output.printJSON({{"file", wellFormed(report->path())}});
+      output.printJSON(objectOf(report->path()));
     } else {
       output.printPath(report->path());
     }
   }
   return status;
+}
+
+namespace {
+
+constexpr std::string_view help = R"(usage: caprion download [RECORD.json]
+
+Downloads the subtitle of one record, unpacks it into the cache folder, and
+prints the path of the subtitle file. The record is one JSON object as
+'caprion search --json' prints it, from a file or from standard input; of
+several lines, the first counts:
+
+  caprion search --json --file VIDEO | caprion download
+
+A failure on the way doesn't always end a download: there may be several, and a
+path behind them. The exit status is 3 even then.
+)";
+
+// Many times the size of what a search prints. Whoever names a video by mistake isn't to wait until it is in
+// memory.
+constexpr std::size_t longestRecords = 64 << 20;
+
+/// The record in a text: its first line, as a search may have printed several, or all of it.
+Result<std::shared_ptr<const Subtitle>> recordFrom(std::string_view text) {
+  const std::string_view line = text.substr(0, text.find_first_of("\r\n"));
+  const bool isWhole = line.starts_with('{') && line.ends_with('}');
+  return Subtitle::decode(isWhole ? line : text);
+}
+
+ExitStatus run(const Arguments& arguments, Output& output) {
+  if (arguments.operands.size() > 1) throw UsageError("give one record at most");
+  const std::string_view file = arguments.operands.empty() ? "-" : arguments.operands.front();
+  const std::string_view name = file == "-" ? "standard input" : file;
+
+  const auto content = file == "-" ? readAll(STDIN_FILENO, longestRecords) : contentOf(file, longestRecords);
+  const auto record = content ? recordFrom(*content) : content.error();
+  if (!record) {
+    output.printFailure(name, record.error(), file == "-" ? boost::json::object() : objectOf(file));
+    return ExitStatus::failed;
+  }
+  return downloadAndPrint(**record, output);
 }
 
 }  // namespace

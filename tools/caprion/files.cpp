@@ -1,13 +1,16 @@
 #include "files.hpp"
 
+#include "signals.hpp"
+
 #include <fcntl.h>
-#include <sys/types.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -16,50 +19,26 @@ namespace caprion::tool {
 
 namespace {
 
-/// Holds back the signals by which a process is asked to end, as long as this lives. For the main thread:
-/// the library's threads don't take any.
-class EndHeldBack {
- public:
-  EndHeldBack() {
-    sigset_t signals;
-    ::sigemptyset(&signals);
-    for (int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXFSZ}) ::sigaddset(&signals, number);
-    ::pthread_sigmask(SIG_BLOCK, &signals, &before_);
-  }
-  ~EndHeldBack() { ::pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-  EndHeldBack(const EndHeldBack&) = delete;
-  EndHeldBack& operator=(const EndHeldBack&) = delete;
-
- private:
-  sigset_t before_;
-};
-
-int copyAll(int source, int target) {
-  std::array<char, 65'536> part;
-  ssize_t count = 0;
-  while ((count = readSome(source, part)) > 0) {
-    if (const int error = writeAll(target, {part.data(), static_cast<std::size_t>(count)})) return error;
-  }
-  return count < 0 ? errno : 0;
-}
-
 /// Makes a file that is nobody else's; returns its descriptor, or -1 and leaves an errno.
 int create(const std::filesystem::path& path) {
   return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
 }
 
 int renameTo(const std::filesystem::path& from, const std::filesystem::path& to, bool replace) {
-  if (!replace) {
-    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-    if (errno == EEXIST) return EEXIST;
-    // Some file systems can't, network ones above all. There, an empty file takes the name first.
-    const int reserved = create(to);
-    if (reserved < 0) return errno;
-    ::close(reserved);
+  struct stat status {};
+  if (replace && ::lstat(to.c_str(), &status) == 0) {
+    if (!S_ISREG(status.st_mode)) return EEXIST;
+    return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
   }
+  if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
+  if (errno == EEXIST) return EEXIST;
+  // Some file systems can't, network ones above all. There, an empty file takes the name first.
+  const int reserved = create(to);
+  if (reserved < 0) return errno;
+  ::close(reserved);
   if (::rename(from.c_str(), to.c_str()) == 0) return 0;
   const int error = errno;
-  if (!replace) ::unlink(to.c_str());
+  ::unlink(to.c_str());
   return error;
 }
 
@@ -92,27 +71,42 @@ int writeAll(int descriptor, std::string_view bytes) {
   return 0;
 }
 
-int placeFile(const std::filesystem::path& from, const std::filesystem::path& to, bool replace) {
-  const int source = ::open(from.c_str(), O_RDONLY | O_CLOEXEC);
-  if (source < 0) return errno;
+Result<std::string> readAll(int descriptor, std::size_t limit) {
+  std::string content;
+  std::array<char, 65'536> part;
+  for (ssize_t count; (count = readSome(descriptor, part)) != 0;) {
+    if (count < 0) return systemError(errno);
+    content.append(part.data(), static_cast<std::size_t>(count));
+    if (content.size() > limit) return systemError(EFBIG);
+  }
+  return content;
+}
 
-  const EndHeldBack endHeldBack;
+Result<std::string> contentOf(const std::filesystem::path& file, std::size_t limit) {
+  const int descriptor = ::open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return systemError(errno);
+  auto content = readAll(descriptor, limit);
+  ::close(descriptor);
+  return content;
+}
+
+int placeFile(std::string_view content, const std::filesystem::path& path, bool replace) {
+  static std::atomic<unsigned> drafts = 0;
+  const std::lock_guard lock(cleanEnd());
   std::filesystem::path draft;
   int target = -1;
   int error = EEXIST;
-  for (unsigned i = 0; target < 0 && error == EEXIST; ++i) {
-    draft = to.parent_path() / (".caprion-" + std::to_string(::getpid()) + "-" + std::to_string(i));
+  while (target < 0 && error == EEXIST) {
+    draft = path.parent_path() / (".caprion-" + std::to_string(::getpid()) + "-" + std::to_string(drafts++));
     target = create(draft);
     error = target < 0 ? errno : 0;
   }
-  if (target >= 0) {
-    error = copyAll(source, target);
-    // Some file systems tell only now that there was no room.
-    if (::close(target) != 0 && error == 0) error = errno;
-    if (error == 0) error = renameTo(draft, to, replace);
-    if (error != 0) ::unlink(draft.c_str());
-  }
-  ::close(source);
+  if (target < 0) return error;
+  error = writeAll(target, content);
+  // Some file systems tell only now that there was no room.
+  if (::close(target) != 0 && error == 0) error = errno;
+  if (error == 0) error = renameTo(draft, path, replace);
+  if (error != 0) ::unlink(draft.c_str());
   return error;
 }
 

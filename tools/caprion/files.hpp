@@ -1,11 +1,13 @@
 #pragma once
 
 #include <caprion/error.hpp>
+#include <caprion/result.hpp>
 
 #include <sys/types.h>
 
 #include <filesystem>
 #include <span>
+#include <string>
 #include <string_view>
 
 namespace caprion::tool {
@@ -20,10 +22,17 @@ ssize_t readSome(int descriptor, std::span<char> bytes);
 /// Writes it all; returns 0 or an errno.
 int writeAll(int descriptor, std::string_view bytes);
 
-/// Copies a file to the path `to`, where it appears at once and whole or not at all; returns 0 or an errno. A
-/// file that is there already is replaced if `replace`, or else stays, and EEXIST is returned.
+/// Reads all that is left, up to a size; fails with an error of NSPOSIXErrorDomain, EFBIG for what is larger.
+Result<std::string> readAll(int descriptor, std::size_t limit);
+
+/// Reads a file so.
+Result<std::string> contentOf(const std::filesystem::path& file, std::size_t limit);
+
+/// Makes a file at a path, where it appears at once and whole or not at all; returns 0 or an errno. A regular
+/// file that is there already is replaced if `replace`, or else stays, and EEXIST is returned. Nothing else
+/// is ever replaced.
 ///
 /// Signals that end the process wait until it is done, so that they leave nothing behind.
-int placeFile(const std::filesystem::path& from, const std::filesystem::path& to, bool replace);
+int placeFile(std::string_view content, const std::filesystem::path& path, bool replace);
 
 }  // namespace caprion::tool

@@ -23,11 +23,13 @@ ExitStatus run(const Arguments& arguments, Output& output) {
     const auto hash = Caprion::hashFor(URL::fileURLWithPath(file));
     if (!hash) {
       const Error error("", 0, {}, "Cannot create a video hash for the file");
-      output.printFailure(file, error, file);
+      output.printFailure(file, error, objectOf(file));
       status = ExitStatus::failed;
     } else if (output.json()) {
-      output.printJSON(
-          {{"file", wellFormed(file)}, {"fileHash", hash->fileHash}, {"fileSize", hash->fileSize}});
+      boost::json::object line = objectOf(file);
+      line["fileHash"] = hash->fileHash;
+      line["fileSize"] = hash->fileSize;
+      output.printJSON(line);
     } else {
       const std::string fileHash = hash->fileHash.empty() ? "-" : hash->fileHash;
       output.print(fileHash + "  " + std::to_string(hash->fileSize) + "  " + printable(file) + "\n");

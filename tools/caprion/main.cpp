@@ -2,6 +2,7 @@
 
 #include "command.hpp"
 #include "output.hpp"
+#include "signals.hpp"
 
 #include <caprion/error.hpp>
 #include <caprion/version.h>
@@ -19,13 +20,15 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr const Command* commands[] = {&getCommand, &searchCommand, &downloadCommand, &hashCommand,
-                                       &parseCommand};
+constexpr const Command* commands[] = {&getCommand,  &searchCommand, &downloadCommand,
+                                       &hashCommand, &parseCommand,  &languagesCommand};
 
 constexpr std::string_view commonHelp = R"(
   --json             one JSON object a line on standard output, failures too
-  --quiet            nothing on standard error but what is wrong with the usage
+  -q, --quiet        nothing on standard error but what is wrong with the usage
+  --verbose          more about failures, in the network's own words
   -h, --help         this text
+  -V, --version      the version
   --                 what follows is no option
 
 Exit status: 0 done or found, 1 nothing found, 2 wrong usage, 3 something failed.
@@ -34,13 +37,13 @@ Exit status: 0 done or found, 1 nothing found, 2 wrong usage, 3 something failed
 std::string generalHelp() {
   std::string page = "usage: caprion COMMAND ...\n\nFinds subtitles for local video files.\n\n";
   for (const Command* command : commands) {
-    page.append("  ").append(command->name).append(10 - command->name.size(), ' ');
+    page.append("  ").append(command->name).append(11 - command->name.size(), ' ');
     page.append(command->summary).append("\n");
   }
   return page +
          "\n"
          "  caprion COMMAND --help  how to use a command\n"
-         "  caprion --version       the version\n";
+         "  caprion -V, --version   the version\n";
 }
 
 std::string version() {
@@ -57,7 +60,11 @@ ExitStatus runCommand(const Command& command, int argc, char** argv, Output& out
       output.print(std::string(command.help).append(commonHelp));
       return ExitStatus::done;
     }
-    output.setMode(arguments.json, arguments.quiet);
+    if (arguments.version) {
+      output.print(version());
+      return ExitStatus::done;
+    }
+    output.setMode(arguments.json, arguments.quiet, arguments.verbose);
     return command.run(arguments, output);
   } catch (const UsageError& error) {
     const std::string name(command.name);
@@ -79,7 +86,7 @@ ExitStatus run(int argc, char** argv, Output& output) {
     output.print(generalHelp());
     return ExitStatus::done;
   }
-  if (word == "--version") {
+  if (word == "--version" || word == "-V") {
     output.print(version());
     return ExitStatus::done;
   }
@@ -100,6 +107,7 @@ int main(int argc, char** argv) {
   using namespace caprion::tool;
   std::setlocale(LC_CTYPE, "C.UTF-8");  // widths of characters, whatever the environment says
   Output output;
+  watchSignals();
   const ExitStatus status = run(argc, argv, output);
   return static_cast<int>(output.finish() ? status : ExitStatus::failed);
 }

@@ -1,17 +1,18 @@
 #include "output.hpp"
 
 #include "files.hpp"
+#include "signals.hpp"
 #include "text.hpp"
 
 #include <boost/json/serialize.hpp>
 #include <fcntl.h>
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <system_error>
@@ -22,8 +23,12 @@ namespace caprion::tool {
 
 namespace {
 
-// A server's whole answer may be the description of an error. People need its start.
-constexpr std::size_t longestDescription = 1'000;
+// A server's whole answer may be the description of an error. People need its start, some three lines.
+constexpr std::size_t longestDescription = 240;
+// Many results are handed to the system at once.
+constexpr std::size_t longestUnwritten = 65'536;
+
+std::atomic<bool> isProgressShown = false;
 
 /// Whether escape sequences do something good there.
 bool takesEscapes(int descriptor) {
@@ -36,13 +41,6 @@ bool showsColour(int descriptor) {
   return takesEscapes(descriptor) && !(noColour && *noColour);
 }
 
-/// The terminal's width; absent when there is no terminal, or none that tells.
-std::optional<std::size_t> widthOf(int descriptor) {
-  winsize size{};
-  if (!::isatty(descriptor) || ::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return {};
-  return size.ws_col;
-}
-
 }  // namespace
 
 Output::Output() : results_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
@@ -50,56 +48,47 @@ Output::Output() : results_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILEN
   for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
   }
-  ::dup2(STDERR_FILENO, STDOUT_FILENO);
+  const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+  ::dup2(nowhere < 0 ? STDERR_FILENO : nowhere, STDOUT_FILENO);
+  ::close(nowhere);
 }
 
-void Output::setMode(bool json, bool quiet) {
+void Output::setMode(bool json, bool quiet, bool verbose) {
   json_ = json;
   quiet_ = quiet;
-  // Diagnostic lines hold a server's raw text. A terminal gets them later, made harmless, when no progress is
-  // shown.
-  holdsDiagnostics_ = !quiet && ::isatty(STDERR_FILENO);
-  if (!quiet && !holdsDiagnostics_) return;
-  const int sink =
-      quiet ? ::open("/dev/null", O_WRONLY | O_CLOEXEC) : ::memfd_create("diagnostics", MFD_CLOEXEC);
-  if (sink < 0) throw std::system_error(errno, std::generic_category(), "diagnostics");
-  ::dup2(sink, STDOUT_FILENO);
-  ::close(sink);
-}
-
-void Output::releaseDiagnostics() const {
-  if (!holdsDiagnostics_) return;
-  std::string text;
-  std::array<char, 65'536> part;
-  for (ssize_t count;
-       (count = ::pread(STDOUT_FILENO, part.data(), part.size(), static_cast<off_t>(text.size()))) > 0;) {
-    text.append(part.data(), static_cast<std::size_t>(count));
-  }
-  if (text.empty()) return;
-  if (::ftruncate(STDOUT_FILENO, 0) == 0) ::lseek(STDOUT_FILENO, 0, SEEK_SET);
-  for (std::string_view rest = text; !rest.empty();) {
-    const std::size_t end = std::min(rest.find('\n'), rest.size());
-    writeAll(STDERR_FILENO, printable(rest.substr(0, end)) + "\n");
-    rest.remove_prefix(std::min(end + 1, rest.size()));
-  }
+  verbose_ = verbose;
 }
 
 void Output::print(std::string_view text) {
-  if (writeError_ == 0) writeError_ = writeAll(results_, text);
+  unwritten_ += text;
+  if (unwritten_.size() > longestUnwritten) flush();
+}
+
+void Output::flush() {
+  if (writeError_ == 0 && !unwritten_.empty()) writeError_ = writeAll(results_, unwritten_);
+  unwritten_.clear();
+  if (writeError_ == EPIPE && endsAtBrokenPipe()) endBy(SIGPIPE);
 }
 
 void Output::printPath(std::string_view path) {
-  print((::isatty(results_) ? printable(path) : std::string(path)) + "\n");
+  const bool isExact = !::isatty(results_) && path.find('\n') == std::string_view::npos;
+  print((isExact ? std::string(path) : printable(path)) + "\n");
 }
 
-void Output::printTable(std::vector<Row> rows) {
-  print(tableLines(std::move(rows), widthOf(results_), showsColour(results_)));
+void Output::printTable(Table table) {
+  print(linesOf(std::move(table), widthOf(results_), showsColour(results_)));
 }
 
-void Output::printJSON(const boost::json::object& object) { print(boost::json::serialize(object) + "\n"); }
+void Output::printJSON(const boost::json::object& object) {
+  const std::string line = boost::json::serialize(object);
+  print((::isatty(results_) ? escapedJSON(line) : line) + "\n");
+}
 
-void Output::printFailure(std::string_view what, const Error& error, std::optional<std::string_view> file) {
+void Output::printFailure(std::string_view what, const Error& error, boost::json::object line) {
   const auto suggestion = error.localizedRecoverySuggestion();
+  const std::string* transportMessage = nullptr;
+  if (const auto found = error.userInfo().find(TransportMessageKey); found != error.userInfo().end())
+    transportMessage = std::get_if<std::string>(&found->second);
   if (json_) {
     const auto found = error.userInfo().find(NSLocalizedDescriptionKey);
     const bool isNull = found != error.userInfo().end() && std::holds_alternative<Error::Null>(found->second);
@@ -107,13 +96,14 @@ void Output::printFailure(std::string_view what, const Error& error, std::option
     details["description"] =
         isNull ? boost::json::value() : boost::json::value(wellFormed(error.localizedDescription()));
     if (suggestion) details["recoverySuggestion"] = wellFormed(*suggestion);
-    boost::json::object line;
-    if (file) line["file"] = wellFormed(*file);
+    if (transportMessage) details["transportMessage"] = wellFormed(*transportMessage);
     line["error"] = std::move(details);
     printJSON(line);
   } else if (!quiet_) {
-    complain(printable(what) + ": " + fitted(printable(error.localizedDescription()), longestDescription));
-    if (suggestion) writeAll(STDERR_FILENO, "  " + printable(*suggestion) + "\n");
+    complain(printable(what) + ": " + excerptOf(error.localizedDescription(), longestDescription));
+    if (suggestion) writeAll(STDERR_FILENO, "  " + excerptOf(*suggestion, longestDescription) + "\n");
+    if (verbose_ && transportMessage)
+      writeAll(STDERR_FILENO, "  " + excerptOf(*transportMessage, longestDescription) + "\n");
   }
 }
 
@@ -128,13 +118,13 @@ void Output::printUsageError(std::string_view message, std::string_view page) {
 void Output::printUsage(std::string_view page) { writeAll(STDERR_FILENO, page); }
 
 void Output::complain(std::string_view text) {
-  releaseDiagnostics();
+  flush();  // so that both streams tell their story in its order
   const std::string_view name = showsColour(STDERR_FILENO) ? "\033[1;31mcaprion:\033[0m " : "caprion: ";
   writeAll(STDERR_FILENO, std::string(name).append(text).append("\n"));
 }
 
 bool Output::finish() {
-  releaseDiagnostics();
+  flush();
   // Some file systems tell only now that there was no room.
   if (results_ >= 0 && ::close(results_) != 0 && writeError_ == 0) writeError_ = errno;
   results_ = -1;
@@ -143,15 +133,40 @@ bool Output::finish() {
   return false;
 }
 
-Progress::Progress(const Output& output, std::string_view text)
-    : shown_(!output.quiet_ && takesEscapes(STDERR_FILENO)) {
+Progress::Progress(const Output& output) : isVisible_(!output.quiet_ && takesEscapes(STDERR_FILENO)) {}
+
+std::size_t Progress::width() const {
   // A line that the terminal had to break couldn't be taken back.
-  const std::size_t width = widthOf(STDERR_FILENO).value_or(80);
-  if (shown_) writeAll(STDERR_FILENO, fitted(printable(text), std::max<std::size_t>(width, 2) - 1));
+  return std::max<std::size_t>(widthOf(STDERR_FILENO).value_or(80), 2) - 1;
 }
 
-Progress::~Progress() {
-  if (shown_) writeAll(STDERR_FILENO, "\r\033[K");
+void Progress::show(std::string_view text) {
+  if (!isVisible_ || (isProgressShown && text == shown_)) return;
+  isProgressShown = true;
+  shown_ = text;
+  writeAll(STDERR_FILENO, "\r\033[K" + fitted(printable(text), width()));
+}
+
+void Progress::hide() {
+  if (isProgressShown.exchange(false)) writeAll(STDERR_FILENO, "\r\033[K");
+}
+
+std::optional<std::size_t> widthOf(int descriptor) {
+  winsize size{};
+  if (!::isatty(descriptor) || ::ioctl(descriptor, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return {};
+  return size.ws_col;
+}
+
+void setPath(boost::json::object& object, std::string_view key, std::string_view path) {
+  const std::string text = wellFormed(path);
+  object[key] = text;
+  if (text != path) object[std::string(key) + "Bytes"] = percentEncoded(path);
+}
+
+boost::json::object objectOf(std::string_view file) {
+  boost::json::object object;
+  setPath(object, "file", file);
+  return object;
 }
 
 }  // namespace caprion::tool

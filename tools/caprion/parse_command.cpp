@@ -4,7 +4,6 @@
 
 #include <caprion/video_file_components.hpp>
 
-#include <boost/json/serialize.hpp>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,19 +42,17 @@ std::string lineForPeople(std::string_view name, const VideoFileComponents& comp
   return line + "\n";
 }
 
-std::string lineOfJSON(std::string_view name, const VideoFileComponents& components) {
-  boost::json::object line{{"file", wellFormed(name)}, {"title", components.title}};
+void printLine(std::string_view name, Output& output) {
+  const VideoFileComponents components = componentsOf(name);
+  if (!output.json()) return output.print(lineForPeople(name, components));
+  boost::json::object line = objectOf(name);
+  line["title"] = components.title;
   if (components.year) line["year"] = *components.year;
   if (components.season) line["season"] = *components.season;
   if (components.episode) line["episode"] = *components.episode;
   if (components.resolution) line["resolution"] = *components.resolution;
   line["searchString"] = components.searchString();
-  return boost::json::serialize(line) + "\n";
-}
-
-std::string lineFor(std::string_view name, const Output& output) {
-  const VideoFileComponents components = componentsOf(name);
-  return output.json() ? lineOfJSON(name, components) : lineForPeople(name, components);
+  output.printJSON(line);
 }
 
 ExitStatus parseStandardInput(Output& output) {
@@ -66,27 +63,26 @@ ExitStatus parseStandardInput(Output& output) {
   while (!output.failed() && (count = readSome(STDIN_FILENO, part)) > 0) {
     std::size_t searched = unread.size();
     unread.append(part.data(), static_cast<std::size_t>(count));
-    std::string lines;
     std::size_t start = 0;
     for (std::size_t end; (end = unread.find('\n', searched)) != std::string::npos;) {
-      lines += lineFor(std::string_view(unread).substr(start, end - start), output);
+      printLine(std::string_view(unread).substr(start, end - start), output);
       start = searched = end + 1;
     }
     unread.erase(0, start);
-    output.print(lines);
+    output.flush();
   }
   if (count < 0) {
     output.printFailure("standard input", systemError(errno));
     return ExitStatus::failed;
   }
-  if (!unread.empty()) output.print(lineFor(unread, output));
+  if (!unread.empty()) printLine(unread, output);
   return ExitStatus::done;
 }
 
 ExitStatus run(const Arguments& arguments, Output& output) {
   if (arguments.operands.empty()) throw UsageError("give at least one name, or - to read them");
   if (arguments.operands.size() == 1 && arguments.operands.front() == "-") return parseStandardInput(output);
-  for (const std::string_view name : arguments.operands) output.print(lineFor(name, output));
+  for (const std::string_view name : arguments.operands) printLine(name, output);
   return ExitStatus::done;
 }
 

@@ -1,9 +1,15 @@
 #include "command.hpp"
+#include "languages.hpp"
 #include "service.hpp"
+
+#include <caprion/ranking.hpp>
 
 #include <boost/json/parse.hpp>
 
+#include <charconv>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,23 +18,28 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr OptionRule options[] = {{"file"}, {"text"}, {"where"}, {"lang", true, 'l'}};
+constexpr OptionRule options[] = {{"file"}, {"text"}, {"where"}, {"lang", true, 'l'}, {"download"}};
 
-constexpr std::string_view help = R"(usage: caprion search --file VIDEO [-l LANG]
-       caprion search --text TEXT [-l LANG]
-       caprion search --where KEY=VALUE [--where KEY=VALUE ...]
+constexpr std::string_view help = R"(usage: caprion search --file VIDEO [-l LANG[,LANG...]] [--download N]
+       caprion search --text TEXT [-l LANG[,LANG...]] [--download N]
+       caprion search --where KEY=VALUE [--where KEY=VALUE ...] [--download N]
 
-Searches for subtitles and prints what was found.
+Searches for subtitles and prints what was found, with a number for each.
 
-  --file VIDEO       those of a video file, by its content
+  --file VIDEO       those of a video file, by its content; those that suit the
+                     file's name come first, with a * behind the number, and the
+                     best of them before the others
   --text TEXT        those that match a text, such as a title
   --where KEY=VALUE  those that meet a criterion of the service; several are
                      sent in the given order. KEY is episode, imdbid,
                      moviebytesize, moviehash, query, season, sublanguageid
                      or tag.
-  -l, --lang LANG    the language, such as ger; eng when not given. Without
+  -l, --lang LANG    the languages, such as ger or pt-BR, or all; that of the
+                     locale when not given. See 'caprion languages'. Without
                      effect on --where, which sends its own criteria alone:
                      use --where sublanguageid=LANG there.
+  --download N       download the one with this number, and print the path of
+                     the subtitle file
 )";
 
 /// What the command line asks for. Exactly one of the first three is there.
@@ -36,8 +47,17 @@ struct Search {
   std::optional<std::string_view> file;
   std::optional<std::string_view> text;
   std::vector<Arg> criteria;
-  std::string_view language = "eng";
+  std::string languages;
+  std::size_t download = 0;  // the number of a hit, or 0
 };
+
+std::size_t numberFrom(std::string_view word) {
+  std::size_t number = 0;
+  const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
+  if (error != std::errc() || end != word.data() + word.size() || number == 0)
+    throw UsageError("--download needs the number of a hit, not '" + std::string(word) + "'");
+  return number;
+}
 
 Arg criterionFrom(std::string_view word) {
   const std::size_t equals = word.find('=');
@@ -53,9 +73,14 @@ Search searchFrom(const Arguments& arguments) {
     throw UsageError("unexpected argument '" + std::string(arguments.operands.front()) + "'");
   }
   Search search;
+  std::vector<Language> languages;
+  bool isAll = false;
   for (const auto& [name, value] : arguments.options) {
     if (name == "lang") {
-      search.language = value;
+      isAll = isAll || value == "all";
+      if (value != "all") addLanguages(languages, value);
+    } else if (name == "download") {
+      search.download = numberFrom(value);
     } else if (name == "where") {
       search.criteria.push_back(criterionFrom(value));
     } else {
@@ -67,12 +92,14 @@ Search searchFrom(const Arguments& arguments) {
   if (search.file.has_value() + search.text.has_value() + !search.criteria.empty() != 1) {
     throw UsageError("give either --file, --text or --where");
   }
+  if (languages.empty()) languages = {languageOfLocale()};
+  search.languages = isAll ? "all" : identifiersOf(languages);
   return search;
 }
 
 Result<Hits> outcomeOf(const Search& search) {
-  if (search.file) return findSubtitles(URL::fileURLWithPath(*search.file), search.language);
-  if (search.text) return findSubtitles(*search.text, search.language);
+  if (search.file) return findSubtitles(URL::fileURLWithPath(*search.file), search.languages);
+  if (search.text) return findSubtitles(*search.text, search.languages);
   return query(search.criteria);
 }
 
@@ -93,38 +120,68 @@ ExitStatus printLines(const Hits& hits, Output& output) {
   return status;
 }
 
-void printTable(const Hits& hits, Output& output) {
-  std::vector<Row> rows{{"ID", "LANGUAGE", "FORMAT", "MATCHED BY", "TITLE", "FILE NAME"}};
+/// Brings those that suit a video to the front, the best first; returns how many they are.
+std::size_t sort(Hits& hits, const URL& video) {
+  const auto ranked = rankedSubtitles(hits, video);
+  if (!ranked) return 0;
+  Hits sorted;
+  for (const RankedSubtitle& one : *ranked) sorted.push_back(one.subtitle);
+  const std::set<std::shared_ptr<const Subtitle>> suitable(sorted.begin(), sorted.end());
   for (const auto& hit : hits) {
-    Row row = {std::string(hit->subtitleID()),
-               std::string(hit->languageName()),
-               std::string(hit->subFormat()),
-               std::string(hit->matchedBy()),
-               hit->detailString(),
-               std::string(hit->subFileName())};
-    rows.push_back(std::move(row));
+    if (!suitable.contains(hit)) sorted.push_back(hit);
   }
-  output.printTable(std::move(rows));
+  hits = std::move(sorted);
+  return ranked->size();
+}
+
+/// `suitable` so many of the hits, in front, get a mark.
+void printTable(const Hits& hits, std::size_t suitable, Output& output) {
+  Table table;
+  table.columns = {{"#"},
+                   {"ID"},
+                   {"LANGUAGE", 8, Cut::end, true},
+                   {"FORMAT", 0, Cut::end, true},
+                   {"MATCHED BY"},
+                   {"TITLE", 16, Cut::middle},
+                   {"FILE NAME", 16, Cut::start}};
+  for (const auto& hit : hits) {
+    const std::size_t number = table.rows.size() + 1;
+    table.rows.push_back({std::to_string(number) + (number <= suitable ? "*" : ""),
+                          std::string(hit->subtitleID()), std::string(hit->languageName()),
+                          std::string(hit->subFormat()), std::string(hit->matchedBy()), hit->detailString(),
+                          std::string(hit->subFileName())});
+  }
+  output.printTable(std::move(table));
 }
 
 ExitStatus run(const Arguments& arguments, Output& output) {
   const Search search = searchFrom(arguments);
-  const auto hits = [&] {
+  auto hits = [&] {
     const Progress progress(output, "Searching ...");
     return outcomeOf(search);
   }();
 
   if (!hits) {
-    output.printFailure(search.file.value_or("search"), hits.error(), search.file);
+    output.printFailure(search.file.value_or("search"), hits.error(),
+                        search.file ? objectOf(*search.file) : boost::json::object());
     return ExitStatus::failed;
   }
   if (hits->empty()) {
     if (!output.json()) output.printNote("nothing found");
     return ExitStatus::nothingFound;
   }
-  if (output.json()) return printLines(*hits, output);
-  printTable(*hits, output);
-  return ExitStatus::done;
+  if (output.json() && search.download == 0) return printLines(*hits, output);
+  const std::size_t suitable = search.file ? sort(*hits, URL::fileURLWithPath(*search.file)) : 0;
+  if (search.download == 0) {
+    printTable(*hits, suitable, output);
+    return ExitStatus::done;
+  }
+  if (search.download > hits->size()) {
+    output.printFailure("search",
+                        Error("", 0, {}, "There are no more than " + std::to_string(hits->size()) + " hits"));
+    return ExitStatus::nothingFound;
+  }
+  return downloadAndPrint(*(*hits)[search.download - 1], output);
 }
 
 }  // namespace

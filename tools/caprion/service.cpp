@@ -45,12 +45,9 @@ Result<Hits> query(const std::vector<Arg>& criteria) {
   });
 }
 
-std::vector<Result<URL>> download(const Subtitle& subtitle) {
+std::vector<Result<URL>> download(Downloader& downloader, const Subtitle& subtitle) {
   std::vector<Result<URL>> reports;
-  CaprionHelper::shared().downloadSubtitleFile(
-      subtitle, [&reports](const std::optional<URL>& file, const std::optional<Error>& error) {
-        reports.push_back(file ? Result<URL>(*file) : Result<URL>(error.value()));
-      });
+  downloader.download(subtitle, [&reports](Result<URL> report) { reports.push_back(std::move(report)); });
   if (reports.empty()) reports.emplace_back(Error("", 0, {}, "The download was cancelled"));
   return reports;
 }

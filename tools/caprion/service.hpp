@@ -2,6 +2,7 @@
 
 #include <caprion/caprion.hpp>
 #include <caprion/caprion_helper.hpp>
+#include <caprion/downloader.hpp>
 
 #include <string_view>
 #include <vector>
@@ -18,6 +19,6 @@ Result<Hits> query(const std::vector<Arg>& criteria);
 
 /// All that the library reports of a download, in its order, or the error that stands for no report at all.
 /// At most one is a file.
-std::vector<Result<URL>> download(const Subtitle& subtitle);
+std::vector<Result<URL>> download(Downloader& downloader, const Subtitle& subtitle);
 
 }  // namespace caprion::tool

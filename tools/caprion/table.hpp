@@ -1,5 +1,7 @@
 #pragma once
 
+#include "text.hpp"
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -7,11 +9,24 @@
 
 namespace caprion::tool {
 
-/// A row's cells: any texts, as many in each row of a table.
-using Row = std::vector<std::string>;
+struct Column {
+  std::string heading;
+  /// How narrow it may become for those right of it, where the terminal is too narrow for all; 0 of a column
+  /// that is never cut as long as others can be.
+  std::size_t narrowest = 0;
+  Cut cut = Cut::end;
+  /// It says nothing, and goes, when all its cells are the same.
+  bool isForDifferences = false;
+};
 
-/// The rows as lines with aligned columns, cut to `width` columns of a terminal where one is given. `bold`
-/// sets the first row, the heading, in bold type.
-std::string tableLines(std::vector<Row> rows, std::optional<std::size_t> width, bool bold);
+/// Any texts in rows, each with as many cells as there are columns.
+struct Table {
+  std::vector<Column> columns;
+  std::vector<std::vector<std::string>> rows;
+};
+
+/// The table as lines with aligned columns, the headings first and `bold` or not. Where the `width` of a
+/// terminal is given, cells are cut to it.
+std::string linesOf(Table table, std::optional<std::size_t> width, bool bold);
 
 }  // namespace caprion::tool

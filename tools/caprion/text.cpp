@@ -1,6 +1,8 @@
 #include "text.hpp"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <cwchar>
 
 namespace caprion::tool {
@@ -42,21 +44,48 @@ Character takeCharacter(std::string_view& text) {
 
 bool isBetween(char32_t c, char32_t first, char32_t last) { return c >= first && c <= last; }
 
+/// Beside C0 and DEL, what would steer a terminal, or break or reorder a line.
+bool isHarmful(char32_t c) {
+  return isBetween(c, 0x80, 0x9F) || isBetween(c, 0x2028, 0x202E) || isBetween(c, 0x2066, 0x2069) ||
+         c == 0x200E || c == 0x200F || c == 0x061C;
+}
+
 std::size_t columns(char32_t codePoint) {
   const int count = ::wcwidth(static_cast<wchar_t>(codePoint));
   return count < 0 ? 1 : static_cast<std::size_t>(count);
 }
 
+/// Whether there is nothing but visible characters of ASCII, as nearly always.
+bool isPlain(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
 }  // namespace
 
+std::string lowercased(std::string_view text) {
+  std::string result(text);
+  for (char& c : result) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return result;
+}
+
 std::string wellFormed(std::string_view text) {
+  if (isPlain(text)) return std::string(text);
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) result += takeCharacter(text).bytes;
   return result;
 }
 
+std::u32string codePoints(std::string_view text) {
+  std::u32string result;
+  while (!text.empty()) result += takeCharacter(text).codePoint;
+  return result;
+}
+
 std::string printable(std::string_view text) {
+  if (isPlain(text)) return std::string(text);
   std::string result;
   result.reserve(text.size());
   while (!text.empty()) {
@@ -65,12 +94,23 @@ std::string printable(std::string_view text) {
       result.append("\xE2\x90").append(1, static_cast<char>(0x80 + c));  // its picture, U+2400 and on
     } else if (c == 0x7F) {
       result += "\u2421";
-    } else if (isBetween(c, 0x80, 0x9F) || isBetween(c, 0x2028, 0x202E) || isBetween(c, 0x2066, 0x2069) ||
-               c == 0x200E || c == 0x200F || c == 0x061C) {
+    } else if (isHarmful(c)) {
       result += replacement;
     } else {
       result += bytes;
     }
+  }
+  return result;
+}
+
+std::string escapedJSON(std::string_view json) {
+  std::string result;
+  while (!json.empty()) {
+    const auto [c, bytes] = takeCharacter(json);
+    std::array<char, 8> escape{};
+    if (c == 0x7F || isHarmful(c))
+      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(c));
+    result += escape.front() ? escape.data() : bytes;
   }
   return result;
 }
@@ -81,14 +121,50 @@ std::size_t columns(std::string_view printable) {
   return count;
 }
 
-std::string fitted(std::string_view printable, std::size_t limit) {
-  std::size_t count = 0, kept = 0;
-  for (std::string_view rest = printable; !rest.empty();) {
-    count += columns(takeCharacter(rest).codePoint);
-    if (count > limit) return std::string(printable.substr(0, kept)) + "…";
-    if (count < limit) kept = printable.size() - rest.size();
+std::string fitted(std::string_view printable, std::size_t limit, Cut cut) {
+  if (columns(printable) <= limit) return std::string(printable);
+  const std::size_t room = limit - 1;
+  const std::size_t before = cut == Cut::end ? room : cut == Cut::middle ? room / 2 : 0;
+
+  std::size_t count = 0;
+  std::string_view rest = printable;
+  for (std::string_view next = rest; count <= before; rest = next) {
+    count += columns(takeCharacter(next).codePoint);
+    if (count > before) break;
   }
-  return std::string(printable);
+  std::string result(printable.substr(0, printable.size() - rest.size()));
+  result += "…";
+  if (cut == Cut::end) return result;
+  std::size_t left = columns(rest);
+  while (left > room - before) left -= columns(takeCharacter(rest).codePoint);
+  return result.append(rest);
+}
+
+std::string excerptOf(std::string_view text, std::size_t limit) {
+  std::string line;
+  for (const char c : text.substr(0, 16 * limit)) {
+    const bool isBlank = c == ' ' || (c >= '\t' && c <= '\r');
+    if (!isBlank) line += c;
+    if (isBlank && !line.empty() && line.back() != ' ') line += ' ';
+  }
+  if (line.ends_with(' ')) line.pop_back();
+  return fitted(printable(line), limit, Cut::middle);
+}
+
+std::string percentEncoded(std::string_view path) {
+  constexpr std::string_view digits = "0123456789ABCDEF";
+  std::string result;
+  for (const char c : path) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isPlain = (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
+                         std::string_view("-._~/").find(c) != std::string_view::npos;
+    if (isPlain) {
+      result += c;
+    } else {
+      result.append(1, '%').append(1, digits[byte >> 4]).append(1, digits[byte & 0xF]);
+    }
+  }
+  return result;
 }
 
 }  // namespace caprion::tool

@@ -1,0 +1,51 @@
+#include "command.hpp"
+
+#include <caprion/language.hpp>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace caprion::tool {
+
+namespace {
+
+constexpr std::string_view help = R"(usage: caprion languages
+
+Prints the languages that the service has subtitles in: its own identifier, the
+codes by which they are known too, and the name. --lang takes any of them.
+)";
+
+ExitStatus run(const Arguments& arguments, Output& output) {
+  if (!arguments.operands.empty()) {
+    throw UsageError("unexpected argument '" + std::string(arguments.operands.front()) + "'");
+  }
+  Table table{{{"ID"}, {"CODES"}, {"NAME"}}, {}};
+  for (const Language& language : Language::all()) {
+    if (output.json()) {
+      boost::json::object line{{"identifier", language.identifier}};
+      if (!language.iso6391.empty()) line["iso6391"] = language.iso6391;
+      if (!language.iso6392.empty()) line["iso6392"] = language.iso6392;
+      line["tag"] = language.tag;
+      line["name"] = language.name;
+      output.printJSON(line);
+      continue;
+    }
+    std::string codes;
+    for (const std::string_view code : {language.iso6391, language.iso6392, language.tag}) {
+      const bool isNew = code != language.identifier &&
+                         (" " + codes + " ").find(" " + std::string(code) + " ") == std::string::npos;
+      if (!code.empty() && isNew) codes.append(codes.empty() ? "" : " ").append(code);
+    }
+    table.rows.push_back({std::string(language.identifier), std::move(codes), std::string(language.name)});
+  }
+  if (!output.json()) output.printTable(std::move(table));
+  return ExitStatus::done;
+}
+
+}  // namespace
+
+constexpr Command languagesCommand{
+    "languages", "list the languages that there are subtitles in", help, {}, run};
+
+}  // namespace caprion::tool
