@@ -43,10 +43,11 @@ void Telling::tell(const Task& task) {
     ++counts_[Ending::failed];
     output_.printFailure(task.video.path, *task.video.error, objectOf(task.video.path));
   }
-  for (const Outcome& outcome : task.outcomes) tell(task.video, outcome);
+  std::vector<Error> told;
+  for (const Outcome& outcome : task.outcomes) tell(task.video, outcome, told);
 }
 
-void Telling::tell(const Video& video, const Outcome& outcome) {
+void Telling::tell(const Video& video, const Outcome& outcome, std::vector<Error>& told) {
   ++counts_[outcome.ending];
   std::string what = video.path;
   if (wish_.languages.size() > 1) what.append(" (").append(outcome.language.identifier).append(")");
@@ -57,8 +58,13 @@ void Telling::tell(const Video& video, const Outcome& outcome) {
     if (line.contains("subtitle")) return output_.printJSON(line);
   }
   if (!output_.json()) {
-    // A hit before the one that was placed may have been of no use.
-    for (const Error& error : outcome.errors) output_.printFailure(what, error);
+    // A hit before the one that was placed may have been of no use. What ended the whole video, such as a
+    // page in place of an answer, is shown once.
+    for (const Error& error : outcome.errors) {
+      const bool isTold = std::find(told.begin(), told.end(), error) != told.end();
+      output_.printFailure(what, isTold ? Error("", 0, {}, "The same") : error);
+      if (!isTold) told.push_back(error);
+    }
   }
   switch (outcome.ending) {
     case Ending::failed:

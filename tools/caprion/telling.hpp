@@ -29,7 +29,7 @@ class Telling {
   bool has(Ending ending) const { return counts_.count(ending) > 0; }
 
  private:
-  void tell(const Video& video, const Outcome& outcome);
+  void tell(const Video& video, const Outcome& outcome, std::vector<Error>& told);
   std::size_t count(Ending ending) const { return has(ending) ? counts_.at(ending) : 0; }
 
   const Wish& wish_;
