@@ -145,7 +145,8 @@ bool sendAnswer(Connection& connection, const Answer& answer, const Incoming& in
   using Fault = Answer::Fault;
   const bool bodyless = incoming.request.method == "HEAD" || answer.status / 100 == 1 ||
                         answer.status == 204 || answer.status == 304;
-  bool keepAlive = incoming.keepAlive && (answer.fault == Fault::none || answer.fault == Fault::drip);
+  bool keepAlive = incoming.keepAlive && (answer.fault == Fault::none || answer.fault == Fault::drip ||
+                                          answer.fault == Fault::apart);
   for (const auto& [name, value] : answer.headers) {
     if (sameName(name, "Content-Length") || sameName(name, "Transfer-Encoding") ||
         (sameName(name, "Connection") && sameName(value, "close")))
@@ -158,6 +159,10 @@ bool sendAnswer(Connection& connection, const Answer& answer, const Incoming& in
   switch (answer.fault) {
     case Fault::none:
       connection.write(head + std::string(body));
+      break;
+    case Fault::apart:
+      connection.write(head);
+      connection.write(std::string(body) + answer.stray);
       break;
     case Fault::reset:
       connection.reset();

@@ -188,7 +188,7 @@ struct StandIn::Impl {
         } else {
           const Answer answer = answerTo(request);
           if (!sendAnswer(connection, answer, *incoming)) break;
-          connection.write(answer.stray);
+          if (answer.fault != Answer::Fault::apart) connection.write(answer.stray);
           {
             const std::lock_guard lock(mutex);
             ++answers;

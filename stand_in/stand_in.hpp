@@ -39,6 +39,7 @@ struct Answer {
     drip,         ///< the answer goes out one byte at a time, `interval` apart
     hang,         ///< nothing is sent; the connection stays open until the other side or the server ends it
     garbage,      ///< `body` goes out raw, without an HTTP head, then the connection is closed
+    apart,        ///< head and body go out one after the other, the body together with `stray`
     endless,      ///< the head has no length, and `body` is repeated until the other side goes away
     endlessHead,  ///< the same of the head, which doesn't end
   };

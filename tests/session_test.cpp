@@ -104,12 +104,15 @@ TEST(URLSession, ACompletionWaitsForTheCallThatStartedItsTask) {
 }
 
 TEST(URLSession, BytesBehindAnAnswerBelongToNoOther) {
-  service().setHandler(always({.body = "x", .stray = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nstray"}));
-  for (const char* url : {"http://stray.test/", "https://stray.test/"}) {
-    for (int i = 0; i < 3; ++i) {
-      const std::size_t before = service().answers();
-      EXPECT_EQ(get(url).body, "x") << url;
-      ASSERT_TRUE(service().waitForAnswers(before + 1));
+  const std::string stray = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nstray";
+  for (const Fault fault : {Fault::none, Fault::apart}) {
+    service().setHandler(always({.body = "x", .fault = fault, .stray = stray}));
+    for (const char* url : {"http://stray.test/", "https://stray.test/"}) {
+      for (int i = 0; i < 3; ++i) {
+        const std::size_t before = service().answers();
+        EXPECT_EQ(get(url).body, "x") << url;
+        ASSERT_TRUE(service().waitForAnswers(before + 1));
+      }
     }
   }
 }

@@ -18,7 +18,7 @@ Downloader::Downloader() : impl_(std::make_shared<Impl>()) {}
 Downloader::~Downloader() { cancel(); }
 
 void Downloader::download(const Subtitle& subtitle, const Completion& completion) noexcept {
-  static const Completion nobody = [](const auto&) {};
+  const Completion nobody = [](const auto&) {};
   const Completion& report = completion ? completion : nobody;
   const auto impl = impl_;  // the completion may destroy this object
   try {

@@ -11,8 +11,8 @@ constinit NeverDestroyed<LatestTask> latestSearch;
 }  // namespace
 
 StartedSearch::StartedSearch(std::shared_ptr<URLSessionTask> task) noexcept : task_(std::move(task)) {
+  task_->holdCompletion();  // before anybody can cancel it
   latestSearch.value.exchange(task_);
-  task_->holdCompletion();
   task_->resume();
 }
 

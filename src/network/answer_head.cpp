@@ -22,9 +22,7 @@ std::optional<Error> AnswerHead::add(std::string_view line) {
   size_ += line.size();
   if (size_ > sizeLimit)
     return urlError(url_error::dataLengthExceedsMaximum, "The head of the answer is too large");
-  curl_off_t requested = 0;
-  curl_easy_getinfo(easy_, CURLINFO_PRETRANSFER_TIME_T, &requested);
-  if (isOver() || requested == 0) return std::nullopt;  // a trailer, or a proxy's
+  if (isOver()) return std::nullopt;  // a trailer
   if (line.starts_with("HTTP/")) {
     encodings_ = {};
     isDecodable_ = true;

@@ -13,8 +13,8 @@
 
 namespace caprion {
 
-/// What the lines of an exchange's heads say: those that come before the answer's own (hints, and what a
-/// proxy says of its tunnel), that one, and the trailers.
+/// What the lines of an exchange's heads say: those of hints that come before the answer's own, that one, and
+/// the trailers.
 class AnswerHead {
  public:
   explicit AnswerHead(CURL* easy) : easy_(easy) {}

@@ -197,7 +197,6 @@ void Exchanges::settle() {
         continue;
       }
       SessionTask& task = *exchange->task;
-      host.lastMove = std::max(host.lastMove, transfer.lastProgress());
       if (auto outcome = transfer.outcome()) {
         endExchange(exchange, host);
         follow(task, std::move(*outcome));

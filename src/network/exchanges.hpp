@@ -37,7 +37,7 @@ struct Host {
                                                            &SessionTask::waitingHook>>;
   Queue waiting;
   std::list<Exchange> running;
-  /// When an exchange last got on, or ended.
+  /// When a place last became free.
   Transfer::Time lastMove{};
 };
 

@@ -2,7 +2,10 @@
 
 #include "platform/thread.hpp"
 
+#include <pthread.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <new>
 #include <utility>
 
@@ -64,7 +67,12 @@ void SessionThreads::stop() noexcept {
   const std::size_t own = isRunningCompletion ? 1 : 0;  // exit() may be called by a completion
   const auto end = now() + stopLimit;
   while ((hasDriver() || running_ > own) && changed_.waitUntil(mutex_, end)) continue;
-  joinEnded();
+  // A thread that has ended may still be about to clean up what OpenSSL keeps for it.
+  for (std::thread& thread : ended_) {
+    while (::pthread_tryjoin_np(thread.native_handle(), nullptr) == EBUSY && now() < end) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+  }
 }
 
 bool SessionThreads::addThread() noexcept {
@@ -86,25 +94,29 @@ bool SessionThreads::isNeeded() const {
 }
 
 void SessionThreads::run(Threads::iterator self) noexcept {
-  const Lock lock(mutex_);
-  while (true) {
-    if (isStopping_) {
-      changed_.wait(mutex_);
-    } else if (!waiting_.empty() && (hasDriver() || idle_ > 0)) {
-      runCompletion();
-    } else if (!hasDriver() && (hasWork_ || !waiting_.empty())) {
-      driveHere();
-    } else {
-      ++idle_;
-      const auto end = now() + idleLimit;
-      while (!isNeeded() && changed_.waitUntil(mutex_, end)) continue;
-      --idle_;
-      if (!isNeeded() && threads_.size() > fewestThreads && (hasDriver() || idle_ > 0)) break;
+  Threads before;
+  {
+    const Lock lock(mutex_);
+    while (true) {
+      if (isStopping_) {
+        changed_.wait(mutex_);
+      } else if (!waiting_.empty() && (hasDriver() || idle_ > 0)) {
+        runCompletion();
+      } else if (!hasDriver() && (hasWork_ || !waiting_.empty())) {
+        driveHere();
+      } else {
+        ++idle_;
+        const auto end = now() + idleLimit;
+        while (!isNeeded() && changed_.waitUntil(mutex_, end)) continue;
+        --idle_;
+        if (!isNeeded() && threads_.size() > fewestThreads && (hasDriver() || idle_ > 0)) break;
+      }
     }
+    before.swap(ended_);
+    ended_.splice(ended_.end(), threads_, self);
   }
-  // Whoever is next to end, or the stop, waits until this thread is gone with all that OpenSSL keeps for it.
-  joinEnded();
-  ended_.splice(ended_.end(), threads_, self);
+  // Without the mutex, as a host's thread-local objects may use the library when their thread ends.
+  for (std::thread& thread : before) thread.join();
 }
 
 /// Drives until there is a completion to run and somebody else to drive, or until there is nothing to do.
@@ -157,11 +169,6 @@ void SessionThreads::runCompletion() {
   --running_;
   ++done_;
   if (isStopping_) changed_.notifyAll();
-}
-
-void SessionThreads::joinEnded() {
-  for (std::thread& thread : ended_) thread.join();
-  ended_.clear();
 }
 
 }  // namespace caprion

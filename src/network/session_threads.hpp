@@ -76,14 +76,13 @@ class SessionThreads {
   void driveHere() CAPRION_REQUIRES(mutex_);
   void growIfStuck() CAPRION_REQUIRES(mutex_);
   void runCompletion() CAPRION_REQUIRES(mutex_);
-  void joinEnded() CAPRION_REQUIRES(mutex_);
 
   SessionWork& work_;
   const std::size_t backlogLimit_;
   mutable Mutex mutex_{MutexLevel::threads};
   Condition changed_;
   Threads threads_ CAPRION_GUARDED_BY(mutex_);
-  Threads ended_ CAPRION_GUARDED_BY(mutex_);  // to be joined
+  Threads ended_ CAPRION_GUARDED_BY(mutex_);  // to be joined by the next to end, or the stop
   std::size_t idle_ CAPRION_GUARDED_BY(mutex_) = 0;
   std::thread::id driver_ CAPRION_GUARDED_BY(mutex_);
   bool hasWork_ CAPRION_GUARDED_BY(mutex_) = false;

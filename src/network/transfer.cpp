@@ -8,6 +8,9 @@
 #include <new>
 #include <utility>
 
+/// OpenSSL's, where libcurl has brought that into the process.
+extern "C" int SSL_pending(const void* connection) __attribute__((weak));
+
 namespace caprion {
 
 namespace {
@@ -22,14 +25,23 @@ constexpr auto redirectPatience = 500ms;
 /// How long an unused connection is kept, and when it is probed meanwhile.
 constexpr long idleLimit = 60;       // s
 constexpr long idleUntilProbe = 20;  // s
-/// How many bytes of a proxy's answer are read in one turn. libcurl reads them one by one, without coming
-/// back before there are no more.
-constexpr long proxyBytesLimit = 20'000;
+/// How many pieces libcurl may read in one turn without handing anything over. Of what a proxy says before
+/// its tunnel is there, it reads single bytes, and doesn't come back before there are no more.
+constexpr long unheardLimit = 20'000;
 
 template <typename Value>
 void set(CURL* easy, CURLoption option, Value value) {
   // The options used here are all known to this libcurl, so what is left to fail is a copy of a text.
   if (curl_easy_setopt(easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
+}
+
+/// How much has come in on a transfer's connection that OpenSSL has decrypted and nobody has read.
+int decryptedBytes(CURL* easy) {
+  const curl_tlssessioninfo* tls = nullptr;
+  curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &tls);
+  const bool isOpenSSL =
+      tls != nullptr && tls->backend == CURLSSLBACKEND_OPENSSL && tls->internals != nullptr;
+  return isOpenSSL && SSL_pending != nullptr ? SSL_pending(tls->internals) : 0;
 }
 
 /// Whether memory is to be had. libcurl tells the end of the memory and a line of a head that is too long for
@@ -70,11 +82,13 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
   // changing.
   set(easy, CURLOPT_PROXY, (task.url.isSecure ? settings.httpsProxy : settings.httpProxy).c_str());
   set(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
-  for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO}) {
-    if (!settings.certificateFile.empty()) set(easy, option, settings.certificateFile.c_str());
-  }
-  for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH}) {
-    if (!settings.certificateFolder.empty()) set(easy, option, settings.certificateFolder.c_str());
+  if (!settings.certificateFile.empty() || !settings.certificateFolder.empty()) {
+    // Where one is given, the system's own of the other kind is not trusted either.
+    const auto orNone = [](const std::string& path) { return path.empty() ? nullptr : path.c_str(); };
+    for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO})
+      set(easy, option, orNone(settings.certificateFile));
+    for (const CURLoption option : {CURLOPT_CAPATH, CURLOPT_PROXY_CAPATH})
+      set(easy, option, orNone(settings.certificateFolder));
   }
 
   set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(task.request->timeoutInterval.count()));
@@ -96,6 +110,7 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
   set(easy, CURLOPT_WRITEFUNCTION, receive);
   set(easy, CURLOPT_WRITEDATA, this);
   set(easy, CURLOPT_HEADERFUNCTION, receiveLine);
+  set(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);  // of a proxy's tunnel, which are no answer
   set(easy, CURLOPT_HEADERDATA, this);
   // libcurl 7.88 gets stuck over TLS on a request that doesn't fit into its buffer twice.
   if (url.size() > 32'768) set(easy, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
@@ -110,7 +125,7 @@ bool Transfer::isConnected() const noexcept {
 bool Transfer::isLookingUp() const noexcept {
   curl_off_t found = 0;
   curl_easy_getinfo(easy(), CURLINFO_NAMELOOKUP_TIME_T, &found);
-  return found == 0;
+  return found == 0 && !result_;
 }
 
 std::optional<Transfer::Time> Transfer::deadline() noexcept {
@@ -126,20 +141,22 @@ int Transfer::checkConnection(void* self, char*, char*, int, int localPort) noex
   curl_easy_getinfo(transfer.easy(), CURLINFO_NUM_CONNECTS, &newConnections);
   // What there is to read on a kept connection came behind an earlier answer, and would be taken for this
   // one.
-  transfer.isStale_ = !transfer.sockets_.isReady(localPort) && newConnections == 0;
+  const bool isQuiet = transfer.sockets_.isReady(localPort) && decryptedBytes(transfer.easy()) == 0;
+  transfer.isStale_ = !isQuiet && newConnections == 0;
   return transfer.isStale_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
 /// Called for each piece that libcurl reads, and once a turn in any event.
 int Transfer::watchProxy(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
-  if (transfer.wasConnected_ || ++transfer.proxyBytes_ < proxyBytesLimit) return 0;
+  if (++transfer.unheard_ < unheardLimit) return 0;
   transfer.failure_ = urlError(url_error::cannotConnectToHost, "The proxy's answer has no end");
   return 1;
 }
 
 std::size_t Transfer::receiveLine(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
+  transfer.unheard_ = 0;
   if (transfer.failure_) return 0;
   try {
     transfer.failure_ = transfer.readLine({bytes, one * count});
@@ -172,6 +189,7 @@ std::optional<Error> Transfer::readLine(std::string_view line) {
 std::size_t Transfer::receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   const std::size_t size = one * count;
+  transfer.unheard_ = 0;
   if (transfer.failure_) return CURL_WRITEFUNC_ERROR;
   if (transfer.pending_.size() >= pendingLimit) {
     transfer.isPaused_ = true;
@@ -198,7 +216,7 @@ bool Transfer::hasMoreToDecode() const {
 }
 
 bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
-  proxyBytes_ = 0;  // a turn is over
+  unheard_ = 0;  // a turn is over
   if (!hasMoreToDecode()) return false;
   const Time begin = std::chrono::steady_clock::now();
   Time now = begin;
@@ -251,7 +269,9 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
 Error Transfer::failure(CURLcode result) const {
   if (result == CURLE_OUT_OF_MEMORY && isConnected() && !head_.isOver() && hasMemory())
     return urlError(url_error::dataLengthExceedsMaximum, "A line in the head of the answer is too long");
-  return transportError(result, easy(), message_.data());
+  // Of a proxy that it can't understand, libcurl repeats the name and password.
+  const bool isTelling = std::string_view(message_.data()).find('@') != std::string_view::npos;
+  return transportError(result, easy(), isTelling ? "" : message_.data());
 }
 
 }  // namespace caprion

@@ -64,9 +64,6 @@ class Transfer {
   /// Takes nothing more of the answer, and leaves the task alone from now on.
   void abandon() noexcept;
 
-  /// When something last got on: the connection, the head, the body.
-  Time lastProgress() const noexcept { return lastProgress_; }
-
  private:
   static std::size_t receiveLine(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
   static std::size_t receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept;
@@ -93,8 +90,8 @@ class Transfer {
 
   bool wasConnected_ = false;
   bool isStale_ = false;  // the connection that was to be used
-  long proxyBytes_ = 0;   // in this turn
-  Time lastProgress_ = std::chrono::steady_clock::now();
+  long unheard_ = 0;      // pieces read since libcurl has handed something over
+  Time lastProgress_ = std::chrono::steady_clock::now();  // of the connection, the head or the body
 
   AnswerHead head_;
   std::optional<std::string> redirect_;  // decided on, and not yet followed

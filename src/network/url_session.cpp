@@ -5,6 +5,7 @@
 #include "network/session_threads.hpp"
 #include "network/transport_error.hpp"
 #include "platform/error.hpp"
+#include "platform/made_once.hpp"
 #include "platform/mutex.hpp"
 #include "platform/thread.hpp"
 
@@ -46,7 +47,8 @@ class URLSession::Impl final : public TaskIntake {
   Mutex mutex_{MutexLevel::intake};
   std::shared_ptr<SessionTask> first_ CAPRION_GUARDED_BY(mutex_);  // of those that something is asked of
   SessionTask* last_ CAPRION_GUARDED_BY(mutex_) = nullptr;
-  pid_t process_ CAPRION_GUARDED_BY(mutex_) = 0;  // that the threads run in; 0 before there are any
+  pid_t process_ CAPRION_GUARDED_BY(mutex_) = 0;  // that the session was first used in
+  bool isRunning_ CAPRION_GUARDED_BY(mutex_) = false;
   bool isStopping_ CAPRION_GUARDED_BY(mutex_) = false;
   SessionThreads threads_{exchanges_, backlogLimit};
   Exchanges exchanges_{*this, threads_};
@@ -67,8 +69,11 @@ void LatestTask::cancel() noexcept {
 }
 
 URLSession& URLSession::shared() {
-  static auto* const session = new URLSession;
-  return *session;
+  struct Made {
+    URLSession session;
+  };
+  static constinit MadeOnce<Made> made;
+  return made.get().session;
 }
 
 URLSession::URLSession() : impl_(new Impl) {}
@@ -122,14 +127,15 @@ std::optional<TaskIntake::Taken> URLSession::Impl::take() noexcept {
 std::optional<Error> URLSession::Impl::start() {
   if (isStopping_) return posixError(ECANCELED);
   if (isInChild()) return posixError(ECHILD);  // a child of fork() has none of the threads
-  if (process_ != 0) return std::nullopt;
+  if (isRunning_) return std::nullopt;
+  process_ = ::getpid();
   if (wouldGiveSecretsAway()) return posixError(EPERM);
   // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a
   // thread.
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return outOfMemory();
   if (auto error = exchanges_.open()) return error;
   if (!threads_.start()) return posixError(EAGAIN);
-  process_ = ::getpid();
+  isRunning_ = true;
   std::atexit([] { shared().impl_->stop(); });
   return std::nullopt;
 }
@@ -139,7 +145,7 @@ std::optional<Error> URLSession::Impl::start() {
 void URLSession::Impl::stop() noexcept {
   {
     const Lock lock(mutex_);
-    if (isInChild()) return;
+    if (!isRunning_ || isInChild()) return;
     isStopping_ = true;
   }
   threads_.stop();

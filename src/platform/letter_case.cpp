@@ -1,5 +1,6 @@
 #include "platform/letter_case.hpp"
 
+#include "platform/made_once.hpp"
 #include "platform/regular_expression.hpp"
 #include "platform/text.hpp"
 
@@ -25,7 +26,11 @@ std::string lowercased(std::string_view text) {
   if (text.empty() || !isValidUTF8(text)) return lowercasedASCII(text);
   // PCRE2 has the letters of all scripts, for substitutions that change the case. Compiled on first use,
   // which is tried again after a failure, and never destroyed.
-  static const RegularExpression& anything = *new RegularExpression("(?s).+");
+  struct Anything {
+    RegularExpression expression{"(?s).+"};
+  };
+  static constinit MadeOnce<Anything> made;
+  const RegularExpression& anything = made.get().expression;
   std::string result(text.size() * 2 + 1, '\0');  // no letter grows more than that
   PCRE2_SIZE length = result.size();
   const int count = pcre2_substitute(

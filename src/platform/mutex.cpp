@@ -18,7 +18,7 @@ std::mutex oneFork;  // at a time
 }  // namespace
 
 const bool Mutex::isForkWatched =
-    ::pthread_atfork(&Mutex::lockAll, &Mutex::unlockAll, &Mutex::unlockAll) == 0;
+    ::pthread_atfork(&Mutex::lockAll, &Mutex::unlockAll, &Mutex::unlockAllInChild) == 0;
 
 void Mutex::lock() noexcept {
   if (!isAdded_.load(std::memory_order_relaxed)) addToForks();
@@ -50,13 +50,16 @@ void Mutex::addToForks() noexcept {
 void Mutex::lockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
   ++waitingForks;
   oneFork.lock();
-  const auto end = std::chrono::steady_clock::now() + forkPatience;
   for (const MutexLevel level :
        {MutexLevel::driving, MutexLevel::intake, MutexLevel::threads, MutexLevel::leaf}) {
     for (Mutex* mutex = firstMutex; mutex != nullptr; mutex = mutex->next_) {
       if (mutex->level_ != level) continue;
-      const auto left = end - std::chrono::steady_clock::now();
-      const bool isHeld = mutex->lockWithin(std::chrono::duration_cast<std::chrono::milliseconds>(left));
+      bool isHeld = true;
+      if (level == MutexLevel::driving) {
+        isHeld = mutex->lockWithin(forkPatience);
+      } else {
+        mutex->lock();  // which others hold for moments only
+      }
       if (isHeld) mutex->isHeldByFork_ = true;
     }
   }
@@ -70,6 +73,11 @@ void Mutex::unlockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis
   }
   oneFork.unlock();
   --waitingForks;
+}
+
+void Mutex::unlockAllInChild() noexcept {
+  unlockAll();
+  waitingForks = 0;  // the others went on in the parent
 }
 
 bool Condition::waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point end) {

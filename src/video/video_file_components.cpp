@@ -1,5 +1,6 @@
 #include "platform/error.hpp"
 #include "platform/json.hpp"
+#include "platform/made_once.hpp"
 #include "platform/regular_expression.hpp"
 #include "platform/text.hpp"
 
@@ -30,12 +31,9 @@ struct Markers {
       std::string("(?<!").append(inAWord).append(R"()\d{3,4}p(?!)").append(inAWord).append(")")};
   /// Without word boundaries: any run of digits may hold a year.
   RegularExpression year{R"((?:19|20)\d{2})"};
-
-  static const Markers& shared() {
-    static const Markers* const markers = new Markers;
-    return *markers;
-  }
 };
+
+constinit MadeOnce<Markers> sharedMarkers;
 
 /// The number that the text is; absent unless it is made of ASCII digits, which `\d` doesn't promise.
 std::optional<std::int64_t> decimal(std::string_view digits) {
@@ -60,7 +58,7 @@ std::string nameOf(const URL& url) {
 
 VideoFileComponents parse(const std::string& name) {
   VideoFileComponents components;
-  const Markers& markers = Markers::shared();
+  const Markers& markers = sharedMarkers.get();
   // Each kind of marker is looked for in the whole name, and each match moves the end of the title.
   RegularExpression::Matches match(name);
   std::size_t titleEnd = name.size();
