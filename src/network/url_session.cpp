@@ -47,6 +47,7 @@ class URLSession::Impl final : public TaskIntake {
   std::shared_ptr<SessionTask> first_ CAPRION_GUARDED_BY(mutex_);  // of those that something is asked of
   SessionTask* last_ CAPRION_GUARDED_BY(mutex_) = nullptr;
   pid_t process_ CAPRION_GUARDED_BY(mutex_) = 0;  // that the threads run in; 0 before there are any
+  bool stopsAtExit_ CAPRION_GUARDED_BY(mutex_) = false;
   bool isStopping_ CAPRION_GUARDED_BY(mutex_) = false;
   SessionThreads threads_{exchanges_, backlogLimit};
   Exchanges exchanges_{*this, threads_};
@@ -128,9 +129,10 @@ std::optional<Error> URLSession::Impl::start() {
   // thread.
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return outOfMemory();
   if (auto error = exchanges_.open()) return error;
+  if (!stopsAtExit_ && std::atexit([] { shared().impl_->stop(); }) != 0) return outOfMemory();
+  stopsAtExit_ = true;
   if (!threads_.start()) return posixError(EAGAIN);
   process_ = ::getpid();
-  std::atexit([] { shared().impl_->stop(); });
   return std::nullopt;
 }
 
