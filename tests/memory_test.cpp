@@ -13,6 +13,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
@@ -32,16 +34,23 @@ namespace {
 long allocationsLeft = -1;  // before the one that fails; none does while this is negative
 thread_local bool isTested = false;
 
-bool isTheOneThatFails() {
+// A sanitizer allocates before it can look at anything, for each thread too, so its checks are left out here.
+#define UNCHECKED [[gnu::no_sanitize("address", "thread", "undefined")]]
+
+UNCHECKED bool isOfTheLibrarysThread() {
   char name[16] = "";
-  if (!isTested && (::prctl(PR_GET_NAME, name) != 0 || std::string_view(name) != "caprion")) return false;
+  ::syscall(SYS_prctl, PR_GET_NAME, name);
+  int same = 0;
+  while (same < 8 && name[same] == "caprion"[same]) ++same;
+  return same == 8;
+}
+
+UNCHECKED bool isTheOneThatFails() {
+  if (!isTested && !isOfTheLibrarysThread()) return false;
   if (__atomic_fetch_sub(&allocationsLeft, 1, __ATOMIC_RELAXED) != 0) return false;
   errno = ENOMEM;
   return true;
 }
-
-// A sanitizer allocates before it can look at anything, so its checks are left out up to here.
-#define UNCHECKED [[gnu::no_sanitize("address", "thread", "undefined")]]
 
 UNCHECKED bool fails() {
   return __atomic_load_n(&allocationsLeft, __ATOMIC_RELAXED) >= 0 && isTheOneThatFails();
