@@ -20,6 +20,7 @@ class CAPRION_EXPORT Downloader {
   /// Receives where the subtitle file lies, or an error. Must not throw; an empty one is not called.
   using Completion = std::function<void(Result<URL>)>;
 
+  /// Throws std::bad_alloc when there isn't the memory for one.
   Downloader();
   ~Downloader();
   Downloader(const Downloader&) = delete;

@@ -10,6 +10,7 @@
 
 #include <future>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 #include <variant>
@@ -85,37 +86,40 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlo
 
   // The download before gives way now, as it may hold the lock that this one waits for.
   const std::stop_token stop = slot.take();
-  const auto report = [&](const Result<URL>& outcome) {
-    if (!stop.stop_requested()) completion(outcome);
+  const auto report = [&](Result<URL> outcome) {
+    if (!stop.stop_requested()) completion(std::move(outcome));
   };
-  if (const auto error = folder.lock(stop, longestWait)) return report(*error);
-  folder.empty();
+  try {
+    if (const auto error = folder.lock(stop, longestWait)) return report(*error);
+    folder.empty();
 
-  const auto promise = std::make_shared<std::promise<bool>>();
-  const std::shared_future<bool> stored = promise->get_future().share();
-  const auto task = session.downloadTask(
-      requestFor(*url), folder.path(),
-      [&, promise](const auto& file, const auto&, const std::optional<Error>& transportError) {
-        std::optional<Error> error = transportError;
-        if (!error && !file) {
-          error = libraryError("The subtitle file couldn't download for some unknown reason");
-        } else if (!error) {
-          error = moveItem(file->path(), archive);
-        }
-        if (error) {
-          folder.unlock();  // first, as the host may start this download anew from within the report
-          report(*error);
-        }
-        promise->set_value(!error);
-      });
-  const EndOfTask end(*task, stored);
-  const std::stop_callback cancelled(stop, [&] { task->cancel(); });
-  task->resume();
-  if (!stored.get()) return;
+    const auto promise = std::make_shared<std::promise<bool>>();
+    const std::shared_future<bool> stored = promise->get_future().share();
+    const auto task = session.downloadTask(
+        requestFor(*url), folder.path(),
+        [&, promise](const auto& file, const auto&, const std::optional<Error>& transportError) {
+          const auto error = orOutOfMemory([&]() -> std::optional<Error> {
+            if (transportError) return transportError;
+            if (!file) return libraryError("The subtitle file couldn't download for some unknown reason");
+            return moveItem(file->path(), archive);
+          });
+          if (error) {
+            folder.unlock();  // first, as the host may start this download anew from within the report
+            report(*error);
+          }
+          promise->set_value(!error);
+        });
+    const EndOfTask end(*task, stored);
+    const std::stop_callback cancelled(stop, [&] { task->cancel(); });
+    task->resume();
+    if (!stored.get()) return;
 
-  const auto reports = extractSubtitle(subtitle, folder, archive, stop);
-  folder.unlock();
-  for (const auto& each : reports) report(each);
+    auto reports = extractSubtitle(subtitle, folder, archive, stop);
+    folder.unlock();
+    for (auto& each : reports) report(std::move(each));
+  } catch (const std::bad_alloc&) {
+    if (!stop.stop_requested()) throw;
+  }
 }
 
 }  // namespace caprion

@@ -30,7 +30,7 @@ class DownloadSlot {
 /// Downloader::download tells. `requestFor` makes the request for the archive. Once it has made the folder,
 /// it takes the slot; from when it is stopped on, it reports nothing, and ends as soon as the transfer and
 /// unzip are gone. Waits as long as `longestWait` for another download of the subtitle. Throws
-/// std::bad_alloc, if at all, before any report.
+/// std::bad_alloc, if at all, in place of any report.
 void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlot& slot,
                       const std::function<URLRequest(URL)>& requestFor,
                       const std::function<void(Result<URL>)>& completion,

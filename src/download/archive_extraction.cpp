@@ -142,10 +142,9 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
       });
 
   if (!chosen) {
-    reports.emplace_back(
-        Error("", 0,
-              {{std::string(NSLocalizedDescriptionKey), "No subtitle file found in the zip archive."},
-               {std::string(NSLocalizedRecoverySuggestionErrorKey), names}}));
+    auto userInfo = describedBy("No subtitle file found in the zip archive.");
+    userInfo.emplace(NSLocalizedRecoverySuggestionErrorKey, std::move(names));
+    reports.emplace_back(Error("", 0, std::move(userInfo)));
   } else if (const auto way = pathWithin(folder.path(), *chosen); !way) {
     reports.emplace_back(libraryError("The unzipped subtitle file doesn't exist"));
   } else if (const auto error = cutShort(archive, folder.path(), *way, *status)) {

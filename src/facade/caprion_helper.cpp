@@ -1,6 +1,7 @@
 #include "client/search_request.hpp"
 #include "facade/finding.hpp"
 #include "platform/error.hpp"
+#include "video/video_hash.hpp"
 
 #include <array>
 #include <string>
@@ -26,9 +27,12 @@ auto pairFor(CaprionHelper::SearchCompletion completion) {
 
 StartedSearch startFindingSubtitles(const URL& videoFile, std::string_view language,
                                     CaprionHelper::SearchCompletion completion) noexcept {
-  const auto hash = Caprion::hashFor(videoFile);
+  const auto hash = orOutOfMemory([&]() -> Result<VideoHash> {
+    if (auto found = videoHash(videoFile.path())) return *std::move(found);
+    return libraryError("Cannot create a video hash for the file");
+  });
   if (!hash) {
-    if (completion) completion(std::nullopt, libraryError("Cannot create a video hash for the file"));
+    if (completion) completion(std::nullopt, hash.error());
     return {};
   }
   auto request = orOutOfMemory([&] {
@@ -65,10 +69,10 @@ void CaprionHelper::findSubtitles(std::string_view matching, std::string_view la
 
 void CaprionHelper::downloadSubtitleFile(const Subtitle& subtitle,
                                          const DownloadCompletion& completion) noexcept {
-  Caprion::shared().download(subtitle, [&](const Result<URL>& file) {
+  Caprion::shared().download(subtitle, [&](Result<URL> file) {
     if (!completion) return;
     if (file) {
-      completion(*file, std::nullopt);
+      completion(*std::move(file), std::nullopt);
     } else {
       completion(std::nullopt, file.error());
     }

@@ -36,8 +36,9 @@ std::optional<Error> Exchanges::open() {
   if (multi_ != nullptr) return std::nullopt;
   const StandardDescriptorsTaken taken;
   multi_ = curl_multi_init();
+  if (multi_ == nullptr) return outOfMemory();
   // Without descriptors to spare, libcurl makes a handle that can't be woken up.
-  if (multi_ == nullptr || curl_multi_wakeup(multi_) != CURLM_OK) {
+  if (curl_multi_wakeup(multi_) != CURLM_OK) {
     curl_multi_cleanup(multi_);
     multi_ = nullptr;
     return posixError(EMFILE);
@@ -221,7 +222,7 @@ void Exchanges::settle() {
 void Exchanges::follow(SessionTask& task, Transfer::Outcome outcome) {
   if (outcome.needsFreshConnection) {
     task.needsFreshConnection = true;
-    enqueue(task, std::string(task.url.text));
+    enqueue(task, std::exchange(task.url.text, {}));
   } else if (outcome.redirect && ++task.redirects > redirectLimit) {
     end(task, urlError(url_error::httpTooManyRedirects));
   } else if (outcome.redirect) {

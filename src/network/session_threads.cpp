@@ -22,7 +22,9 @@ constexpr std::chrono::minutes longestWait{1};
 constexpr std::chrono::milliseconds patience{10};
 constexpr std::chrono::milliseconds stopLimit{200};
 
-thread_local bool isRunningCompletion = false;
+/// In the memory that a thread has from its start: the system ends a process that hasn't got any more to give
+/// for a variable of a thread.
+[[gnu::tls_model("initial-exec")]] thread_local bool isRunningCompletion = false;
 
 auto now() { return std::chrono::steady_clock::now(); }
 

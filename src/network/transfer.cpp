@@ -238,7 +238,7 @@ bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
   }
   if (isPaused_ && pending_.size() < pendingLimit && !failure_) {
     isPaused_ = false;
-    curl_easy_pause(easy(), CURLPAUSE_CONT);
+    if (curl_easy_pause(easy(), CURLPAUSE_CONT) == CURLE_OUT_OF_MEMORY) failure_ = outOfMemory();
   }
   return !failure_ && hasMoreToDecode();
 }

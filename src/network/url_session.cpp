@@ -49,6 +49,7 @@ class URLSession::Impl final : public TaskIntake {
   SessionTask* last_ CAPRION_GUARDED_BY(mutex_) = nullptr;
   pid_t process_ CAPRION_GUARDED_BY(mutex_) = 0;  // that the session was first used in
   bool isRunning_ CAPRION_GUARDED_BY(mutex_) = false;
+  bool stopsAtExit_ CAPRION_GUARDED_BY(mutex_) = false;
   bool isStopping_ CAPRION_GUARDED_BY(mutex_) = false;
   SessionThreads threads_{exchanges_, backlogLimit};
   Exchanges exchanges_{*this, threads_};
@@ -134,9 +135,10 @@ std::optional<Error> URLSession::Impl::start() {
   // thread.
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return outOfMemory();
   if (auto error = exchanges_.open()) return error;
+  if (!stopsAtExit_ && std::atexit([] { shared().impl_->stop(); }) != 0) return outOfMemory();
+  stopsAtExit_ = true;
   if (!threads_.start()) return posixError(EAGAIN);
   isRunning_ = true;
-  std::atexit([] { shared().impl_->stop(); });
   return std::nullopt;
 }
 

@@ -16,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <new>
 #include <utility>
 #include <vector>
 
@@ -64,6 +65,7 @@ Listing listingOf(const std::string& folder) {
     if (name != "." && name != "..") listing.names.emplace_back(name);
   }
   listing.error = errno;
+  if (listing.error == ENOMEM) throw std::bad_alloc();
   return listing;
 }
 
@@ -107,6 +109,7 @@ void removeTree(const std::string& root, bool withRoot) {
 
 std::optional<std::string> realPath(const std::string& path) {
   const std::unique_ptr<char, decltype(&std::free)> resolved(::realpath(path.c_str(), nullptr), std::free);
+  if (resolved == nullptr && errno == ENOMEM) throw std::bad_alloc();
   if (resolved == nullptr) return std::nullopt;
   return resolved.get();
 }
@@ -126,19 +129,22 @@ TemporaryFile::TemporaryFile(std::string folder) : folder_(std::move(folder)) {
   if (hasDescriptorPaths)
     descriptor_ = ::open(folder_.c_str(), O_TMPFILE | O_WRONLY | O_CLOEXEC, privateFileMode);
   if (descriptor_ < 0) {
-    path_ = folder_ + "/.download-XXXXXX";
-    descriptor_ = ::mkostemp(path_.data(), O_CLOEXEC);
+    name_ = folder_ + "/.download-XXXXXX";
+    descriptor_ = ::mkostemp(name_.data(), O_CLOEXEC);
     isNamed_ = descriptor_ >= 0;
   }
   descriptor_ = pastStandardDescriptors(descriptor_);
   error_ = errno;
   if (descriptor_ >= 0) ::fchmod(descriptor_, privateFileMode);  // whatever the host's umask has left of it
-  if (!isNamed_) path_ = "/proc/self/fd/" + std::to_string(descriptor_);
 }
 
 TemporaryFile::~TemporaryFile() {
   if (descriptor_ >= 0) ::close(descriptor_);
-  if (isNamed_) ::unlink(path_.c_str());
+  if (isNamed_) ::unlink(name_.c_str());
+}
+
+std::string TemporaryFile::path() const {
+  return isNamed_ ? name_ : "/proc/self/fd/" + std::to_string(descriptor_);
 }
 
 std::optional<Error> TemporaryFile::write(std::string_view bytes) {

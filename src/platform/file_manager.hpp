@@ -27,11 +27,11 @@ class TemporaryFile {
 
   /// For moveItem. A file without a name in its folder, which is what the system gives where it can, leaves
   /// nothing behind however the process ends.
-  const std::string& path() const { return path_; }
+  std::string path() const;
 
  private:
   const std::string folder_;
-  std::string path_;
+  std::string name_;  // its path, if it has one
   bool isNamed_ = false;
   int descriptor_ = -1;
   int error_ = 0;

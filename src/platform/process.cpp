@@ -120,11 +120,11 @@ class SpawnSettings {
                                POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
     // Left closed, 0 to 2 would become files that the program writes, with its messages in them.
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-      ::posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDWR, 0);
+      note(::posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDWR, 0));
     }
     const bool shares = sharedDescriptor >= 0;
-    if (shares) ::posix_spawn_file_actions_adddup2(&actions_, sharedDescriptor, STDERR_FILENO + 1);
-    ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + (shares ? 2 : 1));
+    if (shares) note(::posix_spawn_file_actions_adddup2(&actions_, sharedDescriptor, STDERR_FILENO + 1));
+    note(::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + (shares ? 2 : 1)));
   }
   ~SpawnSettings() {
     ::posix_spawnattr_destroy(&attributes_);
@@ -135,8 +135,15 @@ class SpawnSettings {
 
   const posix_spawnattr_t* attributes() const { return &attributes_; }
   const posix_spawn_file_actions_t* actions() const { return &actions_; }
+  /// The errno of what could not be set; without all of it, the program would write to the host's output.
+  int error() const { return error_; }
 
  private:
+  void note(int error) {
+    if (error != 0) error_ = error;
+  }
+
+  int error_ = 0;
   posix_spawnattr_t attributes_{};
   posix_spawn_file_actions_t actions_{};
 };
@@ -151,6 +158,7 @@ int start(const Process& program, pid_t* process) {
   char* environment[] = {const_cast<char*>("PATH=/usr/bin:/bin"), const_cast<char*>("LC_ALL=C.UTF-8"),
                          nullptr};
   const SpawnSettings settings(program.sharedDescriptor);
+  if (settings.error() != 0) return settings.error();
   int error = 0;
   const auto spawn = [&] {
     error = ::posix_spawn(process, program.executable.c_str(), settings.actions(), settings.attributes(),
