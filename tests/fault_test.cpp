@@ -7,21 +7,15 @@
 #include "zip_writer.hpp"
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <netdb.h>
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <csignal>
 #include <cstring>
-#include <functional>
-#include <latch>
-#include <thread>
 
 /// For this test program no name is found below "direct.test", and below "slow.direct.test" not soon either.
 static std::atomic<bool> isSlow = false;
@@ -453,13 +447,6 @@ TEST(Faults, AnOrphanedUnzipKeepsItsFolder) {
 }
 
 TEST(Faults, AProgramIsHeldToItsLimits) {
-  struct Case {
-    std::string script;
-    std::string expected;
-    std::uint64_t writeLimit = 1'000'000;
-    std::chrono::seconds timeLimit = std::chrono::seconds(60);
-    bool isStopped = false;
-  };
   rlimit before{};
   ::getrlimit(RLIMIT_CORE, &before);
   const rlimit highest{before.rlim_max, before.rlim_max};
@@ -468,20 +455,24 @@ TEST(Faults, AProgramIsHeldToItsLimits) {
   // The limits are lowered while the program runs.
   const std::string limited = "[ $(ulimit -c) = 0 ] && [ $(ulimit -t) = 60 ] && [ $(umask) = 0077 ]";
   const auto failed = [](int error) { return posix(error) + "/bin/sh: "; };
-  for (const Case& c : {Case{"for i in $(seq 1000); do " + limited + " && exit 3; sleep 0.01; done", "3"},
-                        Case{"kill $$", "143"}, Case{"sleep 600", failed(ETIMEDOUT), 1'000'000, {}},
-                        Case{"while :; do echo x; done", failed(EFBIG)},
-                        Case{"sleep 600", failed(ECANCELED), 1'000'000, std::chrono::seconds(60), true}}) {
+  const struct {
+    std::string script, outcome;
+    std::chrono::seconds timeLimit = 60s;
+    bool isStopped = false;
+  } cases[] = {
+      {"for i in $(seq 1000); do " + limited + " && exit 3; sleep 0.01; done", "3"},
+      {"kill $$", "143"},
+      {"sleep 600", failed(ETIMEDOUT), 0s},
+      {"while :; do echo x; done", failed(EFBIG)},
+      {"sleep 600", failed(ECANCELED), 60s, true},
+  };
+  for (const auto& c : cases) {
     std::stop_source stop;
     if (c.isStopped) stop.request_stop();
-    const Process shell{.executable = "/bin/sh",
-                        .arguments = {"-c", c.script},
-                        .fileSizeLimit = 0,
-                        .writeLimit = c.writeLimit,
-                        .timeLimit = c.timeLimit};
+    const Process shell{"/bin/sh", {"-c", c.script}, 0, 1'000'000, c.timeLimit};
     const auto status = shell.run(stop.get_token());
     const std::string outcome = status ? std::to_string(status->value_or(-1)) : line(status.error());
-    EXPECT_TRUE(outcome.starts_with(c.expected)) << c.script << ": " << outcome;
+    EXPECT_TRUE(outcome.starts_with(c.outcome)) << c.script << ": " << outcome;
     EXPECT_EQ(::waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
   }
   ::umask(umaskBefore);

@@ -5,11 +5,7 @@
 #include "download/archive_download.hpp"
 #include "reports.hpp"
 
-#include <sys/stat.h>
-
-#include <algorithm>
 #include <iostream>
-#include <thread>
 
 namespace caprion::test {
 
@@ -23,13 +19,6 @@ void replace(std::string& text, const std::string& from, const std::string& to) 
   for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
     text.replace(at, from.size(), to);
   }
-}
-
-Lines linesOf(const std::string& text) {
-  Lines lines;
-  std::istringstream stream(text);
-  for (std::string line; std::getline(stream, line);) lines.push_back(line);
-  return lines;
 }
 
 stand_in::StandIn::Handler handlerOf(const Row& row, const std::string& body) {
@@ -142,7 +131,7 @@ void checkOperation(const Row& row, bool isSearch, const std::string& expected) 
     const std::string whole = isSearch ? "1 record" : "42/film.eng.srt";
     return beginning == good ? report == whole : report.starts_with(beginning);
   };
-  EXPECT_TRUE(std::ranges::equal(reports, linesOf(expected), begins))
+  EXPECT_TRUE(std::ranges::equal(reports, split(expected, '\n'), begins))
       << "reported: " << testing::PrintToString(reports) << "\nexpected: " << expected;
   if (!row.content.empty()) {
     EXPECT_EQ(contentOfFolder(root.path / "Caprion/42"), row.content);
@@ -178,7 +167,7 @@ Lines reportsOfProcess(const Row& row, const std::string& body, const fs::path& 
     return {"skipped"};
   }
   EXPECT_EQ(run.status, 0);
-  return linesOf(run.error + run.output);
+  return split(run.error + run.output, '\n');
 }
 
 }  // namespace caprion::test
