@@ -11,19 +11,16 @@ stand_in::StandIn& service() {
 }
 
 std::string record(const Changes& changes) {
+  const std::string keys =
+      "IDSubtitle MatchedBy SubFileName SubLanguageID LanguageName ISO639 SubFormat MovieName MovieYear "
+      "MovieKind IDMovieImdb SeriesIMDBParent SeriesSeason SeriesEpisode ZipDownloadLink SubDownloadLink "
+      "SubSumCD";
   Changes members;
-  for (const char* key :
-       {"IDSubtitle", "MatchedBy", "SubFileName", "SubLanguageID", "LanguageName", "ISO639", "SubFormat",
-        "MovieName", "MovieYear", "MovieKind", "IDMovieImdb", "SeriesIMDBParent", "SeriesSeason",
-        "SeriesEpisode", "ZipDownloadLink", "SubDownloadLink", "SubSumCD"}) {
-    members.emplace_back(key, std::string("\"the ") + key + "\"");
-  }
+  for (const auto& key : split(keys, ' ')) members.emplace_back(key, "\"the " + key + '"');
   members[9].second = R"("movie")";
-  for (const auto& [key, value] : changes) {
-    const auto same = [&key = key](const auto& member) { return member.first == key; };
-    const auto found = std::find_if(members.begin(), members.end(), same);
-    if (found != members.end()) found->second = value;
-    if (found == members.end()) members.emplace_back(key, value);
+  for (const auto& change : changes) {
+    const auto found = std::ranges::find(members, change.first, &Changes::value_type::first);
+    found == members.end() ? members.push_back(change) : void(found->second = change.second);
   }
   std::string json;
   for (const auto& [key, value] : members) {

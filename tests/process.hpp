@@ -2,8 +2,12 @@
 
 #include "stand_in.hpp"
 
+#include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -34,6 +38,15 @@ struct TemporaryFolder {
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
   std::filesystem::path path;
+};
+
+/// Tests whose files, and the library's, are in a folder of their own.
+class InTemporaryFolder : public testing::Test {
+ protected:
+  InTemporaryFolder() { ::setenv("TMPDIR", root_.path.c_str(), 1); }
+  ~InTemporaryFolder() override { ::unsetenv("TMPDIR"); }
+
+  const TemporaryFolder root_;
 };
 
 inline std::string contentOf(const std::filesystem::path& file) {

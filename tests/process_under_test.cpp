@@ -9,8 +9,6 @@
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
-#include <pthread.h>
-#include <sched.h>
 #include <spawn.h>
 #include <sys/mount.h>
 #include <sys/prctl.h>
@@ -20,22 +18,17 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <csignal>
-#include <cstddef>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <future>
 #include <sstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 using caprion::Arg;
 using caprion::Caprion;
 using caprion::Param;
+using caprion::test::line;
 
 namespace {
 
@@ -43,8 +36,7 @@ constexpr int skipped = 77;  // the exit status where the system doesn't let the
 
 int reportsTo = STDERR_FILENO;
 std::string operation;
-bool dies = false;
-bool isShortOfDescriptors = false;
+bool dies = false, isShortOfDescriptors = false;
 std::vector<Arg> args{Arg(Param::query, "x")};
 std::vector<std::pair<__rlimit_resource, rlimit>> limitsBefore;
 
@@ -58,7 +50,7 @@ void report(std::string text) {
 long search(bool reports = false) {
   std::promise<long> promise;
   Caprion::shared().query(args, [&](const auto& result) {
-    if (reports) report(caprion::test::line(result));
+    if (reports) report(line(result));
     promise.set_value(result ? 0 : result.error().code());
   });
   return promise.get_future().get();
@@ -81,11 +73,10 @@ void operate() {
   } else {
     const auto subtitle = caprion::Subtitle::decode(operation).value();
     std::vector<std::string> lines;
-    Caprion::shared().download(*subtitle,
-                               [&](const auto& file) { lines.push_back(caprion::test::line(file)); });
+    Caprion::shared().download(*subtitle, [&](const auto& file) { lines.push_back(line(file)); });
     // Short of descriptors, the walk may fail as well, which is a report before the last, and a line.
-    if (isShortOfDescriptors && lines.size() > 1) lines.erase(lines.begin(), lines.end() - 1);
-    for (const auto& line : lines) report(line);
+    if (isShortOfDescriptors && !lines.empty()) lines.erase(lines.begin(), lines.end() - 1);
+    for (const auto& each : lines) report(each);
   }
   if (::waitpid(-1, nullptr, WNOHANG) >= 0) report("a child is left");
   if (standardDescriptors() != before) report("a standard descriptor is taken");
@@ -121,8 +112,10 @@ void liftLimits() {
 }
 
 /// Has a system call fail with an errno from now on, of all threads and programs to be started; or only where
-/// all bits of the mask are set in an argument.
-void refuse(unsigned call, unsigned error, unsigned argument, unsigned mask) {
+/// all bits of the mask are set in an argument. The text holds these four numbers, or the first two.
+void refuse(std::istringstream& numbers) {
+  unsigned call = 0, error = 0, argument = 0, mask = 0;
+  numbers >> call >> error >> argument >> mask;
   const auto at = static_cast<unsigned>(offsetof(seccomp_data, args) + argument * sizeof(std::uint64_t));
   sock_filter code[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 4),
@@ -156,21 +149,18 @@ void become(const std::string& host) {
   // As root nothing is unreadable, and there is always one more process.
   const bool isRoot = ::geteuid() == 0;
   if (host.ends_with("ignoring its children")) ::signal(SIGCHLD, SIG_IGN);
-  if (host.starts_with("full disk")) {
-    if (!isRoot || ::unshare(CLONE_NEWNS) != 0 ||
-        ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-        ::mount("", std::getenv("TMPDIR"), "tmpfs", 0, "size=64k,mode=777") != 0) {
-      std::exit(skipped);
-    }
+  if (host.starts_with("full disk") &&
+      (!isRoot || ::unshare(CLONE_NEWNS) != 0 ||
+       ::mount("", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+       ::mount("", std::getenv("TMPDIR"), "tmpfs", 0, "size=64k,mode=777") != 0)) {
+    std::exit(skipped);
   }
   if (isRoot && ::setresuid(65'534, 65'534, 65'534) != 0) std::exit(skipped);
   std::istringstream words(host);
   std::string word;
   words >> word;
   if (word == "refuse") {
-    unsigned call = 0, error = 0, argument = 0, mask = 0;
-    words >> call >> error >> argument >> mask;
-    refuse(call, error, argument, mask);
+    refuse(words);
   } else if (host == "hostile") {
     ::signal(SIGCHLD, SIG_IGN);
     sigset_t all;
@@ -188,10 +178,8 @@ void become(const std::string& host) {
     const int next = ::dup(0);
     ::close(next);
     limit(RLIMIT_NOFILE, static_cast<rlim_t>(next + count));
-  } else if (host == "no threads") {
-    limit(RLIMIT_NPROC, 0);
-  } else if (host == "no processes") {
-    search();  // which starts the threads
+  } else if (host == "no threads" || host == "no processes") {
+    if (host == "no processes") search();  // which starts the threads
     limit(RLIMIT_NPROC, 0);
   } else if (host.starts_with("small files")) {
     limit(RLIMIT_FSIZE, 10'000);
@@ -217,17 +205,15 @@ void become(const std::string& host) {
   } else if (host == "forked") {
     search();
     searchInFlight(10);
-    std::atomic<bool> isOver = false;
-    std::thread renaming([&] {
-      while (!isOver) caprion::Bundle::main().setInfoDictionary(std::nullopt);
+    std::jthread renaming([](const std::stop_token& stop) {
+      while (!stop.stop_requested()) caprion::Bundle::main().setInfoDictionary(std::nullopt);
     });
     for (int i = 0; i < 20; ++i) {
       const pid_t child = ::fork();
       if (child == 0) ::_exit(caprion::Bundle::main().infoDictionary() ? 1 : 0);
       ::waitpid(child, nullptr, 0);
     }
-    isOver = true;
-    renaming.join();
+    renaming = {};
     if (const pid_t child = ::fork(); child > 0) {
       int status = 0;
       ::waitpid(child, &status, 0);
@@ -254,22 +240,16 @@ int main(int count, char** arguments) {
   }
   if (how == "return") {
     searchInFlight(20);
-    if (std::getenv("LINGER") != nullptr) ::usleep(static_cast<useconds_t>(std::atoi(std::getenv("LINGER"))));
+    ::usleep(static_cast<useconds_t>(std::atoi(std::getenv("LINGER"))));
     return 0;
   }
-  if (how == "exit in a callback") {
-    searchInFlight(5);
-    Caprion::shared().query(args, [](auto) { std::exit(0); });
+  std::promise<void> inside;
+  if (how == "exit in a callback") searchInFlight(5);
+  Caprion::shared().query(args, [&](auto) {
+    if (how == "exit in a callback") std::exit(0);
+    inside.set_value();
     std::promise<void>().get_future().wait();
-  }
-  if (how == "exit with a blocked callback") {
-    std::promise<void> inside;
-    Caprion::shared().query(args, [&](auto) {
-      inside.set_value();
-      std::promise<void>().get_future().wait();
-    });
-    inside.get_future().wait();
-    return 0;
-  }
-  return 64;
+  });
+  inside.get_future().wait();  // and no longer, while the callback goes on waiting
+  return 0;
 }

@@ -20,6 +20,11 @@ inline std::string line(const Error& error) {
   if (const auto hint = error.localizedRecoverySuggestion()) text.append(" [").append(*hint).append("]");
   return text;
 }
+/// The key that a decoding error names, if any.
+inline std::string keyAtFault(const Error& error) {
+  const auto key = error.userInfo().find(CodingKeyKey);
+  return key == error.userInfo().end() ? "" : std::get<std::string>(key->second);
+}
 template <typename Value>
 std::string line(const Result<Value>& report) {
   return report ? line(*report) : line(report.error());

@@ -6,11 +6,17 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <functional>
 #include <future>
+#include <latch>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -38,6 +44,14 @@ inline Result<QueryResult> search(const std::vector<Arg>& args) {
   auto promise = std::make_shared<std::promise<Result<QueryResult>>>();
   Caprion::shared().query(args, [promise](auto result) { promise->set_value(std::move(result)); });
   return wait(promise->get_future());
+}
+
+/// The fields of a text; none of the empty one.
+inline std::vector<std::string> split(const std::string& text, char separator) {
+  std::vector<std::string> fields;
+  std::istringstream stream(text);
+  for (std::string field; std::getline(stream, field, separator);) fields.push_back(field);
+  return fields;
 }
 
 /// Keys of a record and values for them, as JSON texts; the empty text leaves the key out.

@@ -4,8 +4,6 @@
 #include "service.hpp"
 
 #include <array>
-#include <atomic>
-#include <latch>
 #include <semaphore>
 
 namespace caprion::test {
@@ -64,24 +62,21 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
 
 TEST(URLSession, WaitsNoLongerThanTheTimeOutBehindRequestsThatHang) {
   service().setHandler(always({.fault = Fault::hang}));
-  const auto hanging = [](std::chrono::milliseconds timeout, std::promise<int>& code) {
-    return URLSession::shared().dataTask(
-        URLRequest{*URL::fromString("http://hang.test/"), timeout},
-        [&](auto, auto, auto error) { code.set_value(static_cast<int>(error->code())); });
-  };
   const std::size_t before = service().requests().size();
-  std::array<std::promise<int>, 6> codes;
+  constexpr std::size_t connections = 6;
+  std::array<std::promise<std::int64_t>, connections> codes;
   std::vector<std::shared_ptr<URLSessionTask>> tasks;
   for (auto& code : codes) {
-    tasks.push_back(hanging(std::chrono::minutes(1), code));
+    tasks.push_back(URLSession::shared().dataTask(
+        URLRequest{*URL::fromString("http://hang.test/"), std::chrono::minutes(1)},
+        [&](auto, auto, auto error) { code.set_value(error->code()); }));
     tasks.back()->resume();
   }
-  ASSERT_TRUE(service().waitForRequests(before + codes.size()));
-  std::promise<int> code;
-  hanging(std::chrono::milliseconds(100), code)->resume();
-  EXPECT_EQ(wait(code.get_future()), -1001);
+  ASSERT_TRUE(service().waitForRequests(before + connections));
+  const auto behind = get("http://hang.test/", resumeTwice, std::chrono::milliseconds(100));
+  EXPECT_EQ(behind.error->code(), -1001);
   for (const auto& task : tasks) task->cancel();
-  for (auto& each : codes) EXPECT_EQ(wait(each.get_future()), -999);
+  for (auto& code : codes) EXPECT_EQ(wait(code.get_future()), -999);
 }
 
 TEST(URLSession, ACompletionWaitsForTheCallThatStartedItsTask) {

@@ -30,8 +30,6 @@ class Pipe {
     ::close(before_);
     ::close(ends_[0]);
   }
-  Pipe(const Pipe&) = delete;
-  Pipe& operator=(const Pipe&) = delete;
 
   static bool isFull() {
     pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
@@ -40,9 +38,10 @@ class Pipe {
 
   std::string read(std::size_t size) const {
     std::string text(size, '\0');
-    std::size_t done = 0;
-    for (ssize_t count = 1; done < size && count > 0; done += static_cast<std::size_t>(count)) {
-      count = ::read(ends_[0], text.data() + done, size - done);
+    for (std::size_t done = 0; done < size;) {
+      const ssize_t count = ::read(ends_[0], text.data() + done, size - done);
+      if (count <= 0) break;
+      done += static_cast<std::size_t>(count);
     }
     return text;
   }
@@ -61,7 +60,7 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
     const Pipe output;
     std::fputs("printed ", stdout);
     printLine("before");
-    std::vector<std::thread> threads;
+    std::vector<std::jthread> threads;
     for (const char letter : {'a', 'b', 'c'}) {
       threads.emplace_back([letter] { printLine(std::string(size, letter)); });
     }
@@ -69,7 +68,6 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
     ::flockfile(stdout);  // which nobody may hold who waits for the reader
     ::funlockfile(stdout);
     printed = output.read(expected.size() + threads.size() * (size + 1));
-    for (std::thread& thread : threads) thread.join();
   }
   for (std::size_t at = expected.size(); at < printed.size(); at += size + 1) {
     expected.append(size, printed[at]).append("\n");
@@ -79,9 +77,8 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
 
 TEST(StandardOutput, WithoutAReaderALineIsGivenUp) {
   const Pipe output;
-  std::thread other([] { printLine(std::string(1 << 20, 'a')); });
+  const std::jthread other([] { printLine(std::string(1 << 20, 'a')); });
   printLine(std::string(1 << 20, 'b'));
-  other.join();
 }
 
 }  // namespace caprion::test

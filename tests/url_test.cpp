@@ -1,8 +1,9 @@
 #include "platform/url_components.hpp"
+#include "service.hpp"
 
 #include <caprion/url.hpp>
 
-#include <gtest/gtest.h>
+#include <filesystem>
 
 namespace caprion::test {
 
@@ -33,29 +34,11 @@ TEST(URL, AcceptsAndTakesApart) {
 }
 
 TEST(URL, RefusesWhatIsNoURL) {
-  for (const std::string& text : {""s,
-                                  " "s,
-                                  "http://a b/"s,
-                                  "http://x/%"s,
-                                  "http://x/%4"s,
-                                  "http://x/%zz"s,
-                                  "ht tp://x"s,
-                                  "1http://x"s,
-                                  ":x"s,
-                                  "a:b:c d"s,
-                                  "http://x/\xC3\xA4"s,
-                                  "http://x/\0"s,
-                                  "http://x:80a/"s,
-                                  "http://x:a/"s,
-                                  "http://[::1"s,
-                                  "http://[]/"s,
-                                  "http://a@b@c/"s,
-                                  "http://x/[y]"s,
-                                  "http://x/\"y\""s,
-                                  "x#a#b"s,
-                                  "http://a[b]/"s}) {
-    EXPECT_FALSE(URL::fromString(text)) << text;
-  }
+  const std::string refused =
+      "| |http://a b/|http://x/%|http://x/%4|http://x/%zz|ht tp://x|1http://x|:x|a:b:c d|http://x/\xC3\xA4|"
+      "http://x/\0|http://x:80a/|http://x:a/|http://[::1|http://[]/|http://a@b@c/|http://x/[y]|"
+      "http://x/\"y\"|x#a#b|http://a[b]/"s;
+  for (const std::string& text : split(refused, '|')) EXPECT_FALSE(URL::fromString(text)) << text;
 }
 
 TEST(URL, EncodesJustWhatAPathMayNotHold) {
@@ -74,8 +57,7 @@ TEST(URL, OfAFileKeepsItsPathInAnyBytes) {
     EXPECT_TRUE(url.isFileURL());
     EXPECT_EQ(URL::fromString(url.absoluteString()), url);
   }
-  EXPECT_TRUE(URL::fileURLWithPath("x").path().ends_with("/x"));
-  EXPECT_TRUE(URL::fileURLWithPath("x").path().starts_with("/"));
+  EXPECT_EQ(URL::fileURLWithPath("x").path(), std::filesystem::current_path() / "x");
 }
 
 }  // namespace caprion::test

@@ -1,11 +1,10 @@
 #include "platform/regular_expression.hpp"
+#include "reports.hpp"
+#include "service.hpp"
 
 #include <caprion/video_file_components.hpp>
 
-#include <gtest/gtest.h>
-
 #include <limits>
-#include <ostream>
 
 namespace caprion {
 
@@ -16,6 +15,7 @@ void PrintTo(const VideoFileComponents& components, std::ostream* out) {
 
 namespace {
 
+using test::keyAtFault;
 using Number = std::optional<std::int64_t>;
 constexpr auto none = std::nullopt;
 
@@ -30,66 +30,61 @@ VideoFileComponents parsed(std::string_view name) {
 }
 
 TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
-  const struct {
-    std::string_view name;
-    VideoFileComponents expected;
-  } cases[] = {
+  const std::pair<std::string_view, VideoFileComponents> cases[] = {
       {"Movie.Name.2010.720p.BluRay.x264.mkv", {"Movie Name", 2010, none, none, "720p"}},
-      {"Show.Name.S01E02.HDTV.x264-GROUP.mkv", {"Show Name", none, 1, 2, none}},
+      {"Show.Name.S01E02.HDTV.x264-GROUP.mkv", {"Show Name", none, 1, 2}},
       // The last kind of marker found ends the title, not the first marker in the name.
       {"Show.Name.S01E02.720p.HDTV.mkv", {"Show Name S01E02", none, 1, 2, "720p"}},
       {"2010.Show.720p.S01E02.mkv", {"", 2010, 1, 2, "720p"}},
-      {"Show.Name.s01e02.s01e03.mkv", {"Show Name s01e02", none, 1, 3, none}},
-      {"Show.s01e02.3x04.mkv", {"Show s01e02", none, 1, 4, none}},
+      {"Show.Name.s01e02.s01e03.mkv", {"Show Name s01e02", none, 1, 3}},
+      {"Show.s01e02.3x04.mkv", {"Show s01e02", none, 1, 4}},
       {"A.480p.B.720p.C.mkv", {"A 480p B", none, none, none, "720p"}},
       {"Blade.Runner.2049.2017.1080p.mkv", {"Blade Runner 2049", 2017, none, none, "1080p"}},
-      {"Show.S1E2.mkv", {"Show", none, 1, 2, none}},
-      {"The.Office.2x05.mkv", {"The Office", none, none, 5, none}},
-      {"Show.s12x34.mkv", {"Show", none, 12, 34, none}},
-      {"Movie_Name (1999).avi", {"Movie Name (", 1999, none, none, none}},
+      {"Show.S1E2.mkv", {"Show", none, 1, 2}},
+      {"The.Office.2x05.mkv", {"The Office", none, none, 5}},
+      {"Show.s12x34.mkv", {"Show", none, 12, 34}},
+      {"Movie_Name (1999).avi", {"Movie Name (", 1999}},
       {"Movie.Name.1080P.mkv", {"Movie Name", none, none, none, "1080P"}},
       // Markers inside longer runs of digits and letters.
-      {"Video.1920x1080.mkv", {"Video", 1920, none, 10, none}},
-      {"A.s123e456.mkv", {"A s1", none, none, 45, none}},
-      {"A.320193.mkv", {"A 3", 2019, none, none, none}},
-      {"A.192019.mkv", {"A", 1920, none, none, none}},
-      {"A.72p.10800p.720pp.x720p.mkv", {"A 72p 10800p 720pp x720p", none, none, none, none}},
+      {"Video.1920x1080.mkv", {"Video", 1920, none, 10}},
+      {"A.s123e456.mkv", {"A s1", none, none, 45}},
+      {"A.320193.mkv", {"A 3", 2019}},
+      {"A.192019.mkv", {"A", 1920}},
+      {"A.72p.10800p.720pp.x720p.mkv", {"A 72p 10800p 720pp x720p"}},
       {"A.720p_x.mkv", {"A", none, none, none, "720p"}},
       // A marker in front leaves no title.
-      {"2012.mkv", {"", 2012, none, none, none}},
+      {"2012.mkv", {"", 2012}},
       {"1080p.mkv", {"", none, none, none, "1080p"}},
-      {"S01E02.Pilot.mkv", {"", none, 1, 2, none}},
+      {"S01E02.Pilot.mkv", {"", none, 1, 2}},
       // Extensions.
-      {"Show.Name.S01E02", {"Show Name", none, none, none, none}},
-      {".hidden", {"hidden", none, none, none, none}},
-      {"..x", {"", none, none, none, none}},
-      {"Name.2001.", {"Name", 2001, none, none, none}},
+      {"Show.Name.S01E02", {"Show Name"}},
+      {".hidden", {"hidden"}},
+      {"..x", {""}},
+      {"Name.2001.", {"Name", 2001}},
       // Only the ends are trimmed, but of all kinds of white space.
-      {"Some..Movie__Title.avi", {"Some  Movie  Title", none, none, none, none}},
-      {"\t\u0085\u3000\u2028[A]\u00a0B\u2009\r\n.2001.mkv", {"[A]\u00a0B", 2001, none, none, none}},
-      {"\u200bA\u200b.mkv", {"\u200bA\u200b", none, none, none, none}},
+      {"Some..Movie__Title.avi", {"Some  Movie  Title"}},
+      {"\t\u0085\u3000\u2028[A]\u00a0B\u2009\r\n.2001.mkv", {"[A]\u00a0B", 2001}},
+      {"\u200bA\u200b.mkv", {"\u200bA\u200b"}},
       // Other scripts: digits count in a resolution, spoil a year, and are none in an episode.
       {"A.١٠٨٠p.mkv", {"A", none, none, none, "١٠٨٠p"}},
-      {"A.2001.19٩٩.mkv", {"A 2001", none, none, none, none}},
-      {"A.s٠١e٠٢.mkv", {"A s٠١e٠٢", none, none, none, none}},
+      {"A.2001.19٩٩.mkv", {"A 2001"}},
+      {"A.s٠١e٠٢.mkv", {"A s٠١e٠٢"}},
       {"ж720p.ж.1080p.mkv", {"ж720p ж", none, none, none, "1080p"}},
       // Marks, connectors and joiners belong to a word; signs that only look like digits or letters don't.
       {"e\u0301720p.A\u203f720p.720p\uff3f.720p\u0903.\u200d720p.mkv",
-       {"e\u0301720p A\u203f720p 720p\uff3f 720p\u0903 \u200d720p", none, none, none, none}},
+       {"e\u0301720p A\u203f720p 720p\uff3f 720p\u0903 \u200d720p"}},
       {"A\u00b2720p\u00bd.mkv", {"A\u00b2", none, none, none, "720p"}},
-      {"Caf\u00e9 \u0800\U00010000.ſ03E04.mkv", {"Café \u0800\U00010000", none, 3, 4, none}},
+      {"Caf\u00e9 \u0800\U00010000.ſ03E04.mkv", {"Café \u0800\U00010000", none, 3, 4}},
       // Bytes that are no UTF-8: one U+FFFD for each maximal part of a character.
       {"\xff\xe2\x82.A\xf0\x9f\x98z\xed\xa0\x80.S01E02.mkv",
-       {"\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd", none, 1, 2, none}},
+       {"\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd", none, 1, 2}},
   };
   for (const auto& [name, expected] : cases) EXPECT_EQ(parsed(name), expected) << name;
 }
 
 TEST(VideoFileComponents, NameIsTheLastComponentOfThePath) {
   using namespace std::string_view_literals;
-  const struct {
-    std::string_view url, title;
-  } cases[] = {
+  const std::pair<std::string_view, std::string_view> cases[] = {
       {"file:///films/2001/Name.mkv", "Name"},
       {"file:///a/Name.x/", "Name"},
       {"http://h/a/Name.x//?b/c.d#e/f.g", "Name"},
@@ -110,15 +105,15 @@ TEST(VideoFileComponents, HugeNameIsParsedAsASmallOne) {
   const struct {
     std::string_view piece;
     std::string title;
-    Number season, episode;
+    Number season{}, episode{};
   } cases[] = {
-      {"3", repeated("3", megabyte), none, none},
-      {"s1", repeated("s1", megabyte), none, none},
-      {"123p4", repeated("123p4", megabyte), none, none},
-      {"\u0301", repeated("\u0301", megabyte), none, none},
-      {"\xff", repeated("\ufffd", 3 * megabyte), none, none},
-      {".", "", none, none},
-      {"\u3000", "", none, none},
+      {"3", repeated("3", megabyte)},
+      {"s1", repeated("s1", megabyte)},
+      {"123p4", repeated("123p4", megabyte)},
+      {"\u0301", repeated("\u0301", megabyte)},
+      {"\xff", repeated("\ufffd", 3 * megabyte)},
+      {".", ""},
+      {"\u3000", ""},
       {"1x1x1x", repeated("1x1x1x", megabyte - 6), none, 1},
       {"s12e34", repeated("s12e34", megabyte - 6), 12, 34},
   };
@@ -150,11 +145,8 @@ TEST(VideoFileComponents, SearchStringTakesWhatFieldsHold) {
 }
 
 TEST(VideoFileComponents, JSONHoldsThePresentFields) {
-  const struct {
-    VideoFileComponents components;
-    std::string_view json;
-  } cases[] = {
-      {{"A \"b\"", none, none, none, none}, R"({"title":"A \"b\""})"},
+  const std::pair<VideoFileComponents, std::string_view> cases[] = {
+      {{"A \"b\""}, R"({"title":"A \"b\""})"},
       {{"A", 2001, std::numeric_limits<std::int64_t>::min(), -2, "720p"},
        R"({"title":"A","year":2001,"season":-9223372036854775808,"episode":-2,"resolution":"720p"})"},
       {{"", none, 3, none, ""}, R"({"title":"","season":3,"resolution":""})"},
@@ -164,15 +156,12 @@ TEST(VideoFileComponents, JSONHoldsThePresentFields) {
     EXPECT_EQ(VideoFileComponents::decode(json).value(), components) << json;
   }
   const auto decoded = VideoFileComponents::decode(R"({"x":1,"year":null,"resolution":null,"title":"A"})");
-  EXPECT_EQ(decoded.value(), (VideoFileComponents{"A", none, none, none, none}));
-  EXPECT_EQ((VideoFileComponents{"A", none, none, none, "\xff"}.encode().error().domain()),
-            EncodingErrorDomain);
+  EXPECT_EQ(decoded.value(), VideoFileComponents{"A"});
+  EXPECT_EQ((VideoFileComponents{"A", {}, {}, {}, "\xff"}.encode().error().domain()), EncodingErrorDomain);
 }
 
 TEST(VideoFileComponents, DecodingNamesTheFirstKeyAtFault) {
-  const struct {
-    std::string_view json, key;
-  } cases[] = {
+  const std::pair<std::string_view, std::string_view> cases[] = {
       {R"({"year":2001})", "title"},
       {R"({"title":null,"year":"x"})", "title"},
       {R"({"title":"A","resolution":720,"year":"2001"})", "year"},
@@ -188,27 +177,20 @@ TEST(VideoFileComponents, DecodingNamesTheFirstKeyAtFault) {
   for (const auto& [json, key] : cases) {
     const auto decoded = VideoFileComponents::decode(json);
     ASSERT_FALSE(decoded) << json;
-    const auto& userInfo = decoded.error().userInfo();
-    const auto named = userInfo.find(CodingKeyKey);
-    EXPECT_EQ(named != userInfo.end() ? std::get<std::string>(named->second) : "", key) << json;
+    EXPECT_EQ(keyAtFault(decoded.error()), key) << json;
   }
 }
 
 TEST(RegularExpression, EmptyMatchesDoNotEndTheSearch) {
   const struct {
-    std::string_view pattern, subject;
-    std::vector<std::string> expected;
-  } cases[] = {
-      {"x*", "axxbx", {"xx", "x"}},
-      {"(?=a)", "aa", {}},
-      {"aa", "aaaaa", {"aa", "aa"}},
-  };
-  for (const auto& [pattern, subject, expected] : cases) {
+    std::string_view pattern, subject, matches;
+  } cases[] = {{"x*", "axxbx", "xx x "}, {"(?=a)", "aa", ""}, {"aa", "aaaaa", "aa aa "}};
+  for (const auto& [pattern, subject, matches] : cases) {
     const RegularExpression expression(pattern);
-    std::vector<std::string> found;
+    std::string found;
     RegularExpression::Matches match(subject);
-    for (match.of(expression); match.next();) found.emplace_back(match.text());
-    EXPECT_EQ(found, expected) << pattern;
+    for (match.of(expression); match.next();) found.append(match.text()).append(" ");
+    EXPECT_EQ(found, matches) << pattern;
   }
 }
 

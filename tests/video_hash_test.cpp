@@ -2,12 +2,7 @@
 
 #include <caprion/caprion.hpp>
 
-#include <dlfcn.h>
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
@@ -98,24 +93,21 @@ TEST(VideoHash, WaitsForAFileThatAnotherProcessHasALeaseOn) {
 
 TEST(VideoHash, NeedsLittleStack) {
   const TemporaryFolder folder;
-  struct Hashing {
-    std::string path;
-    std::optional<VideoHash> hash;
-  } hashing{folder.path / "a", {}};
-  std::ofstream(hashing.path) << std::string(65'536, '\0');
+  std::string path = folder.path / "a";
+  std::ofstream(path) << std::string(65'536, '\0');
   pthread_attr_t attributes;
   ::pthread_attr_init(&attributes);
   ::pthread_attr_setstacksize(&attributes, 64 << 10);
-  pthread_t thread{};
   const auto run = [](void* argument) -> void* {
-    auto* const self = static_cast<Hashing*>(argument);
-    self->hash = hashOf(self->path);
-    return nullptr;
+    const auto hash = hashOf(*static_cast<std::string*>(argument));
+    return hash && hash->fileHash == "0000000000010000" ? argument : nullptr;
   };
-  ASSERT_EQ(::pthread_create(&thread, &attributes, run, &hashing), 0);
-  ::pthread_join(thread, nullptr);
+  pthread_t thread{};
+  void* found = nullptr;
+  ASSERT_EQ(::pthread_create(&thread, &attributes, run, &path), 0);
+  ::pthread_join(thread, &found);
   ::pthread_attr_destroy(&attributes);
-  EXPECT_EQ(hashing.hash, (VideoHash{"0000000000010000", 65'536}));
+  EXPECT_EQ(found, &path);
 }
 
 }  // namespace caprion::test
