@@ -74,7 +74,11 @@ void report(void* context, const caprion_error* error, bool hasValue, const std:
 }
 
 void takeHits(const caprion_subtitle_list* list, const caprion_error* error, void* context) {
-  caprion_subtitle_list* const copy = caprion_subtitle_list_copy(list);
+  std::vector<const caprion_subtitle*> borrowed(caprion_subtitle_list_count(list));
+  for (std::size_t i = 0; i < borrowed.size(); ++i) borrowed[i] = caprion_subtitle_list_at(list, i);
+  caprion_subtitle_list* const made = caprion_subtitle_list_new(borrowed.data(), borrowed.size());
+  caprion_subtitle_list* const copy = caprion_subtitle_list_copy(made);
+  caprion_subtitle_list_free(made);
   const std::size_t count = caprion_subtitle_list_count(copy);
   std::string hits = "hits:";
   for (std::size_t i = 0; i < count; ++i)
@@ -107,6 +111,9 @@ Start byText(const char* text) {
     caprion_helper_find_subtitles_matching(own, text, "eng", takeHits, c, release);
     caprion_helper_free(own);  // which the search doesn't mind
   };
+}
+Start byCriteria(std::vector<caprion_criterion> criteria) {
+  return [=](auto* c) { caprion_query(helper(), criteria.data(), criteria.size(), takeHits, c, release); };
 }
 Start download(const std::string& json) {
   return [=](auto* c) {
@@ -188,6 +195,7 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
     bool isAtOnce;  // on the calling thread
     std::vector<std::string> reports;
     Answer answer{};
+    std::string target{};  // of the request
   } cases[] = {
       {byFile(missing.c_str()), true, {R"( 0 "Cannot create a video hash for the file")"}},
       {byFile(video.c_str()), false, {found}, hits},
@@ -198,6 +206,9 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
       {byText("x"), false, {"org.caprion.answer 0 null, " + neither}, {.body = "\xFF"}},
       {byText("x"), false, {"NSURLErrorDomain -1005 \"" + lost + '"'}, {.fault = Fault::reset}},
       {byText("x"), false, {R"(NSURLErrorDomain -999 "The request was cancelled")"}, {.fault = Fault::hang}},
+      {byCriteria({{"season", "1"}, {"query", "a b"}}), false, {found}, hits, "/search/season-1/query-a%20b"},
+      {byCriteria({{"season", "1"}, {"Query", "x"}}), true, {invalid}},
+      {byCriteria({{"query", nullptr}}), true, {invalid}},
       {download(good), true, {folder_.path / "Caprion/42/film.eng.srt"}, archive},
       {download(good), true, {" 0 \"No subtitle file found in the zip archive.\" archive.zip\n"}, hits},
       {download("{}"), true, {invalid}},
@@ -228,6 +239,9 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
     }
     wait(std::move(released));
     EXPECT_EQ(reports->lines, c.reports);
+    if (!c.target.empty()) {
+      EXPECT_EQ(service().requests().back().target, c.target);
+    }
   }
 }
 
@@ -289,6 +303,7 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
     EXPECT_EQ(line(caprion_components_new_from_url(url.c_str())), expected);
   }
   EXPECT_EQ(line(caprion_components_new()), ", -1, -1, -1, none, ");
+  EXPECT_EQ(line(caprion_components_new_from_path("")), ", -1, -1, -1, none, ") << "the working directory";
   EXPECT_EQ(caprion_components_new_from_url("a b"), nullptr);
 
   Bundle::main().setInfoDictionary(Bundle::InfoDictionary{{"other", true}});
@@ -305,7 +320,10 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
 
 TEST_F(CFace, TakesNullForEveryHandleAndText) {
   caprion_error* error = nullptr;
-  const void* const nothings[] = {caprion_subtitle_json_copy(nullptr, &error),
+  const caprion_subtitle* const nobody = nullptr;
+  const void* const nothings[] = {caprion_subtitle_list_new(nullptr, 1),
+                                  caprion_subtitle_list_new(&nobody, 1),
+                                  caprion_subtitle_json_copy(nullptr, &error),
                                   caprion_subtitle_new_from_json(nullptr, nullptr),
                                   caprion_subtitle_new_from_json("", nullptr),
                                   caprion_subtitle_imdb_id_copy(nullptr),
@@ -324,7 +342,8 @@ TEST_F(CFace, TakesNullForEveryHandleAndText) {
   EXPECT_TRUE(caprion_error_code(nullptr) == 0 && caprion_subtitle_list_count(nullptr) == 0 &&
               caprion_subtitle_movie_kind(nullptr) == 0);
   EXPECT_FALSE(caprion_components_year(nullptr, nullptr) || caprion_file_hash(nullptr, nullptr, nullptr));
-  caprion_helper_free(nullptr), caprion_helper_free(helper()), caprion_subtitle_free(nullptr);
+  caprion_helper_cancel_search(nullptr), caprion_helper_free(nullptr), caprion_helper_free(helper()),
+      caprion_subtitle_free(nullptr);
   caprion_subtitle_list_free(nullptr), caprion_error_free(nullptr), caprion_components_free(nullptr);
   caprion_string_free(nullptr), caprion_error_free(error);
 }
