@@ -6,11 +6,17 @@
 `caprion.aio` has the same for asyncio. Every failure of the library is a caprion.Error.
 """
 
-from . import aio
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any
+
 from ._errors import Cancelled, Error, NoConnection, NoSubtitleInArchive, NotAList, TimedOut
 from ._matching import language, languages, movie_hash, parse, ranked, set_application_name
 from ._records import Components, Evidence, Language, MovieHash, MovieKind, RankedSubtitle, Subtitle
 from ._searches import find, query, search
+
+if TYPE_CHECKING:
+    from . import aio
 
 __all__ = [
     "Cancelled",
@@ -37,3 +43,12 @@ __all__ = [
     "search",
     "set_application_name",
 ]
+
+
+def __getattr__(name: str) -> Any:
+    """Imports `caprion.aio` for those who use it: asyncio takes longer to import than all the rest."""
+    if name == "aio":
+        from importlib import import_module
+
+        return import_module("caprion.aio")
+    raise AttributeError(f"module 'caprion' has no attribute {name!r}")
