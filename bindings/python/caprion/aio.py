@@ -5,6 +5,7 @@ from __future__ import annotations
 import asyncio
 import os
 import time
+from contextlib import suppress
 from pathlib import Path
 from typing import Any, Awaitable, Callable, TypeVar
 from weakref import WeakKeyDictionary
@@ -51,7 +52,7 @@ async def _outcome_of(make: Callable[[_OnEnd[Value]], Started], start: Callable[
     future: asyncio.Future[Value] = loop.create_future()
 
     def on_end(outcome: Outcome[Value]) -> None:
-        if not loop.is_closed():
+        with suppress(RuntimeError):  # the loop has been closed, so nobody awaits it any more
             loop.call_soon_threadsafe(_settle, future, outcome)
 
     call = make(on_end)
@@ -60,8 +61,11 @@ async def _outcome_of(make: Callable[[_OnEnd[Value]], Started], start: Callable[
         if isinstance(started, Awaitable):
             await started
         return await future
-    finally:
+    except asyncio.CancelledError:
         await _stop(call)
+        raise
+    finally:
+        call.cancel()
 
 
 def _settle(future: asyncio.Future[Any], outcome: Outcome[Any]) -> None:
