@@ -209,7 +209,9 @@ void search(caprion_helper* helper, bool hasArguments, const SearchReceiver& rec
 }  // namespace
 
 caprion_helper* caprion_helper_shared() { return &sharedHelper.value; }
-caprion_helper* caprion_helper_new() { return new (std::nothrow) caprion_helper; }
+caprion_helper* caprion_helper_new() {
+  return orNull([] { return new caprion_helper; });
+}
 
 void caprion_helper_free(caprion_helper* helper) {
   if (helper != caprion_helper_shared()) delete helper;
