@@ -73,7 +73,11 @@ void report(void* context, const caprion_error* error, bool hasValue, const std:
 }
 
 void takeHits(const caprion_subtitle_list* list, const caprion_error* error, void* context) {
-  caprion_subtitle_list* const copy = caprion_subtitle_list_copy(list);
+  std::vector<const caprion_subtitle*> borrowed(caprion_subtitle_list_count(list));
+  for (std::size_t i = 0; i < borrowed.size(); ++i) borrowed[i] = caprion_subtitle_list_at(list, i);
+  caprion_subtitle_list* const made = caprion_subtitle_list_new(borrowed.data(), borrowed.size());
+  caprion_subtitle_list* const copy = caprion_subtitle_list_copy(made);
+  caprion_subtitle_list_free(made);
   const std::size_t count = caprion_subtitle_list_count(copy);
   std::string hits = "hits:";
   for (std::size_t i = 0; i < count; ++i)
@@ -104,6 +108,9 @@ Start byText(const char* text, caprion_search_completion take = takeHits) {
     caprion_helper_find_subtitles_matching(own, text, "eng", take, c, release);
     caprion_helper_free(own);  // which the search doesn't mind
   };
+}
+Start byCriteria(std::vector<caprion_criterion> criteria) {
+  return [=](auto* c) { caprion_query(helper(), criteria.data(), criteria.size(), takeHits, c, release); };
 }
 Start download(const std::string& json) {
   return [=](auto* c) {
@@ -180,6 +187,7 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
     bool isAtOnce;       // on the calling thread
     std::string report;  // empty: there is none
     Answer answer{};
+    std::string target{};  // of the request
   } cases[] = {
       {byFile(missing.c_str()), true, R"( 0 "Cannot create a video hash for the file")"},
       {byFile(video.c_str()), false, found, hits},
@@ -190,6 +198,9 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
       {byText("x"), false, "org.caprion.answer 0 null, " + neither, {.body = "\xFF"}},
       {byText("x"), false, "NSURLErrorDomain -1005 \"" + lost + '"', {.fault = Fault::reset}},
       {byText("x"), false, R"(NSURLErrorDomain -999 "The request was cancelled")", {.fault = Fault::hang}},
+      {byCriteria({{"season", "1"}, {"query", "a b"}}), false, found, hits, "/search/season-1/query-a%20b"},
+      {byCriteria({{"season", "1"}, {"Query", "x"}}), true, invalid},
+      {byCriteria({{"query", nullptr}}), true, invalid},
       {download(good), true, root_.path / "Caprion/42/film.eng.srt", archive},
       {download(good), true, " 0 \"No subtitle file found in the zip archive.\" archive.zip\n", hits},
       {download("{}"), true, invalid},
@@ -214,6 +225,9 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
     }
     wait(std::move(released));
     EXPECT_EQ(reports->lines, c.report.empty() ? Lines() : Lines{c.report});
+    if (!c.target.empty()) {
+      EXPECT_EQ(service().requests().back().target, c.target);
+    }
   }
 }
 
@@ -270,6 +284,9 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
                VideoFileUtilities::componentsFrom(url));
   }
   expectSame(caprion_components_new(), {});
+    if (!c.target.empty()) {
+      EXPECT_EQ(service().requests().back().target, c.target);
+    }
   EXPECT_EQ(caprion_components_new_from_url("a b"), nullptr);
 
   Bundle::main().setInfoDictionary(Bundle::InfoDictionary{{"other", true}});
@@ -298,6 +315,9 @@ TEST_F(CFace, TakesNullForEveryHandleAndText) {
                caprion_components_search_string(nullptr) || caprion_components_year(nullptr, nullptr));
   EXPECT_FALSE(caprion_file_hash(nullptr, nullptr, nullptr));
   caprion_helper_free(nullptr), caprion_helper_free(caprion_helper_shared()), caprion_subtitle_free(nullptr);
+    if (!c.target.empty()) {
+      EXPECT_EQ(service().requests().back().target, c.target);
+    }
   caprion_subtitle_list_free(nullptr), caprion_error_free(nullptr), caprion_components_free(nullptr);
   caprion_string_free(nullptr), caprion_error_free(error);
 }

@@ -98,6 +98,25 @@ CAPRION_EXPORT void caprion_helper_find_subtitles_matching(caprion_helper* helpe
                                                            caprion_search_completion completion,
                                                            void* context, caprion_context_release release);
 
+/// One criterion of a search.
+typedef struct caprion_criterion {
+  const char* kind;   ///< "episode", "imdbid", "moviebytesize", "moviehash", "query", "season",
+                      ///< "sublanguageid" or "tag"
+  const char* value;  ///< any text, which is sent as it is
+} caprion_criterion;
+
+/// Searches by criteria, which are sent in this order. `completion` is called once, later, on a background
+/// thread; for a kind that there isn't, or a NULL among the texts, at once, with EINVAL. The texts are
+/// copied.
+CAPRION_EXPORT void caprion_query(caprion_helper* helper, const caprion_criterion* criteria, size_t count,
+                                  caprion_search_completion completion, void* context,
+                                  caprion_context_release release);
+
+/// Cancels the search started last through this facade object, if it is still running; it then reports the
+/// error -999 of CAPRION_URL_ERROR_DOMAIN. Searches that are each to be cancelled have a facade object each.
+/// Returns at once, and may be called from a completion.
+CAPRION_EXPORT void caprion_helper_cancel_search(caprion_helper* helper);
+
 /// Downloads the subtitle file of a record, and reports its path. It lies in the cache folder
 /// TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID, which is emptied at the start and left as it is at the end.
 ///
@@ -143,6 +162,11 @@ CAPRION_EXPORT size_t caprion_subtitle_list_count(const caprion_subtitle_list* l
 /// The record at an index from 0, borrowed from the list; NULL from the count on.
 CAPRION_EXPORT const caprion_subtitle* caprion_subtitle_list_at(const caprion_subtitle_list* list,
                                                                 size_t index);
+
+/// A list of records, such as of some of the hits, for caprion_ranking_new; NULL if one of them is NULL. The
+/// caller's, to free.
+CAPRION_EXPORT caprion_subtitle_list* caprion_subtitle_list_new(const caprion_subtitle* const* subtitles,
+                                                                size_t count);
 
 /// Another list of the same records. The caller's, to free.
 CAPRION_EXPORT caprion_subtitle_list* caprion_subtitle_list_copy(const caprion_subtitle_list* list);
@@ -300,7 +324,8 @@ CAPRION_EXPORT bool caprion_file_hash(const char* path, char hash[CAPRION_FILE_H
 CAPRION_EXPORT caprion_components* caprion_components_new(void);
 
 /// Splits the name of the video file at a path into title, season and episode ("S01E02"), resolution ("720p")
-/// and year. Doesn't touch the file. Bytes that aren't UTF-8 are read as U+FFFD. The caller's, to free.
+/// and year. Doesn't touch the file. Bytes that aren't UTF-8 are read as U+FFFD. The empty path has an empty
+/// title and nothing else. The caller's, to free.
 CAPRION_EXPORT caprion_components* caprion_components_new_from_path(const char* path);
 
 /// The same for the last component of a URL's path; NULL when the text is no URL. The caller's, to free.

@@ -1,5 +1,5 @@
-# The Debian packages, by `cpack -G DEB`: libcaprion1, libcaprion-dev and caprion. scripts/package makes them as
-# they are to be handed out.
+# The Debian packages, by `cpack -G DEB`: libcaprion1, libcaprion-dev, caprion and python3-caprion. scripts/package
+# makes them as they are to be handed out.
 set(CPACK_PACKAGE_CONTACT "The Caprion authors <authors@caprion.invalid>" CACHE STRING
   "Whom the packages name as their maintainer")
 set(CPACK_PACKAGE_VENDOR "The Caprion authors")
@@ -26,6 +26,7 @@ set(library libcaprion${PROJECT_VERSION_MAJOR})
 set(CPACK_COMPONENTS_ALL caprion_development caprion_tool)
 if(BUILD_SHARED_LIBS)
   list(PREPEND CPACK_COMPONENTS_ALL caprion_library)
+  list(APPEND CPACK_COMPONENTS_ALL caprion_python)
   set(CPACK_COMPONENT_CAPRION_DEVELOPMENT_DEPENDS caprion_library)
   set(CPACK_COMPONENT_CAPRION_TOOL_DEPENDS caprion_library)
 endif()
@@ -51,6 +52,24 @@ set(CPACK_DEBIAN_CAPRION_TOOL_PACKAGE_SECTION video)
 set(CPACK_DEBIAN_CAPRION_TOOL_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_CAPRION_TOOL_DESCRIPTION "${about}
 This package has the command caprion.")
+
+# In Debian's own folder for Python, where only a package may put anything.
+set(python ${PROJECT_SOURCE_DIR}/bindings/python)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/python/METADATA.in ${PROJECT_BINARY_DIR}/python/METADATA @ONLY)
+install(DIRECTORY ${python}/caprion DESTINATION lib/python3/dist-packages COMPONENT caprion_python EXCLUDE_FROM_ALL
+  FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+install(FILES ${PROJECT_BINARY_DIR}/python/METADATA COMPONENT caprion_python EXCLUDE_FROM_ALL
+  DESTINATION lib/python3/dist-packages/caprion-${PROJECT_VERSION}.dist-info)
+install(FILES ${python}/README.md COMPONENT caprion_python EXCLUDE_FROM_ALL DESTINATION share/doc/python3-caprion)
+set(CPACK_DEBIAN_CAPRION_PYTHON_PACKAGE_NAME python3-caprion)
+set(CPACK_DEBIAN_CAPRION_PYTHON_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_CAPRION_PYTHON_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_CAPRION_PYTHON_PACKAGE_SHLIBDEPS OFF)
+set(CPACK_DEBIAN_CAPRION_PYTHON_PACKAGE_DEPENDS "python3 (>= 3.9), ${library} (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_CAPRION_PYTHON_PACKAGE_CONTROL_EXTRA
+  ${CMAKE_CURRENT_LIST_DIR}/python/postinst ${CMAKE_CURRENT_LIST_DIR}/python/prerm)
+set(CPACK_DEBIAN_CAPRION_PYTHON_DESCRIPTION "${about}
+This package has the Python module caprion.")
 
 # What programs that are linked to the library will depend on.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)

@@ -26,6 +26,11 @@ class [[nodiscard]] StartedSearch {
     if (task_) task_->releaseCompletion();
   }
 
+  /// Makes it the one that `latest` cancels.
+  void makeLatest(LatestTask& latest) const {
+    if (task_) latest.exchange(task_);
+  }
+
  private:
   std::shared_ptr<URLSessionTask> task_;
 };

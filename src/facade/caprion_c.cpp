@@ -1,6 +1,7 @@
 #include "facade/finding.hpp"
 #include "facade/handles.hpp"
 #include "platform/error.hpp"
+#include "platform/never_destroyed.hpp"
 #include "records/subtitle_coding.hpp"
 
 #include <caprion/caprion.h>
@@ -20,6 +21,7 @@
 #include <variant>
 #include <vector>
 
+using caprion::Arg;
 using caprion::Caprion;
 using caprion::CaprionHelper;
 using caprion::Downloader;
@@ -33,8 +35,10 @@ using caprion::Subtitle;
 using caprion::SubtitleCoding;
 using caprion::URL;
 
-// A facade object holds nothing, so all of them stand for the one of C++.
-struct caprion_helper {};
+// A facade object holds but its latest search; for all else, all of them stand for the one of C++.
+struct caprion_helper {
+  caprion::LatestTask latestSearch;
+};
 
 struct caprion_error {
   Error error;
@@ -68,7 +72,7 @@ static_assert(int(caprion::DecodingErrorKind::dataCorrupted) == CAPRION_DECODING
 static_assert(int(caprion::MovieKind::movie) == CAPRION_MOVIE_KIND_MOVIE);
 static_assert(int(caprion::MovieKind::episode) == CAPRION_MOVIE_KIND_EPISODE);
 
-caprion_helper sharedHelper;
+constinit caprion::NeverDestroyed<caprion_helper> sharedHelper;
 
 template <class Handle>
 Handle* copyOf(const Handle* handle) {
@@ -192,34 +196,59 @@ Downloader::Completion reportTo(const DownloadReceiver& receiver) {
   };
 }
 
+/// Starts a search by `start`, which takes its completion, if there is all that it needs.
+template <class Start>
+void search(caprion_helper* helper, bool hasArguments, const SearchReceiver& receiver, Start start) {
+  StartedSearch search;
+  receiver.run(helper != nullptr && hasArguments, [&] {
+    search = start(reportTo(receiver));
+    search.makeLatest(helper->latestSearch);
+  });
+}
+
 }  // namespace
 
-caprion_helper* caprion_helper_shared() { return &sharedHelper; }
-caprion_helper* caprion_helper_new() { return new (std::nothrow) caprion_helper; }
+caprion_helper* caprion_helper_shared() { return &sharedHelper.value; }
+caprion_helper* caprion_helper_new() {
+  return orNull([] { return new caprion_helper; });
+}
 
 void caprion_helper_free(caprion_helper* helper) {
-  if (helper != &sharedHelper) delete helper;
+  if (helper != caprion_helper_shared()) delete helper;
 }
 
 void caprion_helper_find_subtitles_for(caprion_helper* helper, const char* path, const char* language,
                                        caprion_search_completion completion, void* context,
                                        caprion_context_release release) {
-  const SearchReceiver receiver{completion, context, release};
-  const bool hasArguments = helper != nullptr && path != nullptr && language != nullptr;
-  StartedSearch search;
-  receiver.run(hasArguments, [&] {
-    search = startFindingSubtitles(URL::fileURLWithPath(path), language, reportTo(receiver));
+  search(helper, path != nullptr && language != nullptr, {completion, context, release}, [&](auto completed) {
+    return startFindingSubtitles(URL::fileURLWithPath(path), language, std::move(completed));
   });
 }
 
 void caprion_helper_find_subtitles_matching(caprion_helper* helper, const char* text, const char* language,
                                             caprion_search_completion completion, void* context,
                                             caprion_context_release release) {
-  const SearchReceiver receiver{completion, context, release};
-  const bool hasArguments = helper != nullptr && text != nullptr && language != nullptr;
-  StartedSearch search;
-  receiver.run(hasArguments,
-               [&] { search = startFindingSubtitles(std::string_view(text), language, reportTo(receiver)); });
+  search(helper, text != nullptr && language != nullptr, {completion, context, release}, [&](auto completed) {
+    return startFindingSubtitles(std::string_view(text), language, std::move(completed));
+  });
+}
+
+void caprion_query(caprion_helper* helper, const caprion_criterion* criteria, size_t count,
+                   caprion_search_completion completion, void* context, caprion_context_release release) {
+  const auto isKnown = [](const caprion_criterion& criterion) {
+    return criterion.kind != nullptr && criterion.value != nullptr && caprion::paramFrom(criterion.kind);
+  };
+  const bool areKnown = criteria != nullptr ? std::all_of(criteria, criteria + count, isKnown) : count == 0;
+  search(helper, areKnown, {completion, context, release}, [&](auto completed) {
+    std::vector<Arg> args;
+    for (size_t i = 0; i < count; ++i)
+      args.emplace_back(*caprion::paramFrom(criteria[i].kind), criteria[i].value);
+    return startFindingSubtitles(args, std::move(completed));
+  });
+}
+
+void caprion_helper_cancel_search(caprion_helper* helper) {
+  if (helper != nullptr) helper->latestSearch.cancel();
 }
 
 void caprion_helper_download_subtitle_file(caprion_helper* helper, const caprion_subtitle* subtitle,
@@ -262,6 +291,18 @@ size_t caprion_subtitle_list_count(const caprion_subtitle_list* list) {
 
 const caprion_subtitle* caprion_subtitle_list_at(const caprion_subtitle_list* list, size_t index) {
   return index < caprion_subtitle_list_count(list) ? &list->subtitles[index] : nullptr;
+}
+
+caprion_subtitle_list* caprion_subtitle_list_new(const caprion_subtitle* const* subtitles, size_t count) {
+  if (subtitles == nullptr && count > 0) return nullptr;
+  return orNull([&]() -> caprion_subtitle_list* {
+    auto list = std::make_unique<caprion_subtitle_list>();
+    for (size_t i = 0; i < count; ++i) {
+      if (subtitles[i] == nullptr) return nullptr;
+      list->subtitles.push_back(*subtitles[i]);
+    }
+    return list.release();
+  });
 }
 
 caprion_subtitle_list* caprion_subtitle_list_copy(const caprion_subtitle_list* list) { return copyOf(list); }
@@ -378,6 +419,7 @@ caprion_components* caprion_components_new() {
 
 caprion_components* caprion_components_new_from_path(const char* path) {
   if (path == nullptr) return nullptr;
+  if (*path == '\0') return caprion_components_new();  // not the folder, which a URL would be made from
   return orNull([&] {
     return new caprion_components{caprion::VideoFileUtilities::componentsFrom(URL::fileURLWithPath(path))};
   });

@@ -52,6 +52,11 @@ StartedSearch startFindingSubtitles(std::string_view matching, std::string_view 
   return startSearch(std::move(request), pairFor(std::move(completion)));
 }
 
+StartedSearch startFindingSubtitles(std::span<const Arg> criteria,
+                                    CaprionHelper::SearchCompletion completion) noexcept {
+  return startSearch(searchRequest(criteria), pairFor(std::move(completion)));
+}
+
 CaprionHelper& CaprionHelper::shared() noexcept {
   static constinit CaprionHelper helper;
   return helper;

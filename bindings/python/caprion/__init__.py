@@ -1,0 +1,54 @@
+"""Finds and fetches subtitles for local video files, with the Caprion library.
+
+    hits = caprion.find("Movie.mkv", "eng")
+    path = caprion.ranked("Movie.mkv", hits)[0].subtitle.download()
+
+`caprion.aio` has the same for asyncio. Every failure of the library is a caprion.Error.
+"""
+
+from __future__ import annotations
+
+from typing import TYPE_CHECKING, Any
+
+from ._errors import Cancelled, Error, NoConnection, NoSubtitleInArchive, NotAList, TimedOut
+from ._matching import language, languages, movie_hash, parse, ranked, set_application_name
+from ._records import Components, Evidence, Language, MovieHash, MovieKind, RankedSubtitle, Subtitle
+from ._searches import find, query, search
+
+if TYPE_CHECKING:
+    from . import aio
+
+__all__ = [
+    "Cancelled",
+    "Components",
+    "Error",
+    "Evidence",
+    "Language",
+    "MovieHash",
+    "MovieKind",
+    "NoConnection",
+    "NoSubtitleInArchive",
+    "NotAList",
+    "RankedSubtitle",
+    "Subtitle",
+    "TimedOut",
+    "aio",
+    "find",
+    "language",
+    "languages",
+    "movie_hash",
+    "parse",
+    "query",
+    "ranked",
+    "search",
+    "set_application_name",
+]
+
+
+def __getattr__(name: str) -> Any:
+    """Imports `caprion.aio` for those who use it: asyncio takes longer to import than all the rest."""
+    if name == "aio":
+        from importlib import import_module
+
+        return import_module("caprion.aio")
+    raise AttributeError(f"module 'caprion' has no attribute {name!r}")
