@@ -100,6 +100,8 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
        {"tag|Obcy|1979", "moviehash|Obcy|1979"},
        {1, 0}},
       {"a name without title", "S01E02.mkv", {"x|||1|2", "x|!||1|2", "moviehash|Show||1|2"}, {2}},
+      {"a release known by an episode alone", "S01E02.mkv", {"tag|Quite Another Show||1|2"}, {}},
+      {"a release known by a generic name", "VTS_01_1.1080p.VOB", {"tag|Film|2001", "tag|VTS 01 1|"}, {1}},
       {"a title that is its marker", "$.1971.mkv", {"x|$|1971", "x|!|1971"}, {}},
       {"the same but for how it is written",
        "Amelie.and.the.Wolfs.Spider.Man.2001.mkv",

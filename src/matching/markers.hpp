@@ -22,6 +22,9 @@ bool isResolution(std::string_view word);
 /// "proper") don't.
 bool isReleaseWord(std::string_view word);
 
+/// Whether any video may be called that: "movie", "episode", "track".
+bool isGeneric(std::string_view word);
+
 /// What one or more words say of an episode: a season, episodes or both.
 struct Marker {
   std::optional<int> season;

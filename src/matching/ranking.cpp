@@ -18,12 +18,6 @@ namespace caprion {
 
 namespace {
 
-Evidence evidenceOf(const Subtitle& hit) {
-  if (hit.matchedBy() == "moviehash") return Evidence::content;
-  if (hit.matchedBy() == "tag") return Evidence::release;
-  return Evidence::title;
-}
-
 /// A number of the service's, which writes "0" and "" for those that it doesn't know.
 std::optional<int> numberIn(std::string_view text) {
   int number = 0;
@@ -88,6 +82,12 @@ class Video {
   }
 
  private:
+  /// That the service knows a file of this name is worth what the name says: there are many "movie.mkv".
+  Evidence evidenceOf(const Subtitle& hit) const {
+    if (hit.matchedBy() == "moviehash") return Evidence::content;
+    return hit.matchedBy() == "tag" && name_.isOfRelease ? Evidence::release : Evidence::title;
+  }
+
   /// The name's year, unless it is a word of the hit's title that the name's lacks ("Wonder Woman 1984", of
   /// 2020).
   std::optional<int> yearBeside(std::string_view title) const {
@@ -136,7 +136,7 @@ class Video {
     return key == key_ || (name_.year && key == key_ + std::to_string(*name_.year));
   }
 
-  ReleaseName name_;
+  DetailedName name_;
   std::string key_;
   std::vector<std::string> words_;
 };

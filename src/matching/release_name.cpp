@@ -16,7 +16,7 @@ class Reader {
  public:
   explicit Reader(const std::string& stem) : stem_(stem), words_(wordsOf(stem)) {}
 
-  ReleaseName read() {
+  DetailedName read() {
     first_ = firstWord();
     titleEnd_ = words_.size();
     for (std::size_t i = first_; i < words_.size();) {
@@ -30,6 +30,7 @@ class Reader {
     }
     if (name_.year) titleEnd_ = std::min(titleEnd_, yearAt_);
     name_.title = title();
+    name_.isOfRelease = hasOwnTitle() && (name_.season || name_.year || hasReleaseWord_);
     return std::move(name_);
   }
 
@@ -130,6 +131,7 @@ class Reader {
   void readOtherMarkerAt(std::size_t i) {
     const bool isInTitle = titleEnd_ == words_.size();
     if (isOfRelease(i)) {
+      hasReleaseWord_ = true;
       titleEnd_ = std::min(titleEnd_, i);
     } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
       if (!isInTitle && (name_.year || name_.season)) return;
@@ -148,6 +150,15 @@ class Reader {
   /// "2017.05.12", as a daily show has it.
   bool isPartOfDate(std::size_t i) const {
     return numberOf(word(i + 1), 2, 2).value_or(32) <= 31 && numberOf(word(i + 2), 2, 2).value_or(32) <= 31;
+  }
+
+  /// Whether a word of the title is one that tells videos apart.
+  bool hasOwnTitle() const {
+    for (std::size_t i = first_; i < titleEnd_; ++i) {
+      const bool isNumber = word(i).find_first_not_of("0123456789") == std::string_view::npos;
+      if (!isNumber && !isOfRelease(i) && !isGeneric(word(i))) return true;
+    }
+    return false;
   }
 
   std::string title() const {
@@ -170,7 +181,8 @@ class Reader {
   std::size_t titleEnd_ = 0;
   std::size_t yearAt_ = 0;
   bool isYearCertain_ = false;
-  ReleaseName name_;
+  DetailedName name_;
+  bool hasReleaseWord_ = false;
 };
 
 }  // namespace
@@ -188,11 +200,11 @@ std::string stemOf(const URL& video) {
   return name;
 }
 
-ReleaseName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }
+DetailedName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }
 
 ReleaseName ReleaseName::from(const URL& video) noexcept {
   try {
-    return releaseNameOf(stemOf(video));
+    return static_cast<ReleaseName&&>(releaseNameOf(stemOf(video)));
   } catch (const std::bad_alloc&) {
     return {};
   }

@@ -12,7 +12,14 @@ namespace caprion {
 /// itself a marker ("Show.S01E02") is none.
 std::string stemOf(const URL& video);
 
+/// What a name says, and what only the ranking asks for.
+struct DetailedName : ReleaseName {
+  /// Whether the name is one that a release can be known by: it has a title, of more than numbers and words
+  /// for any video ("movie", "track"), and an episode, a year or a release word behind it.
+  bool isOfRelease = false;
+};
+
 /// What the stem of a video says. Throws std::bad_alloc.
-ReleaseName releaseNameOf(const std::string& stem);
+DetailedName releaseNameOf(const std::string& stem);
 
 }  // namespace caprion
