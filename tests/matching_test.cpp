@@ -29,10 +29,10 @@ std::string jsonText(const std::string& text) {
   return json + '"';
 }
 
-/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE", of an episode if there is a season.
+/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS", of an episode if there is a season.
 std::shared_ptr<const Subtitle> hit(const std::string& line) {
   auto fields = split(line, '|');
-  fields.resize(6);
+  fields.resize(7);
   const bool isEpisode = !fields[3].empty();
   return *Subtitle::decode(
       record({{"MatchedBy", jsonText(fields[0])},
@@ -41,7 +41,8 @@ std::shared_ptr<const Subtitle> hit(const std::string& line) {
               {"MovieKind", jsonText(isEpisode ? "episode" : "movie")},
               {"SeriesSeason", jsonText(fields[3])},
               {"SeriesEpisode", jsonText(fields[4])},
-              {"SubFileName", jsonText(fields[5])}}));
+              {"SubFileName", jsonText(fields[5])},
+              {"SubSumCD", jsonText(fields[6])}}));
 }
 
 std::vector<RankedSubtitle> ranked(const Hits& hits, const std::string& video) {
@@ -115,6 +116,17 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
        "\u0415\u0308лки и\u0306 ΣΑΣ Cafe\u0301.2010.mkv",
        {"x|ёлки й σας café|2010"},
        {0}},
+      {"a disc of several",
+       "A.2001.cd1.DVDRip.avi",
+       {"tag|A|2001|||A.2001.srt|1", "tag|A|2001|||A.CD2.srt|2", "x|A|2001|||A - CD 1.srt|2",
+        "moviehash|A|2001|||a.srt|1", "moviehash|A|2001|||disk2.srt|2", "moviehash|A|2001|||a.srt|2"},
+       {5, 2}},
+      {"discs for a whole movie",
+       "A.Part.2.2001.avi",
+       {"x|A Part 2|2001||||2", "tag|A Part 2|2001|||A.Disc1.srt|1", "moviehash|A|2001||||2"},
+       {2}},
+      {"a sample", "A.2001-sample.avi", {"moviehash|A|2001", "tag|A|2001"}, {}},
+      {"a title like a sample's", "The.Sample.avi", {"x|The Sample|2001"}, {0}},
       {"evidence before names",
        "A.2001.1080p.mkv",
        {"x|A|2001|||A.2001.1080p.srt", "tag|A|2001|||z.srt", "moviehash|A|2001|||y.srt"},
@@ -223,6 +235,7 @@ TEST(ReleaseName, TitleEndsAtTheFirstMarker) {
       {"Movie (2007) Cut of 2012.mkv", {"Movie", 2007, none, {}}},
       {"Movie.Name.DVDRip.2001.mkv", {"Movie Name", 2001, none, {}}},
       {"Movie.1920x1080.H.264.mkv", {"Movie", none, none, {}}},
+      {"Movie.Part.2.CD1.DVDRip.avi", {"Movie Part 2", none, none, {}}},
       {"Show.S01E02", {"Show", none, 1, {2}}},
       {"Who's Afraid? (1966).mkv", {"Who's Afraid", 1966, none, {}}},
       {"...", {}},

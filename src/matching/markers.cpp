@@ -67,6 +67,11 @@ bool isResolution(std::string_view word) {
 
 bool isReleaseWord(std::string_view word) { return std::ranges::binary_search(releaseWords, word); }
 
+std::optional<int> discIn(std::string_view word, std::string_view next) {
+  if (!take(word, "cd") && !take(word, "disc") && !take(word, "disk")) return std::nullopt;
+  return numberOf(word.empty() ? next : word, 1, 2);
+}
+
 bool isGeneric(std::string_view word) {
   return std::ranges::find(genericWords, word) != std::end(genericWords);
 }

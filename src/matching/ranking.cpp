@@ -69,8 +69,11 @@ class Video {
     const bool isMovie = hit->movieKind() == MovieKind::movie;
     if (!(isMovie ? allowsMovie(*hit, year) : allowsEpisode(*hit, year, evidence))) return std::nullopt;
     if (evidence == Evidence::title && !isAlike(title)) return std::nullopt;
+    const std::string_view file = hit->subFileName();
+    const std::vector<Word> fileWords = wordsOf(comparable(file.substr(0, file.rfind('.'))));
+    if (!isOfSameLength(*hit, discIn(fileWords), evidence)) return std::nullopt;
 
-    const std::size_t common = wordsInCommon(*hit);
+    const std::size_t common = wordsInCommon(fileWords);
     std::string reason = evidence == Evidence::content   ? "found by content"
                          : evidence == Evidence::release ? "same release"
                          : !isMovie                      ? "same title and episode"
@@ -117,11 +120,19 @@ class Video {
            (episode && std::ranges::find(name_.episodes, *episode) != name_.episodes.end());
   }
 
+  /// Whether the subtitle, of this disc by its file's name, is as long as the video: of the whole movie or of
+  /// the same disc. By content, a record of several discs may be of the very one.
+  bool isOfSameLength(const Subtitle& hit, std::optional<int> disc, Evidence evidence) const {
+    if (name_.isExcerpt) return false;
+    const bool isWhole = !disc && numberIn(hit.subSumCD()).value_or(1) <= 1;
+    if (!name_.disc) return isWhole || evidence == Evidence::content;
+    return disc ? disc == name_.disc : !isWhole && evidence == Evidence::content;
+  }
+
   /// How many words of the video's stem the name of the subtitle file has as well.
-  std::size_t wordsInCommon(const Subtitle& hit) const {
+  std::size_t wordsInCommon(const std::vector<Word>& fileWords) const {
     std::vector<bool> isCommon(words_.size());
-    const std::string_view file = hit.subFileName();
-    for (const Word& word : wordsOf(comparable(file.substr(0, file.rfind('.'))))) {
+    for (const Word& word : fileWords) {
       const auto found = std::ranges::lower_bound(words_, word.folded);
       if (found != words_.end() && *found == word.folded)
         isCommon[std::size_t(found - words_.begin())] = true;

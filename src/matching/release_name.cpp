@@ -31,6 +31,8 @@ class Reader {
     if (name_.year) titleEnd_ = std::min(titleEnd_, yearAt_);
     name_.title = title();
     name_.isOfRelease = hasOwnTitle() && (name_.season || name_.year || hasReleaseWord_);
+    name_.disc = discIn(words_);
+    name_.isExcerpt = isExcerpt();
     return std::move(name_);
   }
 
@@ -133,6 +135,8 @@ class Reader {
     if (isOfRelease(i)) {
       hasReleaseWord_ = true;
       titleEnd_ = std::min(titleEnd_, i);
+    } else if (discIn(word(i), word(i + 1))) {
+      titleEnd_ = std::min(titleEnd_, i);
     } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
       if (!isInTitle && (name_.year || name_.season)) return;
       name_.year = year;
@@ -150,6 +154,13 @@ class Reader {
   /// "2017.05.12", as a daily show has it.
   bool isPartOfDate(std::size_t i) const {
     return numberOf(word(i + 1), 2, 2).value_or(32) <= 31 && numberOf(word(i + 2), 2, 2).value_or(32) <= 31;
+  }
+
+  /// "Movie-trailer", "movie.2001.sample"; but "The Sample" is a title.
+  bool isExcerpt() const {
+    if (words_.empty() || (words_.back().folded != "sample" && words_.back().folded != "trailer"))
+      return false;
+    return words_.size() != 2 || (word(0) != "the" && word(0) != "a");
   }
 
   /// Whether a word of the title is one that tells videos apart.
@@ -198,6 +209,13 @@ std::string stemOf(const URL& video) {
       !word.empty() && (markerIn(word) || yearOf(word) || isResolution(word) || isReleaseWord(word));
   if (!isMarker) name.resize(period);
   return name;
+}
+
+std::optional<int> discIn(const std::vector<Word>& words) {
+  std::optional<int> disc;
+  for (std::size_t i = 0; i < words.size() && !disc; ++i)
+    disc = discIn(words[i].folded, i + 1 < words.size() ? words[i + 1].folded : std::string_view());
+  return disc;
 }
 
 DetailedName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }

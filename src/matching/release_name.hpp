@@ -4,7 +4,9 @@
 
 #include <caprion/release_name.hpp>
 
+#include <optional>
 #include <string>
+#include <vector>
 
 namespace caprion {
 
@@ -17,7 +19,14 @@ struct DetailedName : ReleaseName {
   /// Whether the name is one that a release can be known by: it has a title, of more than numbers and words
   /// for any video ("movie", "track"), and an episode, a year or a release word behind it.
   bool isOfRelease = false;
+  /// The disc of several that the video was cut to fit on.
+  std::optional<int> disc;
+  /// Whether it is a sample or a trailer.
+  bool isExcerpt = false;
 };
+
+/// The number behind the first "cd", "disc" or "disk" of a name: "cd1", "Disc 2".
+std::optional<int> discIn(const std::vector<Word>& words);
 
 /// What the stem of a video says. Throws std::bad_alloc.
 DetailedName releaseNameOf(const std::string& stem);
