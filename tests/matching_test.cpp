@@ -29,16 +29,16 @@ std::string jsonText(const std::string& text) {
   return json + '"';
 }
 
-/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS", of an episode if there is a season.
+/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS|KIND", of an episode if there is a season.
 std::shared_ptr<const Subtitle> hit(const std::string& line) {
   auto fields = split(line, '|');
-  fields.resize(7);
+  fields.resize(8);
   const bool isEpisode = !fields[3].empty();
   return *Subtitle::decode(
       record({{"MatchedBy", jsonText(fields[0])},
               {"MovieName", jsonText(isEpisode ? '"' + fields[1] + "\" Part" : fields[1])},
               {"MovieYear", jsonText(fields[2])},
-              {"MovieKind", jsonText(isEpisode ? "episode" : "movie")},
+              {"MovieKind", jsonText(isEpisode && fields[7].empty() ? "episode" : "movie")},
               {"SeriesSeason", jsonText(fields[3])},
               {"SeriesEpisode", jsonText(fields[4])},
               {"SubFileName", jsonText(fields[5])},
@@ -65,8 +65,20 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
        "Show.S01E02.mkv",
        {"moviehash|Show||0|0", "tag|Show||1|0", "x|Show||1|0", "x|Show||0|2"},
        {0, 1}},
+      {"numbers that the file's name tells instead",
+       "Show.S01E02.mkv",
+       {"moviehash|Show||0|0|Show.S01E03", "tag|Show||1|0|Show 2x02.srt",
+        "moviehash|Show||0||Show.S01E02.srt", "moviehash|Show||1|2|x.srt"},
+       {3, 2}},
+      {"a year behind the episode",
+       "Show.S01E02.2020.mkv",
+       {"x|Show|1990|1|2", "x|Show||1|2", "x|Show|2019|1|2"},
+       {2, 0, 1}},
       {"a special", "Show.S00E02.mkv", {"x|Show||1|2", "x|Show||0|2"}, {1}},
-      {"a movie for a name with an episode", "Show.S01E02.mkv", {"moviehash|Show|", "x|Show|"}, {}},
+      {"a movie for a name with an episode",
+       "Show.S01E02.mkv",
+       {"moviehash|Show|", "x|Show|", "x|Show||1|2|||movie"},
+       {2}},
       {"a movie for a whole season",
        "Show.S01.mkv",
        {"moviehash|Show|", "moviehash|Show||2|1", "x|Show||1|1"},
@@ -75,7 +87,10 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
        "Show - 012.mkv",
        {"tag|Show||1|12", "x|Show - 012||1|12", "moviehash|Show||1|12"},
        {2}},
-      {"an episode for a name with a year", "Show.2012.mkv", {"moviehash|Show|2012|1|12"}, {}},
+      {"an episode for a name with a year",
+       "Show.2012.mkv",
+       {"moviehash|Show|2012|1|12", "x|Show|2012|1|12|||movie"},
+       {}},
       {"an episode for a name whose year is its show's",
        "Space.1999.mkv",
        {"moviehash|Space: 1999|1975|1|12"},

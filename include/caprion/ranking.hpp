@@ -32,8 +32,8 @@ struct RankedSubtitle {
 /// Of these hits those that suit the video, the best first; docs/matching.md has the rules. A hit that
 /// contradicts the video's name (another season or episode, another kind, another year, another disc) never
 /// suits, and one that was found by a text, or by a name that any video may have, suits only if its title is
-/// the name's. Better evidence comes first, then more words that the names of both files share, then the
-/// order of `hits`.
+/// the name's. Better evidence comes first, then known seasons and episodes, then more words that the names
+/// of both files share, then the year behind an episode, then the order of `hits`.
 ///
 /// Pure: asks nobody, reads no file, and the same arguments have the same result. The time it takes grows
 /// with the number of hits alone. Null pointers are passed over. Fails with ENOMEM of NSPOSIXErrorDomain

@@ -26,26 +26,36 @@ std::optional<int> numberIn(std::string_view text) {
   return error == std::errc() && parsed == end && number >= 0 ? std::optional(number) : std::nullopt;
 }
 
+/// The year of a title; 0 where the service doesn't know it.
+int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
+
+/// Whether the hit is of a movie. The service's word for it says nothing beside the number of an episode.
+bool isMovie(const Subtitle& hit) {
+  const auto isKnown = [](auto number) { return number.value_or(0) > 0; };
+  return hit.movieKind() == MovieKind::movie &&
+         !(isKnown(numberIn(hit.seriesSeason())) && isKnown(numberIn(hit.seriesEpisode())));
+}
+
 /// The title of a movie, or of the series that an episode belongs to: `"Show" Episode`.
 std::string_view titleOf(const Subtitle& hit) {
   std::string_view title = hit.movieName();
-  if (hit.movieKind() == MovieKind::movie || !title.starts_with('"')) return title;
+  if (isMovie(hit) || !title.starts_with('"')) return title;
   title.remove_prefix(1);
   return title.substr(0, title.find('"'));
 }
 
-/// The year of a title; 0 where the service doesn't know it.
-int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
-
-/// A hit that suits, and what decides between equal evidence: more words, then the service's order.
+/// A hit that suits, and what decides between equal evidence.
 struct Place {
   RankedSubtitle ranked;
+  bool isNumberUnknown;
   std::size_t wordsInCommon;
+  bool isOfOtherYear;
   std::size_t position = 0;
 
   bool operator<(const Place& other) const {
-    return std::tuple(ranked.evidence, other.wordsInCommon, position) <
-           std::tuple(other.ranked.evidence, wordsInCommon, other.position);
+    return std::tuple(ranked.evidence, isNumberUnknown, other.wordsInCommon, isOfOtherYear, position) <
+           std::tuple(other.ranked.evidence, other.isNumberUnknown, wordsInCommon, other.isOfOtherYear,
+                      other.position);
   }
 };
 
@@ -53,7 +63,7 @@ struct Place {
 class Video {
  public:
   explicit Video(const URL& url) {
-    const std::string stem = stemOf(url);
+    const std::string stem = stemOf(url.lastPathComponent());
     name_ = releaseNameOf(stem);
     key_ = titleKey(name_.title);
     for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
@@ -66,8 +76,8 @@ class Video {
     const Evidence evidence = evidenceOf(*hit);
     const std::string title = comparable(titleOf(*hit));
     const auto year = yearBeside(title);
-    const bool isMovie = hit->movieKind() == MovieKind::movie;
-    if (!(isMovie ? allowsMovie(*hit, year) : allowsEpisode(*hit, year, evidence))) return std::nullopt;
+    const bool isOfMovie = isMovie(*hit);
+    if (!(isOfMovie ? allowsMovie(*hit, year) : allowsEpisode(*hit, year, evidence))) return std::nullopt;
     if (evidence == Evidence::title && !isAlike(title)) return std::nullopt;
     const std::string_view file = hit->subFileName();
     const std::vector<Word> fileWords = wordsOf(comparable(file.substr(0, file.rfind('.'))));
@@ -76,12 +86,13 @@ class Video {
     const std::size_t common = wordsInCommon(fileWords);
     std::string reason = evidence == Evidence::content   ? "found by content"
                          : evidence == Evidence::release ? "same release"
-                         : !isMovie                      ? "same title and episode"
+                         : !isOfMovie                    ? "same title and episode"
                          : year && yearOf(*hit) != 0     ? "same title and year"
                                                          : "same title";
     if (common > 0)
       reason += ", " + std::to_string(common) + (common == 1 ? " word" : " words") + " in common";
-    return Place{{hit, evidence, std::move(reason)}, common};
+    const bool isOfOtherYear = name_.laterYear && std::abs(yearOf(*hit) - *name_.laterYear) > 1;
+    return Place{{hit, evidence, std::move(reason)}, isNumberUnknown(*hit), common, isOfOtherYear};
   }
 
  private:
@@ -116,8 +127,26 @@ class Video {
     if (name_.episodes.empty()) return evidence == Evidence::content && !year;
     // No episode is older than the year that tells its series from another of the same title.
     if (year && yearOf(hit) != 0 && yearOf(hit) < *year - 1) return false;
-    return isUnknown(episode) ||
-           (episode && std::ranges::find(name_.episodes, *episode) != name_.episodes.end());
+    if (!isUnknown(episode) && !isEpisode(episode)) return false;
+    return !isNumberUnknown(hit) || isAllowedByFile(hit);
+  }
+
+  bool isEpisode(std::optional<int> number) const {
+    return number && std::ranges::find(name_.episodes, *number) != name_.episodes.end();
+  }
+
+  /// Whether the service's numbers leave open if the hit is of the name's episode.
+  bool isNumberUnknown(const Subtitle& hit) const {
+    return !name_.episodes.empty() &&
+           !(numberIn(hit.seriesSeason()) == name_.season && isEpisode(numberIn(hit.seriesEpisode())));
+  }
+
+  /// Whether the name of the subtitle file tells of no other season or episode.
+  bool isAllowedByFile(const Subtitle& hit) const {
+    const ReleaseName file = releaseNameOf(stemOf(hit.subFileName()));
+    return (!file.season || file.season == name_.season) &&
+           (file.episodes.empty() ||
+            std::ranges::any_of(file.episodes, [&](int episode) { return isEpisode(episode); }));
   }
 
   /// Whether the subtitle, of this disc by its file's name, is as long as the video: of the whole movie or of

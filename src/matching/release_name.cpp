@@ -138,6 +138,7 @@ class Reader {
     } else if (discIn(word(i), word(i + 1))) {
       titleEnd_ = std::min(titleEnd_, i);
     } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
+      if (!isInTitle && name_.season && !name_.laterYear) name_.laterYear = year;
       if (!isInTitle && (name_.year || name_.season)) return;
       name_.year = year;
       yearAt_ = i;
@@ -198,8 +199,8 @@ class Reader {
 
 }  // namespace
 
-std::string stemOf(const URL& video) {
-  std::string name = comparable(video.lastPathComponent());
+std::string stemOf(std::string_view fileName) {
+  std::string name = comparable(fileName);
   const std::size_t period = name.rfind('.');
   if (period == std::string::npos || period == 0) return name;
   const std::vector<Word> extension = wordsOf(std::string_view(name).substr(period));
@@ -222,7 +223,7 @@ DetailedName releaseNameOf(const std::string& stem) { return Reader(stem).read()
 
 ReleaseName ReleaseName::from(const URL& video) noexcept {
   try {
-    return static_cast<ReleaseName&&>(releaseNameOf(stemOf(video)));
+    return static_cast<ReleaseName&&>(releaseNameOf(stemOf(video.lastPathComponent())));
   } catch (const std::bad_alloc&) {
     return {};
   }
