@@ -124,20 +124,22 @@ class Video {
     const bool mayBeUnknown = evidence != Evidence::title;
     const auto isUnknown = [&](auto number) { return mayBeUnknown && number.value_or(0) == 0; };
     if (name_.season && !isUnknown(season) && season != name_.season) return false;
+    if (!isUnknown(episode) && !isEpisode(episode)) return false;
+    if (isNumberUnknown(hit) && !isAllowedByFile(hit)) return false;
     if (name_.episodes.empty()) return evidence == Evidence::content && !year;
     // No episode is older than the year that tells its series from another of the same title.
-    if (year && yearOf(hit) != 0 && yearOf(hit) < *year - 1) return false;
-    if (!isUnknown(episode) && !isEpisode(episode)) return false;
-    return !isNumberUnknown(hit) || isAllowedByFile(hit);
+    return !year || yearOf(hit) == 0 || yearOf(hit) >= *year - 1;
   }
 
+  /// Whether it is one of the name's episodes; of a name without any, all are.
   bool isEpisode(std::optional<int> number) const {
-    return number && std::ranges::find(name_.episodes, *number) != name_.episodes.end();
+    return name_.episodes.empty() ||
+           (number && std::ranges::find(name_.episodes, *number) != name_.episodes.end());
   }
 
-  /// Whether the service's numbers leave open if the hit is of the name's episode.
+  /// Whether the service's numbers leave open if the hit is of the name's season and episode.
   bool isNumberUnknown(const Subtitle& hit) const {
-    return !name_.episodes.empty() &&
+    return name_.season &&
            !(numberIn(hit.seriesSeason()) == name_.season && isEpisode(numberIn(hit.seriesEpisode())));
   }
 
