@@ -19,19 +19,20 @@ std::string jsonText(const std::string& text) {
   return json + '"';
 }
 
-/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE", of an episode if there is a season.
+/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS|KIND", of an episode if there is a season.
 std::shared_ptr<const Subtitle> hit(const std::string& line) {
   auto fields = split(line, '|');
-  fields.resize(6);
+  fields.resize(8);
   const bool isEpisode = !fields[3].empty();
   return *Subtitle::decode(
       record({{"MatchedBy", jsonText(fields[0])},
               {"MovieName", jsonText(isEpisode ? '"' + fields[1] + "\" Part" : fields[1])},
               {"MovieYear", jsonText(fields[2])},
-              {"MovieKind", jsonText(isEpisode ? "episode" : "movie")},
+              {"MovieKind", jsonText(isEpisode && fields[7].empty() ? "episode" : "movie")},
               {"SeriesSeason", jsonText(fields[3])},
               {"SeriesEpisode", jsonText(fields[4])},
-              {"SubFileName", jsonText(fields[5])}}));
+              {"SubFileName", jsonText(fields[5])},
+              {"SubSumCD", jsonText(fields[6])}}));
 }
 
 std::vector<RankedSubtitle> ranked(const Hits& hits, const std::string& video) {
@@ -50,9 +51,13 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
       {"either of two episodes", "Show.S01E02E03.mkv", "x|Show||1|3;x|Show||1|2;x|Show||1|4", "01"},
       {"numbers that the service doesn't know", "Show.S01E02.mkv",
        "moviehash|Show||0|0;tag|Show||1|0;x|Show||1|0;x|Show||0|2", "01"},
+      {"numbers of the file", "A.S01E02.mkv", "tag|A||0|0|1x03;tag|A||0|0|1x02;tag|A||1|2", "21"},
+      {"a later year", "A.S01E02.2020.mkv", "x|A|1990|1|2;x|A||1|2;x|A|2019|1|2", "201"},
+      {"an episode that is called a movie", "A.S01E02.mkv", "x|A||1|2|||movie", "0"},
       {"a special", "Show.S00E02.mkv", "x|Show||1|2;x|Show||0|2", "1"},
       {"a movie for a name with an episode", "Show.S01E02.mkv", "moviehash|Show|;x|Show|", ""},
-      {"a movie for a whole season", "Show.S01.mkv", "moviehash|Show|;moviehash|Show||2|1;x|Show||1|1", ""},
+      {"a movie for a whole season", "Show.S01.mkv",
+       "moviehash|Show|;moviehash|Show||2|1;x|Show||1|1;moviehash|Show||0|0|S02.srt", ""},
       {"an episode for a name without one", "Show - 012.mkv",
        "tag|Show||1|12;x|Show - 012||1|12;moviehash|Show||1|12", "2"},
       {"an episode for a name with a year", "Show.2012.mkv", "moviehash|Show|2012|1|12", ""},
@@ -67,7 +72,8 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
       {"another title", "Alien.1979.mkv", "x|Aliens|1979;x|Alien Nation|1979;x||1979;x|The Alien|1979", "3"},
       {"another title matters to a text search alone", "Alien.1979.mkv", "tag|Obcy|1979;moviehash|Obcy|1979",
        "10"},
-      {"a name without title", "S01E02.mkv", "x|||1|2;x|!||1|2;moviehash|Show||1|2", "2"},
+      {"a name without title", "S01E02.mkv", "x|||1|2;x|!||1|2;tag|A||1|2;moviehash|A||1|2", "3"},
+      {"a generic name", "VTS_01_1.1080p.VOB", "tag|Film|2001;tag|VTS 01 1|", "1"},
       {"a title that is its marker", "$.1971.mkv", "x|$|1971;x|!|1971", ""},
       {"the same but for how it is written", "Amelie.and.the.Wolfs.Spider.Man.2001.mkv",
        "x|L'Amélie & the Wolf's Spider-Man|2001;x|AMÉLIE & THE WOLF’S SPIDER-MAN!|2001", "1"},
@@ -75,6 +81,11 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
        "x|The Matrix|1999;x|A Matrix|1999;x|La Matrix|1999", "01"},
       {"decomposed letters and other scripts", "\u0415\u0308лки и\u0306 ΣΑΣ Cafe\u0301.2010.mkv",
        "x|ёлки й σας café|2010", "0"},
+      {"a disc", "A.cd1.avi", "x|A||||A.srt;x|A||||A.CD2.srt;x|A||||A - CD 1.srt|2", "2"},
+      {"its content", "A.cd1.avi", "moviehash|A||||a|1;moviehash|A||||disk2;moviehash|A||||a|2", "2"},
+      {"no disc", "A.Part.2.avi", "x|A Part 2|||||2;x|A Part 2||||disc1;moviehash|A|||||2", "2"},
+      {"a sample", "A.2001-sample.avi", "moviehash|A|2001", ""},
+      {"a title like a sample's", "The.Sample.avi", "x|The Sample|2001", "0"},
       {"evidence before names", "A.2001.1080p.mkv",
        "x|A|2001|||A.2001.1080p.srt;tag|A|2001|||z.srt;moviehash|A|2001|||y.srt", "210"},
       {"names of equal evidence, then the service's order", "A.2001.1080p.BluRay-GRP.mkv",
@@ -177,6 +188,7 @@ TEST(ReleaseName, TitleEndsAtTheFirstMarker) {
       {"Movie (2007) Cut of 2012.mkv", {"Movie", 2007, none, {}}},
       {"Movie.Name.DVDRip.2001.mkv", {"Movie Name", 2001, none, {}}},
       {"Movie.1920x1080.H.264.mkv", {"Movie", none, none, {}}},
+      {"Movie.Part.2.CD1.DVDRip.avi", {"Movie Part 2", none, none, {}}},
       {"Show.S01E02", {"Show", none, 1, {2}}},
       {"Who's Afraid? (1966).mkv", {"Who's Afraid", 1966, none, {}}},
       {"...", {}},

@@ -14,7 +14,7 @@ namespace caprion {
 /// How a hit was found to belong to a video, the strongest evidence first.
 enum class Evidence {
   content,  ///< the service knows the video by its movie hash
-  release,  ///< the service knows the release by its name
+  release,  ///< the service knows the release by its name, and the name is no generic one
   title,    ///< title and episode, or title and year, are those of the video's name
 };
 
@@ -30,9 +30,10 @@ struct RankedSubtitle {
 };
 
 /// Of these hits those that suit the video, the best first; docs/matching.md has the rules. A hit that
-/// contradicts the video's name (another season or episode, another kind, another year) never suits, and one
-/// that was found by a text suits only if its title is the name's. Better evidence comes first, then more
-/// words that the names of both files share, then the order of `hits`.
+/// contradicts the video's name (another season or episode, another kind, another year, another disc) never
+/// suits, and one that was found by a text, or by a name that any video may have, suits only if its title is
+/// the name's. Better evidence comes first, then known seasons and episodes, then more words that the names
+/// of both files share, then the year behind an episode, then the order of `hits`.
 ///
 /// Pure: asks nobody, reads no file, and the same arguments have the same result. The time it takes grows
 /// with the number of hits alone. Null pointers are passed over. Fails with ENOMEM of NSPOSIXErrorDomain

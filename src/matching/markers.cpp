@@ -18,6 +18,12 @@ constexpr std::string_view releaseWords[] = {
 };
 static_assert(std::ranges::is_sorted(releaseWords));
 
+/// Words that stand for a title in names that cameras, discs and people in a hurry give.
+constexpr std::string_view genericWords[] = {
+    "chapter", "clip",   "disc",   "disk",  "dvd",   "ep",    "episode", "file", "film",
+    "movie",   "sample", "season", "title", "track", "video", "videots", "vid",  "vts",
+};
+
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// How many digits the text begins with.
@@ -60,6 +66,15 @@ bool isResolution(std::string_view word) {
 }
 
 bool isReleaseWord(std::string_view word) { return std::ranges::binary_search(releaseWords, word); }
+
+std::optional<int> discIn(std::string_view word, std::string_view next) {
+  if (!take(word, "cd") && !take(word, "disc") && !take(word, "disk")) return std::nullopt;
+  return numberOf(word.empty() ? next : word, 1, 2);
+}
+
+bool isGeneric(std::string_view word) {
+  return std::ranges::find(genericWords, word) != std::end(genericWords);
+}
 
 std::optional<Marker> markerIn(std::string_view word, std::size_t fewest) {
   Marker marker;

@@ -22,6 +22,12 @@ bool isResolution(std::string_view word);
 /// "proper") don't.
 bool isReleaseWord(std::string_view word);
 
+/// The number of a disc that the word tells of, or the word and the next one: "cd1", "disc 2".
+std::optional<int> discIn(std::string_view word, std::string_view next);
+
+/// Whether any video may be called that: "movie", "episode", "track".
+bool isGeneric(std::string_view word);
+
 /// What one or more words say of an episode: a season, episodes or both.
 struct Marker {
   std::optional<int> season;

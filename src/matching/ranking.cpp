@@ -18,12 +18,6 @@ namespace caprion {
 
 namespace {
 
-Evidence evidenceOf(const Subtitle& hit) {
-  if (hit.matchedBy() == "moviehash") return Evidence::content;
-  if (hit.matchedBy() == "tag") return Evidence::release;
-  return Evidence::title;
-}
-
 /// A number of the service's, which writes "0" and "" for those that it doesn't know.
 std::optional<int> numberIn(std::string_view text) {
   int number = 0;
@@ -32,26 +26,36 @@ std::optional<int> numberIn(std::string_view text) {
   return error == std::errc() && parsed == end && number >= 0 ? std::optional(number) : std::nullopt;
 }
 
+/// The year of a title; 0 where the service doesn't know it.
+int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
+
+/// Whether the hit is of a movie. The service's word for it says nothing beside the number of an episode.
+bool isMovie(const Subtitle& hit) {
+  const auto isKnown = [](auto number) { return number.value_or(0) > 0; };
+  return hit.movieKind() == MovieKind::movie &&
+         !(isKnown(numberIn(hit.seriesSeason())) && isKnown(numberIn(hit.seriesEpisode())));
+}
+
 /// The title of a movie, or of the series that an episode belongs to: `"Show" Episode`.
 std::string_view titleOf(const Subtitle& hit) {
   std::string_view title = hit.movieName();
-  if (hit.movieKind() == MovieKind::movie || !title.starts_with('"')) return title;
+  if (isMovie(hit) || !title.starts_with('"')) return title;
   title.remove_prefix(1);
   return title.substr(0, title.find('"'));
 }
 
-/// The year of a title; 0 where the service doesn't know it.
-int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
-
-/// A hit that suits, and what decides between equal evidence: more words, then the service's order.
+/// A hit that suits, and what decides between equal evidence.
 struct Place {
   RankedSubtitle ranked;
+  bool isNumberUnknown;
   std::size_t wordsInCommon;
+  bool isOfOtherYear;
   std::size_t position = 0;
 
   bool operator<(const Place& other) const {
-    return std::tuple(ranked.evidence, other.wordsInCommon, position) <
-           std::tuple(other.ranked.evidence, wordsInCommon, other.position);
+    return std::tuple(ranked.evidence, isNumberUnknown, other.wordsInCommon, isOfOtherYear, position) <
+           std::tuple(other.ranked.evidence, other.isNumberUnknown, wordsInCommon, other.isOfOtherYear,
+                      other.position);
   }
 };
 
@@ -59,7 +63,7 @@ struct Place {
 class Video {
  public:
   explicit Video(const URL& url) {
-    const std::string stem = stemOf(url);
+    const std::string stem = stemOf(url.lastPathComponent());
     name_ = releaseNameOf(stem);
     key_ = titleKey(name_.title);
     for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
@@ -72,22 +76,32 @@ class Video {
     const Evidence evidence = evidenceOf(*hit);
     const std::string title = comparable(titleOf(*hit));
     const auto year = yearBeside(title);
-    const bool isMovie = hit->movieKind() == MovieKind::movie;
-    if (!(isMovie ? allowsMovie(*hit, year) : allowsEpisode(*hit, year, evidence))) return std::nullopt;
+    const bool isOfMovie = isMovie(*hit);
+    if (!(isOfMovie ? allowsMovie(*hit, year) : allowsEpisode(*hit, year, evidence))) return std::nullopt;
     if (evidence == Evidence::title && !isAlike(title)) return std::nullopt;
+    const std::string_view file = hit->subFileName();
+    const std::vector<Word> fileWords = wordsOf(comparable(file.substr(0, file.rfind('.'))));
+    if (!isOfSameLength(*hit, discIn(fileWords), evidence)) return std::nullopt;
 
-    const std::size_t common = wordsInCommon(*hit);
+    const std::size_t common = wordsInCommon(fileWords);
     std::string reason = evidence == Evidence::content   ? "found by content"
                          : evidence == Evidence::release ? "same release"
-                         : !isMovie                      ? "same title and episode"
+                         : !isOfMovie                    ? "same title and episode"
                          : year && yearOf(*hit) != 0     ? "same title and year"
                                                          : "same title";
     if (common > 0)
       reason += ", " + std::to_string(common) + (common == 1 ? " word" : " words") + " in common";
-    return Place{{hit, evidence, std::move(reason)}, common};
+    const bool isOfOtherYear = name_.laterYear && std::abs(yearOf(*hit) - *name_.laterYear) > 1;
+    return Place{{hit, evidence, std::move(reason)}, isNumberUnknown(*hit), common, isOfOtherYear};
   }
 
  private:
+  /// That the service knows a file of this name is worth what the name says: there are many "movie.mkv".
+  Evidence evidenceOf(const Subtitle& hit) const {
+    if (hit.matchedBy() == "moviehash") return Evidence::content;
+    return hit.matchedBy() == "tag" && name_.isOfRelease ? Evidence::release : Evidence::title;
+  }
+
   /// The name's year, unless it is a word of the hit's title that the name's lacks ("Wonder Woman 1984", of
   /// 2020).
   std::optional<int> yearBeside(std::string_view title) const {
@@ -110,18 +124,46 @@ class Video {
     const bool mayBeUnknown = evidence != Evidence::title;
     const auto isUnknown = [&](auto number) { return mayBeUnknown && number.value_or(0) == 0; };
     if (name_.season && !isUnknown(season) && season != name_.season) return false;
+    if (!isUnknown(episode) && !isEpisode(episode)) return false;
+    if (isNumberUnknown(hit) && !isAllowedByFile(hit)) return false;
     if (name_.episodes.empty()) return evidence == Evidence::content && !year;
     // No episode is older than the year that tells its series from another of the same title.
-    if (year && yearOf(hit) != 0 && yearOf(hit) < *year - 1) return false;
-    return isUnknown(episode) ||
-           (episode && std::ranges::find(name_.episodes, *episode) != name_.episodes.end());
+    return !year || yearOf(hit) == 0 || yearOf(hit) >= *year - 1;
+  }
+
+  /// Whether it is one of the name's episodes; of a name without any, all are.
+  bool isEpisode(std::optional<int> number) const {
+    return name_.episodes.empty() ||
+           (number && std::ranges::find(name_.episodes, *number) != name_.episodes.end());
+  }
+
+  /// Whether the service's numbers leave open if the hit is of the name's season and episode.
+  bool isNumberUnknown(const Subtitle& hit) const {
+    return name_.season &&
+           !(numberIn(hit.seriesSeason()) == name_.season && isEpisode(numberIn(hit.seriesEpisode())));
+  }
+
+  /// Whether the name of the subtitle file tells of no other season or episode.
+  bool isAllowedByFile(const Subtitle& hit) const {
+    const ReleaseName file = releaseNameOf(stemOf(hit.subFileName()));
+    return (!file.season || file.season == name_.season) &&
+           (file.episodes.empty() ||
+            std::ranges::any_of(file.episodes, [&](int episode) { return isEpisode(episode); }));
+  }
+
+  /// Whether the subtitle, of this disc by its file's name, is as long as the video: of the whole movie or of
+  /// the same disc. By content, a record of several discs may be of the very one.
+  bool isOfSameLength(const Subtitle& hit, std::optional<int> disc, Evidence evidence) const {
+    if (name_.isExcerpt) return false;
+    const bool isWhole = !disc && numberIn(hit.subSumCD()).value_or(1) <= 1;
+    if (!name_.disc) return isWhole || evidence == Evidence::content;
+    return disc ? disc == name_.disc : !isWhole && evidence == Evidence::content;
   }
 
   /// How many words of the video's stem the name of the subtitle file has as well.
-  std::size_t wordsInCommon(const Subtitle& hit) const {
+  std::size_t wordsInCommon(const std::vector<Word>& fileWords) const {
     std::vector<bool> isCommon(words_.size());
-    const std::string_view file = hit.subFileName();
-    for (const Word& word : wordsOf(comparable(file.substr(0, file.rfind('.'))))) {
+    for (const Word& word : fileWords) {
       const auto found = std::ranges::lower_bound(words_, word.folded);
       if (found != words_.end() && *found == word.folded)
         isCommon[std::size_t(found - words_.begin())] = true;
@@ -136,7 +178,7 @@ class Video {
     return key == key_ || (name_.year && key == key_ + std::to_string(*name_.year));
   }
 
-  ReleaseName name_;
+  DetailedName name_;
   std::string key_;
   std::vector<std::string> words_;
 };

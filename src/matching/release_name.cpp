@@ -16,7 +16,7 @@ class Reader {
  public:
   explicit Reader(const std::string& stem) : stem_(stem), words_(wordsOf(stem)) {}
 
-  ReleaseName read() {
+  DetailedName read() {
     first_ = firstWord();
     titleEnd_ = words_.size();
     for (std::size_t i = first_; i < words_.size();) {
@@ -30,6 +30,9 @@ class Reader {
     }
     if (name_.year) titleEnd_ = std::min(titleEnd_, yearAt_);
     name_.title = title();
+    name_.isOfRelease = hasOwnTitle() && (name_.season || name_.year || hasReleaseWord_);
+    name_.disc = discIn(words_);
+    name_.isExcerpt = isExcerpt();
     return std::move(name_);
   }
 
@@ -130,8 +133,12 @@ class Reader {
   void readOtherMarkerAt(std::size_t i) {
     const bool isInTitle = titleEnd_ == words_.size();
     if (isOfRelease(i)) {
+      hasReleaseWord_ = true;
+      titleEnd_ = std::min(titleEnd_, i);
+    } else if (discIn(word(i), word(i + 1))) {
       titleEnd_ = std::min(titleEnd_, i);
     } else if (const auto year = isPartOfDate(i) || isYearCertain_ ? std::nullopt : yearOf(word(i))) {
+      if (!isInTitle && name_.season && !name_.laterYear) name_.laterYear = year;
       if (!isInTitle && (name_.year || name_.season)) return;
       name_.year = year;
       yearAt_ = i;
@@ -148,6 +155,22 @@ class Reader {
   /// "2017.05.12", as a daily show has it.
   bool isPartOfDate(std::size_t i) const {
     return numberOf(word(i + 1), 2, 2).value_or(32) <= 31 && numberOf(word(i + 2), 2, 2).value_or(32) <= 31;
+  }
+
+  /// "Movie-trailer", "movie.2001.sample"; but "The Sample" is a title.
+  bool isExcerpt() const {
+    if (words_.empty() || (words_.back().folded != "sample" && words_.back().folded != "trailer"))
+      return false;
+    return words_.size() != 2 || (word(0) != "the" && word(0) != "a");
+  }
+
+  /// Whether a word of the title is one that tells videos apart.
+  bool hasOwnTitle() const {
+    for (std::size_t i = first_; i < titleEnd_; ++i) {
+      const bool isNumber = word(i).find_first_not_of("0123456789") == std::string_view::npos;
+      if (!isNumber && !isOfRelease(i) && !isGeneric(word(i))) return true;
+    }
+    return false;
   }
 
   std::string title() const {
@@ -170,13 +193,14 @@ class Reader {
   std::size_t titleEnd_ = 0;
   std::size_t yearAt_ = 0;
   bool isYearCertain_ = false;
-  ReleaseName name_;
+  DetailedName name_;
+  bool hasReleaseWord_ = false;
 };
 
 }  // namespace
 
-std::string stemOf(const URL& video) {
-  std::string name = comparable(video.lastPathComponent());
+std::string stemOf(std::string_view fileName) {
+  std::string name = comparable(fileName);
   const std::size_t period = name.rfind('.');
   if (period == std::string::npos || period == 0) return name;
   const std::vector<Word> extension = wordsOf(std::string_view(name).substr(period));
@@ -188,11 +212,18 @@ std::string stemOf(const URL& video) {
   return name;
 }
 
-ReleaseName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }
+std::optional<int> discIn(const std::vector<Word>& words) {
+  std::optional<int> disc;
+  for (std::size_t i = 0; i < words.size() && !disc; ++i)
+    disc = discIn(words[i].folded, i + 1 < words.size() ? words[i + 1].folded : std::string_view());
+  return disc;
+}
+
+DetailedName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }
 
 ReleaseName ReleaseName::from(const URL& video) noexcept {
   try {
-    return releaseNameOf(stemOf(video));
+    return static_cast<ReleaseName&&>(releaseNameOf(stemOf(video.lastPathComponent())));
   } catch (const std::bad_alloc&) {
     return {};
   }
