@@ -78,6 +78,9 @@ UNCHECKED void* realloc(void* memory, std::size_t size) {
 }
 
 // That of a sanitizer would not come by the functions above.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return std::malloc(size);
+}
 [[gnu::noinline]] void* operator new(std::size_t size) {
   void* const memory = std::malloc(size);
   if (memory == nullptr) throw std::bad_alloc();

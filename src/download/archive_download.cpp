@@ -53,7 +53,7 @@ constinit Mutex slots(MutexLevel::leaf);  // guards all of them
 
 std::stop_token DownloadSlot::take() {
   std::stop_source other;
-  const std::stop_token token = other.get_token();
+  std::stop_token token = other.get_token();
   {
     const Lock lock(slots);
     current_.swap(other);
@@ -63,12 +63,12 @@ std::stop_token DownloadSlot::take() {
 }
 
 void DownloadSlot::stop() noexcept {
-  std::stop_source current(std::nostopstate);
+  std::optional<std::stop_source> current;
   {
     const Lock lock(slots);
-    current = current_;
+    current.emplace(current_);
   }
-  current.request_stop();
+  current->request_stop();
 }
 
 void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlot& slot,

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -90,9 +91,7 @@ void walk(const std::string& root, const std::function<Walk(const std::string& p
     if (next == Walk::past || !S_ISDIR(status.st_mode)) continue;
     const Listing listing = listingOf(path);
     if (listing.error != 0) failed(path, listing.error);
-    for (auto name = listing.names.rbegin(); name != listing.names.rend(); ++name) {
-      ahead.push_back(path + '/' + *name);
-    }
+    for (const std::string& name : std::views::reverse(listing.names)) ahead.push_back(path + '/' + name);
   }
 }
 
@@ -104,7 +103,7 @@ void removeTree(const std::string& root, bool withRoot) {
     return Walk::on;
   };
   walk(root, visit, [](const auto&, int) {});
-  for (auto path = found.rbegin(); path != found.rend(); ++path) std::remove(path->c_str());
+  for (const std::string& path : std::views::reverse(found)) std::remove(path.c_str());
 }
 
 std::optional<std::string> realPath(const std::string& path) {

@@ -64,7 +64,7 @@ class Child {
   Child(const Child&) = delete;
   Child& operator=(const Child&) = delete;
 
-  void kill() {
+  void kill() const {
     descriptor_ < 0 ? ::kill(process_, SIGKILL) : ::pidfd_send_signal(descriptor_, SIGKILL, nullptr, 0);
   }
 
