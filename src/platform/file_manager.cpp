@@ -17,7 +17,6 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
-#include <ranges>
 #include <utility>
 #include <vector>
 
@@ -91,7 +90,10 @@ void walk(const std::string& root, const std::function<Walk(const std::string& p
     if (next == Walk::past || !S_ISDIR(status.st_mode)) continue;
     const Listing listing = listingOf(path);
     if (listing.error != 0) failed(path, listing.error);
-    for (const std::string& name : std::views::reverse(listing.names)) ahead.push_back(path + '/' + name);
+    // NOLINTNEXTLINE(modernize-loop-convert): clang 14 has no view for it
+    for (auto name = listing.names.rbegin(); name != listing.names.rend(); ++name) {
+      ahead.push_back(path + '/' + *name);
+    }
   }
 }
 
@@ -103,7 +105,8 @@ void removeTree(const std::string& root, bool withRoot) {
     return Walk::on;
   };
   walk(root, visit, [](const auto&, int) {});
-  for (const std::string& path : std::views::reverse(found)) std::remove(path.c_str());
+  // NOLINTNEXTLINE(modernize-loop-convert)
+  for (auto path = found.rbegin(); path != found.rend(); ++path) std::remove(path->c_str());
 }
 
 std::optional<std::string> realPath(const std::string& path) {
