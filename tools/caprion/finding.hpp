@@ -6,6 +6,7 @@
 #include <caprion/result.hpp>
 #include <caprion/search_request.hpp>
 #include <caprion/subtitle.hpp>
+#include <caprion/url.hpp>
 
 #include <array>
 #include <functional>
@@ -13,6 +14,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -31,11 +33,10 @@ class Finder {
   /// Finds the subtitles of those outcomes that are open.
   void find(Task& task);
 
-  /// From now on, a search that the service didn't answer with a list isn't tried again.
+  /// From now on, what the service answered with no list, or no archive, isn't tried again.
   void giveUp();
 
  private:
-  using Hits = std::vector<std::shared_ptr<const Subtitle>>;
   struct Attempts;
   /// What was downloaded last, as copies of a video have the same subtitle. Besides, a subtitle's folder is
   /// emptied when it is downloaded again, so nobody may do that before it was read.
@@ -45,10 +46,12 @@ class Finder {
     std::string content{};
   };
 
-  Result<Hits> ask(const std::vector<Arg>& question);
+  template <typename Attempt>
+  auto persist(std::string_view host, std::size_t requests, const Attempt& attempt) -> decltype(attempt());
   void choose(Task& task, Outcome& outcome, Attempts& attempts, const std::vector<RankedSubtitle>& ranked);
   bool fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit);
-  Result<std::string> contentOf(const Subtitle& hit, Outcome& outcome);
+  Result<std::string> contentOf(const Video& video, const Subtitle& hit, Outcome& outcome);
+  Result<URL> fileOf(const Subtitle& hit, Outcome& outcome);
   void place(Outcome& outcome, std::string content);
   void settle(Outcome& outcome, int error) const;
 
