@@ -70,6 +70,12 @@ void failOpen(Task& task, const Error& error) {
   }
 }
 
+void cutOff(Task& task, const Error& error) {
+  task.isCutOff = true;
+  task.isRefused = error.domain() == AnswerErrorDomain;
+  failOpen(task, error);
+}
+
 }  // namespace
 
 /// The hits of one language that have been tried.
@@ -102,8 +108,8 @@ void Finder::find(Task& task) {
     const auto hits = persist(serviceHost, 1, [&question] { return query(question); });
     const auto ranked = hits ? rankedSubtitles(*hits, url) : hits.error();
     if (!ranked) {
-      task.isCutOff = ranked.error().domain() != NSPOSIXErrorDomain;
-      return failOpen(task, ranked.error());
+      return ranked.error().domain() == NSPOSIXErrorDomain ? failOpen(task, ranked.error())
+                                                           : cutOff(task, ranked.error());
     }
     for (std::size_t i = 0; i < task.outcomes.size(); ++i) {
       if (task.outcomes[i].isOpen()) choose(task, task.outcomes[i], attempts[i], *ranked);
@@ -144,10 +150,13 @@ void Finder::choose(Task& task, Outcome& outcome, Attempts& attempts,
         !placeFor(task.video, hit, outcome.language, wish_).empty() && !attempts.include(hit))
       hits.push_back(one);
   }
-  if (pick_ && !hits.empty()) {
-    const auto place = pick_(task.video, outcome.language, hits);
+  if (picker_ && !hits.empty()) {
+    const auto place = (*picker_)(task.video, outcome.language, hits);
     if (!place) {
       outcome.ending = Ending::declined;
+      for (Outcome& other : task.outcomes) {
+        if (picker_->isOver() && other.isOpen()) other.ending = Ending::declined;
+      }
       return;
     }
     hits = {hits[*place]};
@@ -179,8 +188,7 @@ bool Finder::fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit) {
   outcome.errors.push_back(content.error());
   if (!isOutOfReach(content.error())) return true;
   outcome.ending = Ending::failed;
-  task.isCutOff = true;
-  failOpen(task, content.error());
+  cutOff(task, content.error());
   return false;
 }
 

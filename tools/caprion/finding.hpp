@@ -2,6 +2,7 @@
 
 #include "get.hpp"
 #include "pace.hpp"
+#include "picking.hpp"
 
 #include <caprion/result.hpp>
 #include <caprion/search_request.hpp>
@@ -9,13 +10,11 @@
 #include <caprion/url.hpp>
 
 #include <array>
-#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace caprion::tool {
@@ -23,12 +22,8 @@ namespace caprion::tool {
 /// Finds, downloads and places the subtitles of videos; any number of threads may do so at a time.
 class Finder {
  public:
-  /// Chooses one of the hits that suit a video, the best of which comes first; absent for none of them.
-  using Pick = std::function<std::optional<std::size_t>(const Video& video, const Language& language,
-                                                        const std::vector<RankedSubtitle>& hits)>;
-
-  /// With a `pick`, that chooses; else the best hit is taken whose archive is of use.
-  explicit Finder(const Wish& wish, Pick pick = {}) : wish_(wish), pick_(std::move(pick)) {}
+  /// With a `picker`, that chooses; if it is null, the best hit is taken whose archive is of use.
+  Finder(const Wish& wish, Picker* picker) : wish_(wish), picker_(picker) {}
 
   /// Finds the subtitles of those outcomes that are open.
   void find(Task& task);
@@ -56,7 +51,7 @@ class Finder {
   void settle(Outcome& outcome, int error) const;
 
   const Wish& wish_;
-  const Pick pick_;
+  Picker* const picker_;
   Pace pace_;
   std::array<Slot, 64> slots_;  // by the subtitles' identifiers
 };
