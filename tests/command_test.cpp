@@ -274,8 +274,15 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
            Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; "
                 "ln -s t/big.MKV s/big.l.mkv; $GET -j 1 s ./s/big.l.mkv s/t/../t",
                 0, "s/big.l.eng.srt" + found + "s/t/" + eng, "2 videos: 2 placed", "s ", 3},
-           Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, eng,
-                "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
+           Case{"touch a.jpg; $GET -l en,ger missing big.mkv /dev/null a.jpg ./missing", 3, eng + ger,
+                "4 videos in 2 languages: 2 placed, 0 already there, 0 not found, 6 failed",
+                "a.jpg big.eng.srt big.ger.srt ", 3},
+           Case{"mkdir a; cp big.mkv a/1.mkv; cp big.mkv a/2.mkv; script -qec '$GET --pick a' /dev/null "
+                "</dev/null | tail -n 1 | cut -d, -f 4-",
+                0,
+                " 1 not taken, 0 failed, 1 video not "
+                "tried\r\n",
+                "", "a ", 1},
            Case{"mv big.mkv big.b; $GET --any big.b", 0, eng, "", "big.b big.eng.srt ", 2},
            Case{"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/" + eng,
                 "like that of a/big.mkv", "a ", 2},
@@ -316,7 +323,9 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
                 "1 srt eng none;2 srt eng none;3 srt eng none;4 srt eng 5000101;"},
            Case{"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a", 3,
                 "a/big.1.eng.srt" + found,
-                "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried", "a ", -1, "", 2, 99},
+                "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried, as the service can't "
+                "be reached",
+                "a ", -1, "", 2, 99},
            Case{"mv big.mkv Big.S01E02.mkv; $GET --json B*.mkv | cut -d, -f 4; cat B*.srt", 0,
                 "\"subtitleID\":\"3\"\ntwo", "", "Big.S01E02.eng.srt ", 4,
                 "1 srt eng page;2 srt eng parts;3 srt eng pack;"},
