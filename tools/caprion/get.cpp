@@ -29,7 +29,7 @@ class Queue {
  public:
   explicit Queue(std::vector<Task>& tasks) : tasks_(tasks) {}
 
-  /// The next task; null when there is none, or the service is out of reach.
+  /// The next task; null when there is none, or the run is over.
   Task* take() {
     const std::lock_guard lock(mutex_);
     while (taken_ < tasks_.size() && !isOver_) {
