@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <map>
 #include <optional>
 #include <set>
 
@@ -236,6 +237,11 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
   const std::string there = "  already there\n",
                     hit = "found by content, 1 word in common: Big Buck Bunny (2008)\n", found = "  " + hit,
                     eng = "big.eng.srt" + found, ger = "big.ger.srt" + found;
+  const std::map<std::string, std::map<std::string, std::string>> archives{
+      {"/sub/none", {{"a.nfo", "x"}}},
+      {"/sub/page", {{"a.srt", "<!DOCTYPE html>"}}},
+      {"/sub/parts", {{"a.CD1.srt", "one"}, {"a.CD2.srt", "two"}}},
+      {"/sub/pack", {{"S01E01.srt", "one"}, {"x/a 1x02.srt", "two"}, {"y/a 2x02.srt", "three"}}}};
   struct Case {
     std::string line;
     int status;
@@ -268,8 +274,15 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
            Case{"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; "
                 "ln -s t/big.MKV s/big.l.mkv; $GET -j 1 s ./s/big.l.mkv s/t/../t",
                 0, "s/big.l.eng.srt" + found + "s/t/" + eng, "2 videos: 2 placed", "s ", 3},
-           Case{"touch a.jpg; $GET missing big.mkv /dev/null a.jpg", 3, eng,
-                "4 videos: 1 placed, 0 already there, 0 not found, 3 failed", "a.jpg big.eng.srt ", 2},
+           Case{"touch a.jpg; $GET -l en,ger missing big.mkv /dev/null a.jpg ./missing", 3, eng + ger,
+                "4 videos in 2 languages: 2 placed, 0 already there, 0 not found, 6 failed",
+                "a.jpg big.eng.srt big.ger.srt ", 3},
+           Case{"mkdir a; cp big.mkv a/1.mkv; cp big.mkv a/2.mkv; script -qec '$GET --pick a' /dev/null "
+                "</dev/null | tail -n 1 | cut -d, -f 4-",
+                0,
+                " 1 not taken, 0 failed, 1 video not "
+                "tried\r\n",
+                "", "a ", 1},
            Case{"mv big.mkv big.b; $GET --any big.b", 0, eng, "", "big.b big.eng.srt ", 2},
            Case{"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/" + eng,
                 "like that of a/big.mkv", "a ", 2},
@@ -305,13 +318,19 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
                 0, "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
            // Archives of no use, and a service in trouble.
            Case{"$GET big.mkv", 0, eng, "No subtitle file found", "big.eng.srt ", 4,
-                "1 srt eng 0;2 srt eng 0;3 srt eng 5000101;"},
+                "1 srt eng none;2 srt eng none;3 srt eng 5000101;"},
            Case{"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4,
-                "1 srt eng 0;2 srt eng 0;3 srt eng 0;4 srt eng 5000101;"},
+                "1 srt eng none;2 srt eng none;3 srt eng none;4 srt eng 5000101;"},
            Case{"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a", 3,
                 "a/big.1.eng.srt" + found,
-                "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried", "a ", -1, "", 2, 99},
+                "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried, as the service can't "
+                "be reached",
+                "a ", -1, "", 2, 99},
+           Case{"mv big.mkv Big.S01E02.mkv; $GET --json B*.mkv | cut -d, -f 4; cat B*.srt", 0,
+                "\"subtitleID\":\"3\"\ntwo", "", "Big.S01E02.eng.srt ", 4,
+                "1 srt eng page;2 srt eng parts;3 srt eng pack;"},
            Case{"$GET big.mkv", 0, eng, "", "big.eng.srt ", 3, "", 0, 0, Answer::Fault::none},
+           Case{"$GET big.mkv", 0, eng, "", "big.eng.srt ", 3, "", 1, 1, Answer::Fault::none},
            Case{"$GET --json big.mkv | cut -d, -f 3-4", 0,
                 "\"error\":{\"domain\":\"NSURLErrorDomain\",\"code\":-1005\n", "", "", 1, "", 0, 0},
            Case{"sh -c 'echo $$ >pid; exec $GET big.mkv' || echo $?", 0, "130\n", "", "pid ", 2, "", 1, 1,
@@ -333,6 +352,11 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
         if (c.fault == Answer::Fault::hang) ::kill(std::stoi(contentOf(folder.path / "pid")), SIGINT);
         return Answer{.status = 429, .body = "Too many requests", .fault = c.fault};
       }
+      if (const auto files = archives.find(request.target); files != archives.end()) {
+        stand_in::ZipWriter writer;
+        for (const auto& [name, content] : files->second) writer.add(name, content);
+        return Answer{.body = writer.finish()};
+      }
       if (c.hits.empty() || !request.target.starts_with("/search/")) return std::nullopt;
       boost::json::array hits;
       std::istringstream words(c.hits);
@@ -344,6 +368,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
         one["SubFormat"] = format;
         one["SubLanguageID"] = language;
         one["ZipDownloadLink"] = "https://dl.test/sub/" + archive.substr(1);
+        if (archives.count("/sub/" + archive.substr(1)) > 0) one["MovieKind"] = "episode";
       }
       return Answer{.body = boost::json::serialize(hits)};
     });
@@ -363,28 +388,33 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
 }
 
 TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
-  for (const auto& [language, encoding] : {std::pair("cze", "windows-1250"s),
-                                           {"cze", "iso-8859-2"},
-                                           {"pol", "windows-1250"},
-                                           {"pol", "iso-8859-2"},
-                                           {"rus", "windows-1251"},
-                                           {"rus", "koi8-r"},
-                                           {"fre", "windows-1252"},
-                                           {"ell", "windows-1253"},
-                                           {"tur", "windows-1254"},
-                                           {"heb", "windows-1255"},
-                                           {"ara", "windows-1256"},
-                                           {"chi", "gbk"},
-                                           {"zht", "big5"},
-                                           {"jpn", "shift_jis"},
-                                           {"kor", "euc-kr"},
-                                           {"rus", "utf-16"},
-                                           {"rus", "utf-8"}}) {
+  struct Case {
+    std::string language, encoding, label = language;  // what the service says that it is in
+  };
+  for (const auto& [language, encoding, label] : {Case{"cze", "windows-1250"},
+                                                  {"cze", "iso-8859-2"},
+                                                  {"pol", "windows-1250"},
+                                                  {"pol", "iso-8859-2"},
+                                                  {"rus", "windows-1251"},
+                                                  {"rus", "koi8-r"},
+                                                  {"fre", "windows-1252"},
+                                                  {"ell", "windows-1253"},
+                                                  {"tur", "windows-1254"},
+                                                  {"heb", "windows-1255"},
+                                                  {"ara", "windows-1256"},
+                                                  {"chi", "gbk"},
+                                                  {"zht", "big5"},
+                                                  {"jpn", "shift_jis"},
+                                                  {"kor", "euc-kr"},
+                                                  {"rus", "utf-16"},
+                                                  {"rus", "utf-8"},
+                                                  {"rus", "windows-1251", "fre"},
+                                                  {"ell", "windows-1253", "pol"}}) {
     const TemporaryFolder folder;
-    const std::string file = TEXTS "/"s + language + ".txt";
+    const std::string file = TEXTS "/" + language + ".txt";
     const auto encoded = runIn("env", "iconv -f utf-8 -t " + encoding + " " + file);
     const std::string hit =
-        R"([{"IDSubtitle":"1","MatchedBy":"moviehash","SubFileName":"a.srt","SubLanguageID":")"s + language +
+        R"([{"IDSubtitle":"1","MatchedBy":"moviehash","SubFileName":"a.srt","SubLanguageID":")" + label +
         R"(","LanguageName":"","ISO639":"","SubFormat":"srt","MovieName":"A","MovieYear":"","MovieKind":"movie",)"
         R"("IDMovieImdb":"","SeriesIMDBParent":"","SeriesSeason":"","SeriesEpisode":"","SubSumCD":"",)"
         R"("ZipDownloadLink":"http://dl.test/"}])";
@@ -395,8 +425,8 @@ TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
     });
     const auto run = runThrough(
         service, "cd " + folder.path.string() + "; export TMPDIR=$PWD/t; head -c 65536 /dev/zero >a.mkv; " +
-                     command + " get --json -l " + language + " a.mkv && cmp a.*.srt " + file);
-    EXPECT_EQ(run.status, 0) << language << " in " << encoding << run.output << run.error;
+                     command + " get --json -l " + label + " a.mkv && cmp a.*.srt " + file);
+    EXPECT_EQ(run.status, 0) << language << " in " << encoding << " as " << label << run.output << run.error;
     const std::string told = "\"encoding\":\"" + encoding + "\"";
     EXPECT_EQ(run.output.find(told) != std::string::npos, encoding != "utf-8") << run.output;
   }

@@ -20,6 +20,9 @@ namespace {
 // No subtitles are longer; what is, isn't worth the time and memory that looking at it takes.
 constexpr std::size_t longestText = 4 << 20;
 
+// Below this share of its letters, a text is hardly in the language that it is said to be in.
+constexpr double leastLikeness = 0.5;
+
 /// How a language is written: the encodings that are usual for it, and the letters to expect beside those of
 /// ASCII, of which "а-я" is a range.
 struct Writing {
@@ -120,6 +123,25 @@ double likeness(const std::string& text, std::string_view letters) {
   return count == 0 ? 0 : static_cast<double>(right) / static_cast<double>(count);
 }
 
+bool hasMarkOfUTF16(std::string_view text) {
+  return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+}
+
+/// Which kind of UTF-16 a text is in, by its mark or else by where its NULs are; null for none.
+const char* kindOfUTF16(std::string_view text) {
+  if (text.starts_with("\xFF\xFE")) return "utf-16le";
+  if (text.starts_with("\xFE\xFF")) return "utf-16be";
+  std::size_t nulls[] = {0, 0};
+  for (std::size_t i = 0; i < text.size(); ++i) nulls[i % 2] += text[i] == '\0';
+  if (nulls[0] == nulls[1]) return nullptr;
+  return nulls[0] < nulls[1] ? "utf-16le" : "utf-16be";
+}
+
+std::optional<std::string> fromUTF16(const std::string& text) {
+  const char* const kind = kindOfUTF16(text);
+  return kind ? decoded(text.substr(hasMarkOfUTF16(text) ? 2 : 0), kind) : std::nullopt;
+}
+
 /// What uchardet takes the text for, by the name of its family's largest member; empty when it can't tell.
 std::string guessFor(const std::string& text) {
   const std::unique_ptr<uchardet, decltype(&::uchardet_delete)> detector(::uchardet_new(),
@@ -156,15 +178,11 @@ std::vector<std::string> candidatesFor(const std::string& guess, std::string_vie
 }  // namespace
 
 EncodedText inUTF8(std::string bytes, const Language& language) {
+  const bool hasNull = bytes.find('\0') != std::string::npos;
+  if (!hasNull && wellFormed(bytes) == bytes) return {std::move(bytes), {}, false};
   if (bytes.size() > longestText) return {std::move(bytes), {}, true};
-  if (wellFormed(bytes) == bytes && bytes.find('\0') == std::string::npos)
-    return {std::move(bytes), {}, false};
-
-  if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
-    const char* const encoding = bytes.front() == '\xFF' ? "utf-16le" : "utf-16be";
-    if (auto text = decoded(bytes.substr(2), encoding)) return {*std::move(text), "utf-16", false};
-    return {std::move(bytes), {}, true};
-  }
+  if (auto text = fromUTF16(bytes)) return {*std::move(text), "utf-16", false};
+  if (hasMarkOfUTF16(bytes)) return {std::move(bytes), {}, true};
 
   const Writing writing = writingOf(language);
   const std::string guess = guessFor(bytes);
@@ -180,8 +198,16 @@ EncodedText inUTF8(std::string bytes, const Language& language) {
       best = {*std::move(text), encoding, false};
     }
   }
-  // Without a letter that speaks for the language, uchardet's word stands alone.
-  return best.isUnknown ? guessed : best;
+  // Where hardly a letter speaks for the language, it may be another one, and uchardet's word counts.
+  return bestLikeness < leastLikeness && !guessed.isUnknown ? guessed : best;
+}
+
+bool isText(const std::string& bytes) {
+  const std::string start = lowercased(std::string_view(bytes).substr(0, 1024));
+  if (start.find("<html") != std::string::npos || start.find("<!doctype html") != std::string::npos)
+    return false;
+  return hasMarkOfUTF16(bytes) || bytes.find('\0') == std::string::npos ||
+         (bytes.size() <= longestText && fromUTF16(bytes));
 }
 
 }  // namespace caprion::tool

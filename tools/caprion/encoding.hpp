@@ -15,8 +15,11 @@ struct EncodedText {
   bool isUnknown = false;
 };
 
-/// Converts a text in a language to UTF-8: from UTF-16 where it has a mark, else from what uchardet and the
+/// Converts a text in a language to UTF-8: from UTF-16 if it is that, else from what uchardet and the
 /// letters of the language speak for, and only if the way back gives the same bytes.
 EncodedText inUTF8(std::string bytes, const Language& language);
+
+/// Whether a file holds a text, and neither a web page nor other bytes than those of an encoding.
+bool isText(const std::string& bytes);
 
 }  // namespace caprion::tool

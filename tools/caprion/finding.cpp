@@ -5,6 +5,7 @@
 #include "languages.hpp"
 #include "placement.hpp"
 #include "service.hpp"
+#include "unpacked.hpp"
 
 #include <caprion/caprion.hpp>
 #include <caprion/downloader.hpp>
@@ -54,14 +55,25 @@ std::vector<std::vector<Arg>> questionsFor(const URL& video, const VideoHash& ha
 bool isOutOfReach(const Error& error) {
   // Malformed, unsupported, redirected for ever, undecodable, too large.
   constexpr std::int64_t ownFaults[] = {-1000, -1002, -1007, -1016, -1103};
-  return error.domain() == NSURLErrorDomain &&
-         std::find(std::begin(ownFaults), std::end(ownFaults), error.code()) == std::end(ownFaults);
+  if (error.domain() != NSURLErrorDomain) return error.domain() == AnswerErrorDomain;
+  return std::find(std::begin(ownFaults), std::end(ownFaults), error.code()) == std::end(ownFaults);
+}
+
+/// Whether the library couldn't unpack what it got, such as an error page.
+bool isOfNoArchive(const Error& error) {
+  return error.domain().empty() && error.localizedRecoverySuggestion() == "archive.zip\n";
 }
 
 void failOpen(Task& task, const Error& error) {
   for (Outcome& outcome : task.outcomes) {
     if (outcome.isOpen()) outcome.fail(error);
   }
+}
+
+void cutOff(Task& task, const Error& error) {
+  task.isCutOff = true;
+  task.isRefused = error.domain() == AnswerErrorDomain;
+  failOpen(task, error);
 }
 
 }  // namespace
@@ -93,11 +105,11 @@ void Finder::find(Task& task) {
 
     task.hasAsked = true;
     question.emplace_back(Param::sublanguageid, identifiersOf(languages));
-    const auto hits = ask(question);
+    const auto hits = persist(serviceHost, 1, [&question] { return query(question); });
     const auto ranked = hits ? rankedSubtitles(*hits, url) : hits.error();
     if (!ranked) {
-      task.isCutOff = ranked.error().domain() != NSPOSIXErrorDomain;
-      return failOpen(task, ranked.error());
+      return ranked.error().domain() == NSPOSIXErrorDomain ? failOpen(task, ranked.error())
+                                                           : cutOff(task, ranked.error());
     }
     for (std::size_t i = 0; i < task.outcomes.size(); ++i) {
       if (task.outcomes[i].isOpen()) choose(task, task.outcomes[i], attempts[i], *ranked);
@@ -110,16 +122,20 @@ void Finder::find(Task& task) {
 
 void Finder::giveUp() { pace_.end(); }
 
-Result<Finder::Hits> Finder::ask(const std::vector<Arg>& question) {
+/// Tries again, after a pause, what was answered with something else than it should be. It takes so many
+/// requests to the host each time.
+template <typename Attempt>
+auto Finder::persist(std::string_view host, std::size_t requests, const Attempt& attempt)
+    -> decltype(attempt()) {
   constexpr std::chrono::milliseconds pauses[] = {std::chrono::milliseconds(500),
                                                   std::chrono::milliseconds(2500), std::chrono::seconds(7)};
   for (auto pause = std::begin(pauses);; ++pause) {
-    auto hits = [&] {
-      const auto turn = pace_.turnWith(serviceHost);
-      return query(question);
+    auto answer = [&] {
+      const auto turn = pace_.turnWith(host, requests);
+      return attempt();
     }();
-    if (hits || hits.error().domain() != AnswerErrorDomain || pause == std::end(pauses)) return hits;
-    if (!pace_.pause(serviceHost, *pause)) return hits;
+    if (answer || answer.error().domain() != AnswerErrorDomain || pause == std::end(pauses)) return answer;
+    if (!pace_.pause(host, *pause)) return answer;
   }
 }
 
@@ -134,10 +150,13 @@ void Finder::choose(Task& task, Outcome& outcome, Attempts& attempts,
         !placeFor(task.video, hit, outcome.language, wish_).empty() && !attempts.include(hit))
       hits.push_back(one);
   }
-  if (pick_ && !hits.empty()) {
-    const auto place = pick_(task.video, outcome.language, hits);
+  if (picker_ && !hits.empty()) {
+    const auto place = (*picker_)(task.video, outcome.language, hits);
     if (!place) {
       outcome.ending = Ending::declined;
+      for (Outcome& other : task.outcomes) {
+        if (picker_->isOver() && other.isOpen()) other.ending = Ending::declined;
+      }
       return;
     }
     hits = {hits[*place]};
@@ -161,7 +180,7 @@ bool Finder::fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit) {
     settle(outcome, obstacle);
     return false;
   }
-  auto content = contentOf(*hit.subtitle, outcome);
+  auto content = contentOf(task.video, *hit.subtitle, outcome);
   if (content) {
     place(outcome, *std::move(content));
     return false;
@@ -169,35 +188,44 @@ bool Finder::fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit) {
   outcome.errors.push_back(content.error());
   if (!isOutOfReach(content.error())) return true;
   outcome.ending = Ending::failed;
-  task.isCutOff = true;
-  failOpen(task, content.error());
+  cutOff(task, content.error());
   return false;
 }
 
-/// Downloads the text of a subtitle. Of several reports, those before the last are put down as errors.
-Result<std::string> Finder::contentOf(const Subtitle& hit, Outcome& outcome) {
+/// Downloads the text of a subtitle.
+Result<std::string> Finder::contentOf(const Video& video, const Subtitle& hit, Outcome& outcome) {
   Slot& slot = slots_[std::hash<std::string_view>()(hit.subtitleID()) % slots_.size()];
   const std::lock_guard lock(slot.mutex);
   const auto record = hit.encode();
   if (record && *record == slot.hit) return slot.content;
 
   const auto link = URL::fromString(hit.zipDownloadLink().value());
-  const auto reports = [&] {
-    const auto turn = pace_.turnWith(link ? link->host() : "");
-    Downloader downloader;
-    return download(downloader, hit);
-  }();
-  for (std::size_t i = 0; i + 1 < reports.size(); ++i) {
-    if (!reports[i]) outcome.errors.push_back(reports[i].error());
-  }
-  if (!reports.back()) return reports.back().error();
-  auto content = tool::contentOf(reports.back()->path(), longestSubtitle);
-  if (content && content->empty()) return Error("", 0, {}, "The subtitle file is empty");
-  if (record && content && content->size() <= longestKept) {
+  // A download is often redirected once.
+  const auto reported = persist(link ? link->host() : "", 2, [&] { return fileOf(hit, outcome); });
+  if (!reported) return reported.error();
+  const auto unpacked = subtitleFor(video, hit, reported->path());
+  if (!unpacked) return unpacked.error();
+  auto content = tool::contentOf(unpacked->file, longestSubtitle);
+  if (!content) return content;
+  if (isBlank(*content)) return Error("", 0, {}, "The subtitle file is empty");
+  if (!isText(*content)) return Error("", 0, {}, "The subtitle file holds a web page, or no text at all");
+  if (record && unpacked->isOnlyOne && content->size() <= longestKept) {
     slot.hit = *record;
     slot.content = *content;
   }
   return content;
+}
+
+/// Downloads a hit once. Of several reports, those before the last are put down as errors.
+Result<URL> Finder::fileOf(const Subtitle& hit, Outcome& outcome) {
+  Downloader downloader;
+  auto reports = download(downloader, hit);
+  for (std::size_t i = 0; i + 1 < reports.size(); ++i) {
+    if (!reports[i]) outcome.errors.push_back(reports[i].error());
+  }
+  if (!reports.back() && isOfNoArchive(reports.back().error()))
+    return Error(std::string(AnswerErrorDomain), 0, {}, "The server's answer is no archive");
+  return std::move(reports.back());
 }
 
 void Finder::place(Outcome& outcome, std::string content) {

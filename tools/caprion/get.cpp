@@ -29,10 +29,10 @@ class Queue {
  public:
   explicit Queue(std::vector<Task>& tasks) : tasks_(tasks) {}
 
-  /// The next task; null when there is none, or the service is out of reach.
+  /// The next task; null when there is none, or the run is over.
   Task* take() {
     const std::lock_guard lock(mutex_);
-    while (taken_ < tasks_.size() && cutOffs_ < cutOffsToEnd) {
+    while (taken_ < tasks_.size() && !isOver_) {
       Task* const task = &tasks_[taken_++];
       if (task->isOpen()) return task;
       done_.push_back(task);  // there is nothing to do for most of a library
@@ -44,20 +44,27 @@ class Queue {
   /// Returns false when the service has been found to be out of reach.
   bool giveBack(Task* task) {
     const std::lock_guard lock(mutex_);
-    if (task->hasAsked && cutOffs_ < cutOffsToEnd) cutOffs_ = task->isCutOff ? cutOffs_ + 1 : 0;
+    if (task->hasAsked) cutOffs_ = task->isCutOff ? cutOffs_ + 1 : 0;
+    isOver_ = isOver_ || cutOffs_ >= cutOffsToEnd;
     done_.push_back(task);
     isSomethingDone_.notify_one();
-    return cutOffs_ < cutOffsToEnd;
+    return !isOver_;
   }
 
   /// What was done since the last call; waits for something, but not longer than so. Absent at the end.
   std::optional<std::vector<Task*>> done(std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
-    const bool isAtEnd = given_ == taken_ && (taken_ == tasks_.size() || cutOffs_ >= cutOffsToEnd);
+    const bool isAtEnd = given_ == taken_ && (taken_ == tasks_.size() || isOver_);
     if (isAtEnd) return std::nullopt;
     isSomethingDone_.wait_for(lock, limit, [this] { return !done_.empty(); });
     given_ += done_.size();
     return std::exchange(done_, {});
+  }
+
+  /// From now on, there is no next task.
+  void end() {
+    const std::lock_guard lock(mutex_);
+    isOver_ = true;
   }
 
   std::size_t untaken() const { return tasks_.size() - taken_; }
@@ -68,6 +75,7 @@ class Queue {
   std::condition_variable isSomethingDone_;
   std::vector<Task*> done_;
   std::size_t taken_ = 0, given_ = 0, cutOffs_ = 0;
+  bool isOver_ = false;
 };
 
 /// Takes care of the next task; false if there is none.
@@ -107,7 +115,8 @@ ExitStatus get(const Wish& wish, Output& output) {
   std::vector<Task> tasks = tasksFor(videosAt(wish.paths, wish.any, folders), wish, folders);
   Telling telling(wish, tasks, output);
   Queue queue(tasks);
-  Finder finder(wish, wish.pick ? Finder::Pick(Picker()) : Finder::Pick());
+  Picker picker;
+  Finder finder(wish, wish.pick ? &picker : nullptr);
   {
     // Whoever picks is asked by this thread, about one video after the other.
     const auto open = static_cast<std::size_t>(
@@ -116,6 +125,7 @@ ExitStatus get(const Wish& wish, Output& output) {
     const auto workers = startWorkers(threads, finder, queue);
     Progress progress(output);
     for (;;) {
+      if (picker.isOver()) queue.end();
       if (threads == 0) workOnNext(finder, queue);
       const auto done = queue.done(std::chrono::milliseconds(200));
       if (!done) break;

@@ -60,6 +60,8 @@ struct Task {
   /// Whether anything was asked of the service, and whether the service was out of reach then.
   bool hasAsked = false;
   bool isCutOff = false;
+  /// Whether it could be reached even so, and answered something else than it should.
+  bool isRefused = false;
 
   bool isOpen() const {
     for (const Outcome& outcome : outcomes) {

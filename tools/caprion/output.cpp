@@ -100,7 +100,9 @@ void Output::printFailure(std::string_view what, const Error& error, boost::json
     line["error"] = std::move(details);
     printJSON(line);
   } else if (!quiet_) {
-    complain(printable(what) + ": " + excerptOf(error.localizedDescription(), longestDescription));
+    std::string description = excerptOf(error.localizedDescription(), longestDescription);
+    if (description.empty()) description = "The server's answer is empty";
+    complain(printable(what) + ": " + description);
     if (suggestion) writeAll(STDERR_FILENO, "  " + excerptOf(*suggestion, longestDescription) + "\n");
     if (verbose_ && transportMessage)
       writeAll(STDERR_FILENO, "  " + excerptOf(*transportMessage, longestDescription) + "\n");

@@ -11,7 +11,7 @@ constexpr std::chrono::seconds window{10};
 
 }  // namespace
 
-Pace::Turn Pace::turnWith(std::string_view name) {
+Pace::Turn Pace::turnWith(std::string_view name, std::size_t requests) {
   std::unique_lock lock(mutex_);
   Host& host = hosts_.try_emplace(std::string(name)).first->second;
   for (;;) {
@@ -19,9 +19,9 @@ Pace::Turn Pace::turnWith(std::string_view name) {
     while (!host.ends.empty() && host.ends.front() + window < now) host.ends.pop_front();
     if (now < host.restsUntil && !isOver_) {
       ended_.wait_until(lock, host.restsUntil);
-    } else if (host.underWay + host.ends.size() < most) {
-      ++host.underWay;
-      return {*this, host};
+    } else if (host.underWay + host.ends.size() + requests <= most) {
+      host.underWay += requests;
+      return {*this, host, requests};
     } else if (host.ends.empty()) {
       ended_.wait(lock);
     } else {
@@ -32,8 +32,8 @@ Pace::Turn Pace::turnWith(std::string_view name) {
 
 Pace::Turn::~Turn() {
   const std::lock_guard lock(pace_.mutex_);
-  --host_.underWay;
-  host_.ends.push_back(Clock::now());
+  host_.underWay -= requests_;
+  host_.ends.insert(host_.ends.end(), requests_, Clock::now());
   pace_.ended_.notify_all();
 }
 

@@ -17,7 +17,7 @@ class Pace {
   struct Host;
 
  public:
-  /// One request to a host, from before it is sent until its answer is there.
+  /// Some requests to a host, from before the first is sent until the last answer is there.
   class Turn {
    public:
     ~Turn();
@@ -26,13 +26,14 @@ class Pace {
 
    private:
     friend class Pace;
-    Turn(Pace& pace, Host& host) : pace_(pace), host_(host) {}
+    Turn(Pace& pace, Host& host, std::size_t requests) : pace_(pace), host_(host), requests_(requests) {}
     Pace& pace_;
     Host& host_;
+    const std::size_t requests_;
   };
 
-  /// Waits until one more request may be sent to a host.
-  Turn turnWith(std::string_view host);
+  /// Waits until so many more requests may be sent to a host, at least 1.
+  Turn turnWith(std::string_view host, std::size_t requests);
 
   /// Gives the host a rest from now on, for all of the run, and waits for its end; false when that is a
   /// call of end(), and nothing should be asked any more.

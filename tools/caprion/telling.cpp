@@ -39,8 +39,9 @@ Telling::Telling(const Wish& wish, const std::vector<Task>& tasks, Output& outpu
 void Telling::tell(const Task& task) {
   ++told_;
   asked_ += task.hasAsked ? 1 : 0;
+  if (task.isCutOff) isRefused_ = task.isRefused;
   if (task.video.error) {
-    ++counts_[Ending::failed];
+    counts_[Ending::failed] += wish_.languages.size();
     output_.printFailure(task.video.path, *task.video.error, objectOf(task.video.path));
   }
   std::vector<Error> told;
@@ -112,11 +113,13 @@ void Telling::tellSummary(std::size_t untried) {
   if (wish_.languages.size() > 1) line += " in " + std::to_string(wish_.languages.size()) + " languages";
   line += ": " + std::to_string(count(Ending::placed)) + (wish_.dryRun ? " to be placed, " : " placed, ");
   line += std::to_string(count(Ending::alreadyThere)) + " already there, ";
-  line += std::to_string(count(Ending::notFound) + count(Ending::declined)) + " not found, ";
+  line += std::to_string(count(Ending::notFound)) + " not found, ";
+  if (has(Ending::declined)) line += std::to_string(count(Ending::declined)) + " not taken, ";
   line += std::to_string(count(Ending::failed)) + " failed";
   if (untried > 0) {
-    line += ", " + std::to_string(untried) + (untried == 1 ? " video" : " videos") +
-            " not tried, as the service can't be reached";
+    line += ", " + std::to_string(untried) + (untried == 1 ? " video" : " videos") + " not tried";
+    if (!wish_.pick || !has(Ending::declined))
+      line += isRefused_ ? ", as the service keeps refusing" : ", as the service can't be reached";
   }
   output_.printNote(line);
 }

@@ -35,6 +35,8 @@ class Telling {
   const Wish& wish_;
   Output& output_;
   std::map<Ending, std::size_t> counts_{};
+  // The last video for which the service was out of reach got an answer all the same.
+  bool isRefused_ = false;
   std::size_t videos_ = 0;
   std::size_t told_ = 0;
   // Those that the service is asked about, which is what takes time.

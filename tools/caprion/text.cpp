@@ -70,6 +70,11 @@ std::string lowercased(std::string_view text) {
   return result;
 }
 
+bool isBlank(std::string_view text) {
+  if (text.starts_with("\uFEFF")) text.remove_prefix(3);
+  return text.find_first_not_of(" \t\r\n\v\f\x1A") == std::string_view::npos;
+}
+
 std::string wellFormed(std::string_view text) {
   if (isPlain(text)) return std::string(text);
   std::string result;

@@ -9,6 +9,9 @@ namespace caprion::tool {
 /// The text with the letters A to Z in lower case.
 std::string lowercased(std::string_view text);
 
+/// Whether there is nothing but blanks, line ends and a mark of UTF-8.
+bool isBlank(std::string_view text);
+
 /// The text as valid UTF-8: U+FFFD in place of each ill-formed part.
 std::string wellFormed(std::string_view text);
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <set>
 #include <utility>
@@ -136,7 +137,9 @@ std::vector<Video> videosAt(std::span<const std::string_view> paths, bool any, F
   if (paths.size() > 1) {
     std::set<std::pair<const Folder*, std::string>> known;
     std::erase_if(videos, [&known](const Video& video) {
-      return video.folder && !known.emplace(video.folder, video.name()).second;
+      std::string name(video.name());
+      if (!video.folder) name = std::filesystem::path(video.path).lexically_normal();
+      return !known.emplace(video.folder, std::move(name)).second;
     });
   }
   std::stable_sort(videos.begin(), videos.end(), comesBefore);
