@@ -21,8 +21,8 @@ namespace caprion {
 enum class MutexLevel : std::uint8_t { driving, intake, threads, leaf };
 
 /// A mutex of the library. While the process forks, the forking thread holds them all: otherwise a child, in
-/// which no other thread lives on, could find one locked for ever. For the driver's it waits a second at most,
-/// and then goes on without. Needs no initialization at run time; never destroyed.
+/// which no other thread lives on, could find one locked for ever. For the driver's it waits a second at
+/// most, and then goes on without. Needs no initialization at run time; never destroyed.
 class CAPRION_THREAD_SAFETY(capability("mutex")) Mutex {
  public:
   constexpr explicit Mutex(MutexLevel level) noexcept : level_(level) {}
