@@ -1,4 +1,7 @@
+#include "client/search.hpp"
+
 #include "client/search_answer.hpp"
+#include "client/search_request.hpp"
 #include "process.hpp"
 #include "service.hpp"
 
@@ -214,6 +217,24 @@ TEST(Search, CallbacksMayBlockOnOneAnother) {
     });
   }
   all.wait();
+}
+
+TEST(Search, ReportsNotBeforeTheCallThatStartedItIsOver) {
+  service().setHandler(always({.body = "[]"}));
+  for (const bool isCancelled : {false, true}) {
+    std::promise<void> promise;
+    std::atomic<bool> isReported = false;
+    {
+      const auto call = startSearch(searchRequest(anything), [&](const auto&) {
+        isReported = true;
+        promise.set_value();
+      });
+      if (isCancelled) cancelLatestSearch();
+      for (int i = 0; i < 3; ++i) EXPECT_TRUE(search(anything));  // each of which ends later
+      EXPECT_FALSE(isReported);
+    }
+    wait(promise.get_future());
+  }
 }
 
 }  // namespace caprion::test

@@ -79,25 +79,6 @@ TEST(URLSession, WaitsNoLongerThanTheTimeOutBehindRequestsThatHang) {
   for (auto& code : codes) EXPECT_EQ(wait(code.get_future()), -999);
 }
 
-TEST(URLSession, ACompletionWaitsForTheCallThatStartedItsTask) {
-  service().setHandler(always({.body = "x"}));
-  for (const bool isCancelled : {false, true}) {
-    std::promise<void> promise;
-    std::atomic<bool> hasRun = false;
-    const auto task = URLSession::shared().dataTask(
-        URLRequest{*URL::fromString("http://held.test/"), std::chrono::minutes(1)}, [&](auto...) {
-          hasRun = true;
-          promise.set_value();
-        });
-    task->holdCompletion();
-    isCancelled ? task->cancel() : task->resume();
-    for (int i = 0; i < 3; ++i) (void)get("http://held.test/");  // each of which ends later
-    EXPECT_FALSE(hasRun);
-    task->releaseCompletion();
-    wait(promise.get_future());
-  }
-}
-
 TEST(URLSession, BytesBehindAnAnswerBelongToNoOther) {
   const std::string stray = "HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nstray";
   for (const Fault fault : {Fault::none, Fault::apart}) {
