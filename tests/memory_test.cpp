@@ -241,7 +241,7 @@ TEST(Memory, AnyAllocationMayFail) {
       {"search by file",
        [&] { return CaprionHelper::shared().findSubtitles(file, "eng", hits), listener.wait(); }},
       {"search by text",
-       [&] { return CaprionHelper::shared().findSubtitles("x", "eng", hits), listener.wait(); }},
+       [&] { return CaprionHelper::shared().findSubtitles(Matching("x"), "eng", hits), listener.wait(); }},
       {"search in C",
        [&] {
          caprion_helper_find_subtitles_matching(caprion_helper_shared(), "x", "eng", hitsInC, nullptr,

@@ -68,7 +68,7 @@ TEST(Search, TheFacadeBuildsTheCriteria) {
             "/search/moviebytesize-65536/moviehash-0000000000010000/sublanguageid-eng");
   std::ofstream(path) << std::string(1'000, 'x');
   EXPECT_EQ(find(URL::fileURLWithPath(path), "all"), "/search/moviebytesize-0/moviehash-/sublanguageid-all");
-  EXPECT_EQ(find(std::string_view("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
+  EXPECT_EQ(find(Matching("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
 }
 
 TEST(Search, JudgesAnAnswerByItsBodyAlone) {

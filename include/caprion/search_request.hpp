@@ -1,12 +1,15 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// The kinds of search criterion that the service knows.
 enum class Param { episode, imdbid, moviebytesize, moviehash, query, season, sublanguageid, tag };
@@ -36,4 +39,13 @@ class CAPRION_EXPORT Arg {
   std::string arg_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE
+
+/// A kind of criterion hashes as its key.
+template <>
+struct std::hash<caprion::Param> {
+  /// The hash of the key.
+  std::size_t operator()(caprion::Param param) const noexcept {
+    return std::hash<std::string_view>()(rawValue(param));
+  }
+};

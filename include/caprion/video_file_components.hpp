@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/result.hpp>
 #include <caprion/url.hpp>
 
@@ -9,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// What the name of a video file tells about its content. A plain value, each field free to be changed;
 /// threads that share one have to see to it themselves that none reads it while another writes.
@@ -58,4 +59,4 @@ class CAPRION_EXPORT VideoFileUtilities {
   static VideoFileComponents componentsFrom(const URL& url) noexcept;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

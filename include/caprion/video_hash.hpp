@@ -1,9 +1,11 @@
 #pragma once
 
+#include <caprion/namespace.hpp>
+
 #include <cstdint>
 #include <string>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// What the service knows a video file by.
 struct VideoHash {
@@ -15,4 +17,4 @@ struct VideoHash {
   friend bool operator==(const VideoHash&, const VideoHash&) = default;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -63,10 +63,10 @@ symbols = subprocess.run(
 ).stdout
 for line in symbols.splitlines():
     symbol = line.split(maxsplit=2)[2]
-    if symbol == "CAPRION_1":
+    if symbol == "CAPRION_1.0":
         continue
     symbol, _, version = symbol.partition("@@")
-    if version != "CAPRION_1":
+    if version != "CAPRION_1.0":
         faults.append(f"exported without its version: {symbol}")
     of_class = re.fullmatch(r"(?:vtable|typeinfo|typeinfo name) for (.*)", symbol)
     if not of_class:
