@@ -269,7 +269,7 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
   EXPECT_EQ(caprion_error_code(error), CAPRION_DECODING_TYPE_MISMATCH);
   caprion_error_free(error);
 
-  for (const std::uintmax_t size : {65'535, 65'536}) {
+  for (const std::uintmax_t size : {65'535u, 65'536u}) {
     const std::string path = file("a b%", size);
     char hash[CAPRION_FILE_HASH_SIZE] = "unchanged";
     std::uint64_t bytes = 1;

@@ -35,7 +35,7 @@ long allocationsLeft = -1;  // before the one that fails; none does while this i
 thread_local bool isTested = false;
 
 // A sanitizer allocates before it can look at anything, for each thread too, so its checks are left out here.
-#define UNCHECKED [[gnu::no_sanitize("address", "thread", "undefined")]]
+#define UNCHECKED __attribute__((no_sanitize("address", "thread", "undefined")))
 
 UNCHECKED bool isOfTheLibrarysThread() {
   char name[16] = "";
@@ -279,8 +279,8 @@ TEST(Memory, AnyAllocationMayFail) {
       hasFailed = __atomic_exchange_n(&allocationsLeft, -1, __ATOMIC_RELAXED) < 0;
       isTested = false;
       const Failure next = once();
-      const auto note = [&, &operation = operation](const std::string& what) {
-        faults += operation + (", after " + std::to_string(before)) + ": " + what + '\n';
+      const auto note = [&, &what = operation](const std::string& fault) {
+        faults += what + (", after " + std::to_string(before)) + ": " + fault + '\n';
       };
       if (got && !(hasFailed && isAllowed(*got))) note(line(*got));
       if (next) note("the next time " + line(*next));

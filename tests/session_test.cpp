@@ -106,7 +106,7 @@ TEST(SessionThreads, LeaveAllSignalsToTheHostButFaultsOfTheirOwn) {
 }
 
 TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
-  constexpr int works = 30;
+  constexpr std::size_t works = 30;
   struct Completion final : SessionCompletion {
     void run() noexcept override { stuck->arrive_and_wait(); }
     std::latch* stuck = nullptr;
@@ -135,7 +135,7 @@ TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
     std::array<Completion, works> completions;
     std::atomic<int> drivers = 0;
     std::atomic<bool> isOver = false;
-    int started = 0;
+    std::size_t started = 0;
     bool sawFull = false;
   };
   static Work work;  // what the threads use outlives the test, as they do
