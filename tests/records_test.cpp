@@ -8,29 +8,29 @@ namespace caprion::test {
 using namespace std::string_literals;
 
 TEST(Subtitle, ReportsTheFirstFaultInKeyOrder) {
-  struct Case {
+  using enum DecodingErrorKind;
+  const struct {
     std::string json;
     DecodingErrorKind kind;
     std::string key = {};
+  } cases[] = {
+      {"", dataCorrupted},
+      {record() + "x", dataCorrupted},
+      {"null", valueNotFound},
+      {"[" + record() + "]", typeMismatch},
+      {"\"IDSubtitle\"", typeMismatch},
+      {"{}", keyNotFound, "IDSubtitle"},
+      {record({{"SubSumCD", ""}, {"MatchedBy", ""}}), keyNotFound, "MatchedBy"},
+      {record({{"MovieYear", "1979"}, {"SubSumCD", "null"}}), typeMismatch, "MovieYear"},
+      {record({{"ISO639", "null"}}), valueNotFound, "ISO639"},
+      {record({{"MovieKind", R"("Movie")"}}), dataCorrupted, "MovieKind"},
+      {record({{"MovieKind", "3"}}), typeMismatch, "MovieKind"},
+      {record({{"ZipDownloadLink", "5"}}), typeMismatch, "ZipDownloadLink"},
+      {record({{"SubFormat", R"({"SubFormat":"srt"})"}}), typeMismatch, "SubFormat"},
+      {record({{"IDSubtitle", R"(["x"])"}}), typeMismatch, "IDSubtitle"},
+      {record({{"idsubtitle", "\"x\""}, {"IDSubtitle", ""}}), keyNotFound, "IDSubtitle"},
   };
-  using enum DecodingErrorKind;
-  for (const Case& c : {
-           Case{"", dataCorrupted},
-           Case{record() + "x", dataCorrupted},
-           Case{"null", valueNotFound},
-           Case{"[" + record() + "]", typeMismatch},
-           Case{"\"IDSubtitle\"", typeMismatch},
-           Case{"{}", keyNotFound, "IDSubtitle"},
-           Case{record({{"SubSumCD", ""}, {"MatchedBy", ""}}), keyNotFound, "MatchedBy"},
-           Case{record({{"MovieYear", "1979"}, {"SubSumCD", "null"}}), typeMismatch, "MovieYear"},
-           Case{record({{"ISO639", "null"}}), valueNotFound, "ISO639"},
-           Case{record({{"MovieKind", R"("Movie")"}}), dataCorrupted, "MovieKind"},
-           Case{record({{"MovieKind", "3"}}), typeMismatch, "MovieKind"},
-           Case{record({{"ZipDownloadLink", "5"}}), typeMismatch, "ZipDownloadLink"},
-           Case{record({{"SubFormat", R"({"SubFormat":"srt"})"}}), typeMismatch, "SubFormat"},
-           Case{record({{"IDSubtitle", R"(["x"])"}}), typeMismatch, "IDSubtitle"},
-           Case{record({{"idsubtitle", "\"x\""}, {"IDSubtitle", ""}}), keyNotFound, "IDSubtitle"},
-       }) {
+  for (const auto& c : cases) {
     const auto decoded = Subtitle::decode(c.json);
     ASSERT_FALSE(decoded) << c.json;
     EXPECT_EQ(decoded.error().domain(), DecodingErrorDomain) << c.json;
@@ -91,22 +91,22 @@ TEST(Subtitle, DerivesItsDisplayValues) {
 
 TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
   const auto id = [](const char* text) { return record({{"IDSubtitle", text}}); };
-  struct Case {
+  const struct {
     std::string json;
     std::string ids;
+  } cases[] = {
+      {"[]", ""},
+      {" [ ] \n", ""},
+      {"[" + id("\"a\"") + "," + record({{"SubSumCD", ""}}) + "," + id("\"b\"") + "]", "ab"},
+      {"[null,1,\"x\",[" + id("\"a\"") + "],{}," + id("\"c\"") + ",true]", "c"},
+      {"[" + id("1") + "," + id("null") + "]", ""},
+      {"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
+      {"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
+      {R"([{"ID\u0053ubtitle":"e",)" + record({{"IDSubtitle", ""}}).substr(1) + "]", "e"},
+      // What one element left behind must not complete the next.
+      {"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
   };
-  for (const Case& c : {
-           Case{"[]", ""},
-           Case{" [ ] \n", ""},
-           Case{"[" + id("\"a\"") + "," + record({{"SubSumCD", ""}}) + "," + id("\"b\"") + "]", "ab"},
-           Case{"[null,1,\"x\",[" + id("\"a\"") + "],{}," + id("\"c\"") + ",true]", "c"},
-           Case{"[" + id("1") + "," + id("null") + "]", ""},
-           Case{"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
-           Case{"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
-           Case{R"([{"ID\u0053ubtitle":"e",)" + record({{"IDSubtitle", ""}}).substr(1) + "]", "e"},
-           // What one element left behind must not complete the next.
-           Case{"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
-       }) {
+  for (const auto& c : cases) {
     const auto result = QueryResult::decode(c.json);
     ASSERT_TRUE(result) << c.json;
     std::string ids;
