@@ -16,6 +16,11 @@ using namespace std::string_literals;
 
 const std::string command = "env LC_ALL=C " CAPRION_COMMAND;
 
+const std::string setup = "\nexport TMPDIR=$PWD/t C='" + command + R"sh('
+  truncate -s 1M "$(printf '[x] a\377.mkv')"
+  printf '\nx\0y\r\n\nlast 2001' >names
+  $C )sh";
+
 /// A JSON text that is written with ' in the place of each ".
 std::string json(std::string text) {
   std::ranges::replace(text, '\'', '"');
@@ -37,19 +42,13 @@ void check(const std::vector<Line>& lines) {
   stand_in::StandIn service(CATALOGUE);
   for (const Line& line : lines) {
     const TemporaryFolder folder;
-    std::ofstream(folder.path / "names") << "\nx\0y\r\n\nlast 2001"s;
-    std::ofstream{folder.path / "[x] a\xFF.mkv"};
-    std::filesystem::resize_file(folder.path / "[x] a\xFF.mkv", 1 << 20);
-    const auto run = runThrough(service, "cd " + folder.path.string() + "; export TMPDIR=$PWD/t C='" +
-                                             command + "'; $C " + line.text);
+    const auto run = runThrough(service, "cd " + folder.path.string() + setup + line.text);
+    SCOPED_TRACE(line.text + "\n" + run.output + run.error);
     std::string output = json(line.output);
     if (const auto at = output.find("HERE"); at != std::string::npos) output.replace(at, 4, folder.path);
-    EXPECT_EQ(run.status, line.status) << line.text;
-    EXPECT_TRUE(output[0] == '*' ? holds(run.output, output.substr(1)) : run.output == output)
-        << line.text << "\n"
-        << run.output;
-    EXPECT_TRUE(line.error.empty() ? run.error.empty() : holds(run.error, line.error)) << line.text << "\n"
-                                                                                       << run.error;
+    EXPECT_EQ(run.status, line.status);
+    EXPECT_TRUE(output[0] == '*' ? holds(run.output, output.substr(1)) : run.output == output);
+    EXPECT_TRUE(line.error.empty() ? run.error.empty() : holds(run.error, line.error));
   }
 }
 
@@ -151,8 +150,8 @@ TEST(Command, ParsesEachNameOnALineOfItsOwn) {
       {"parse The.Show.S01E02.mkv ./-", 0, "The.Show.S01E02.mkv: The Show, season 1, episode 2\n./-: -\n",
        ""},
       {"parse --json -- 'a b (1999) 720p.mkv' -x", 0,
-       "{'file':'a b (1999) 720p.mkv','title':'a b (','year':1999,'resolution':'720p','searchString':'a b ( "
-       "1999'}\n{'file':'-x','title':'-x','searchString':'-x'}\n",
+       "{'file':'a b (1999) 720p.mkv','title':'a b (','year':1999,'resolution':'720p',"
+       "'searchString':'a b ( 1999'}\n{'file':'-x','title':'-x','searchString':'-x'}\n",
        ""},
       {"parse --json ''", 0, empty, ""},
       {"parse x/a.mkv/ /", 0, "x/a.mkv/: a\n/: /\n", ""},
@@ -211,14 +210,13 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       {"$GET big.mkv -l pob -l en,DEU", 1, eng + ger, "big.mkv (pob): No subtitle found",
        "big.eng.srt big.ger.srt ", 5},
       {"$GET --json none.mkv", 1,
-       "{'file':'none.mkv','language':'eng','error':{'domain':'',"
-       "'code':0,'description':'No subtitle found'}}\n",
+       "{'file':'none.mkv','language':'eng',"
+       "'error':{'domain':'','code':0,'description':'No subtitle found'}}\n",
        "", "", 2},
       // Of several hits, the one that suits the name.
       {"$GET -j 1 --json H*.mkv T*.mkv | cut -d, -f 4-", 0,
-       "'subtitleID':'5000602','matchedBy':'moviehash'}\n'subtitleID':'5000404',"
-       "'matchedBy':"
-       "'name'}\n'subtitleID':'5000702','matchedBy':'name'}\n",
+       "'subtitleID':'5000602','matchedBy':'moviehash'}\n'subtitleID':'5000404','matchedBy':'name'}\n"
+       "'subtitleID':'5000702','matchedBy':'name'}\n",
        "", "Harbour.Lights.S01E02.eng.srt The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ", 8},
       // What is a video, and in which order they come.
       {"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; "
@@ -229,10 +227,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
        "a.jpg big.eng.srt big.ger.srt ", 3},
       {"mkdir a; cp big.mkv a/1.mkv; cp big.mkv a/2.mkv; script -qec '$GET --pick a' /dev/null "
        "</dev/null | tail -n 1 | cut -d, -f 4-",
-       0,
-       " 1 not taken, 0 failed, 1 video not "
-       "tried\r\n",
-       "", "a ", 1},
+       0, " 1 not taken, 0 failed, 1 video not tried\r\n", "", "a ", 1},
       {"mv big.mkv big.b; $GET --any big.b", 0, eng, "", "big.b big.eng.srt ", 2},
       {"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/" + eng, "like that of a/big.mkv", "a ",
        2},
@@ -258,9 +253,8 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       {"$GET big.mkv -l sr", 0, "big.srp.sub" + found, "", "big.srp.sub ", 2, "1 sub scc 5000101;"},
       {"mv big.mkv 'a\xFF\n.b.mkv'; $GET --json -l zh a*", 0,
        "{'file':'a\uFFFD\\n.b.mkv','fileBytes':'a%FF%0A.b.mkv','language':'chi',"
-       "'subtitle':"
-       "'a\uFFFD\\n.b.chi.srt','subtitleBytes':'a%FF%0A.b.chi.srt','subtitleID':'5000105',"
-       "'matchedBy':'moviehash','encoding':'gbk'}\n",
+       "'subtitle':'a\uFFFD\\n.b.chi.srt','subtitleBytes':'a%FF%0A.b.chi.srt',"
+       "'subtitleID':'5000105','matchedBy':'moviehash','encoding':'gbk'}\n",
        "", "a\xFF\n.b.chi.srt ", 2},
       {"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1", 0,
        "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
@@ -270,10 +264,8 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       {"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4,
        "1 srt eng none;2 srt eng none;3 srt eng none;4 srt eng 5000101;"},
       {"mkdir a; for i in 1 2 3 4 5; do cp big.mkv a/big.$i.mkv; done; $GET -j 1 a", 3,
-       "a/big.1.eng.srt" + found,
-       "1 placed, 0 already there, 0 not found, 3 failed, 1 video not tried, as the service can't "
-       "be reached",
-       "a ", -1, "", 2, 99},
+       "a/big.1.eng.srt" + found, "3 failed, 1 video not tried, as the service can't be reached", "a ", -1,
+       "", 2, 99},
       {"mv big.mkv Big.S01E02.mkv; $GET --json B*.mkv | cut -d, -f 4; cat B*.srt", 0,
        "'subtitleID':'3'\nx/a 1x02.srt", "", "Big.S01E02.eng.srt ", 4,
        "1 srt eng page;2 srt eng parts;3 srt eng pack;"},
@@ -286,13 +278,6 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
   };
   for (const auto& c : cases) {
     const TemporaryFolder folder, temporary;
-    for (const auto& [name, size] :
-         {std::pair("big.mkv", 1 << 20), std::pair("none.mkv", 0),
-          std::pair("Harbour.Lights.S01E02.mkv", 3 << 20), std::pair("The.Lighthouse.Keepers.S01E03.mkv", 0),
-          std::pair("The.Tide.2011.mkv", 0)}) {
-      std::ofstream(folder.path / name) << "";
-      std::filesystem::resize_file(folder.path / name, static_cast<std::uintmax_t>(size));
-    }
     std::atomic<int> requests = 0;
     stand_in::StandIn service(CATALOGUE, [&](const stand_in::Request& request) -> std::optional<Answer> {
       const int number = requests++;
@@ -319,9 +304,13 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       }
       return Answer{.body = "[" + hits + "]"};
     });
-    const auto run = runThrough(service, "cd " + folder.path.string() +
-                                             "; export LC_ALL=C TMPDIR=" + temporary.path.string() +
-                                             " GET='" CAPRION_COMMAND " get'; " + c.line);
+    const auto run =
+        runThrough(service, "cd " + folder.path.string() + "; TMPDIR=" + temporary.path.string() + R"(
+      export TMPDIR LC_ALL=C GET=')" CAPRION_COMMAND R"( get'
+      truncate -s 1M big.mkv
+      truncate -s 3M Harbour.Lights.S01E02.mkv
+      touch none.mkv The.Lighthouse.Keepers.S01E03.mkv The.Tide.2011.mkv
+      )" + c.line);
     std::set<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder.path)) {
       if (entry.path().extension() != ".mkv") names.insert(entry.path().filename().string() + " ");
