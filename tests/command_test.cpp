@@ -292,15 +292,11 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       for (const std::string& one : split(c.hits, ';')) {
         const auto words = split(one, ' ');
         hits += (hits.empty() ? "" : ",") +
-                record({{"MatchedBy", R"("moviehash")"},
-                        {"MovieName", R"("Big Buck Bunny")"},
-                        {"MovieYear", R"("2008")"},
-                        {"SubFileName", R"("Big.srt")"},
-                        {"IDSubtitle", '"' + words[0] + '"'},
-                        {"SubFormat", '"' + words[1] + '"'},
-                        {"SubLanguageID", '"' + words[2] + '"'},
-                        {"MovieKind", archives.contains(words[3]) ? R"("episode")" : R"("movie")"},
-                        {"ZipDownloadLink", R"("https://dl.test/sub/)" + words[3] + '"'}});
+                record(texts("IDSubtitle SubFormat SubLanguageID ZipDownloadLink MovieKind MatchedBy "
+                             "MovieName MovieYear SubFileName",
+                             {words[0], words[1], words[2], "https://dl.test/sub/" + words[3],
+                              archives.contains(words[3]) ? "episode" : "movie", "moviehash",
+                              "Big Buck Bunny", "2008", "Big.srt"}));
       }
       return Answer{.body = "[" + hits + "]"};
     });
@@ -347,8 +343,7 @@ TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
       const TemporaryFolder folder;
       const std::string file = TEXTS "/" + language + ".txt";
       const auto encoded = runIn("env", "iconv -f utf-8 -t " + encoding + " " + file);
-      const std::string hit =
-          recordFor({{"MatchedBy", R"("moviehash")"}, {"SubLanguageID", '"' + label + '"'}});
+      const std::string hit = recordFor(texts("MatchedBy SubLanguageID", {"moviehash", label}));
       stand_in::ZipWriter writer;
       writer.add("film.srt", encoded.output);
       service().setHandler([&, archive = writer.finish()](const stand_in::Request& request) {

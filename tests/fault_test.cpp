@@ -278,7 +278,7 @@ TEST(Faults, OfTheArchive) {
                       const std::string& content = "", const Changes& changes = {}) {
     return Row{what, {.body = archive}, "", report, changes, content};
   };
-  const auto named = [](const std::string& name) { return Changes{{"SubFileName", '"' + name + '"'}}; };
+  const auto named = [](const std::string& name) { return texts("SubFileName", {name}); };
   check({
       row("no archive", "<html>", onlyArchive, "archive.zip"),
       row("cut short", whole.substr(0, whole.size() - 30), onlyArchive, "archive.zip"),

@@ -13,26 +13,14 @@ namespace {
 
 using Hits = std::vector<std::shared_ptr<const Subtitle>>;
 
-std::string jsonText(const std::string& text) {
-  std::string json = "\"";
-  for (char c : text) (c == '"' ? json += '\\' : json) += c;
-  return json + '"';
-}
-
 /// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS|KIND", of an episode if there is a season.
 std::shared_ptr<const Subtitle> hit(const std::string& line) {
   auto fields = split(line, '|');
   fields.resize(8);
-  const bool isEpisode = !fields[3].empty();
-  return *Subtitle::decode(
-      record({{"MatchedBy", jsonText(fields[0])},
-              {"MovieName", jsonText(isEpisode ? '"' + fields[1] + "\" Part" : fields[1])},
-              {"MovieYear", jsonText(fields[2])},
-              {"MovieKind", jsonText(isEpisode && fields[7].empty() ? "episode" : "movie")},
-              {"SeriesSeason", jsonText(fields[3])},
-              {"SeriesEpisode", jsonText(fields[4])},
-              {"SubFileName", jsonText(fields[5])},
-              {"SubSumCD", jsonText(fields[6])}}));
+  if (!fields[3].empty()) fields[1] = '"' + fields[1] + "\" Part";
+  if (fields[7].empty()) fields[7] = fields[3].empty() ? "movie" : "episode";
+  return *Subtitle::decode(record(texts(
+      "MatchedBy MovieName MovieYear SeriesSeason SeriesEpisode SubFileName SubSumCD MovieKind", fields)));
 }
 
 std::vector<RankedSubtitle> ranked(const Hits& hits, const std::string& video) {

@@ -56,36 +56,27 @@ TEST(Subtitle, LeavesAbsentLinksOutAndKeepsTextsAsTheyAre) {
 }
 
 TEST(Subtitle, DerivesItsDisplayValues) {
+  const std::string movie = "The \"Name\" (99)";
   const struct {
-    std::string kind, movie, series, imdbID, detail = "The \"Name\" (99)";
+    std::string kind, numbers;  // separated by |
+    std::string series, imdbID, detail;
   } cases[] = {
-      {"movie", "133", "9", "tt0000133"},
-      {"episode", "1", "903", "tt0000903", "The \"Name\" (99), season 1, episode "},
-      {"movie", "", "", "tt0000000"},
-      {"movie", "tt0000133", "", "tt0000000"},
-      {"movie", " 42", "", "tt0000000"},
-      {"movie", "42 ", "", "tt0000000"},
-      {"movie", "+42", "", "tt0000042"},
-      {"movie", "-42", "", "tt-000042"},
-      {"movie", "+-42", "", "tt0000000"},
-      {"movie", "++1", "", "tt0000000"},
-      {"movie", "0000042", "", "tt0000042"},
-      {"movie", "12345678", "", "tt12345678"},
-      {"movie", "9223372036854775808", "", "tt0000000"},
-      {"movie", "0x1f", "", "tt0000000"},
+      {"movie", "133", "9", "tt0000133", movie},
+      {"episode", "1", "903", "tt0000903", movie + ", season 1, episode "},
+      {"movie", "|tt0000133| 42|42 |+-42|++1|9223372036854775808|0x1f", "", "tt0000000", movie},
+      {"movie", "+42|0000042", "", "tt0000042", movie},
+      {"movie", "-42", "", "tt-000042", movie},
+      {"movie", "12345678", "", "tt12345678", movie},
   };
-  for (const auto& c : cases) {
-    const auto quoted = [](const std::string& text) { return '"' + text + '"'; };
-    const auto subtitle = Subtitle::decode(record({{"MovieName", R"("The \"Name\"")"},
-                                                   {"MovieYear", "\"99\""},
-                                                   {"MovieKind", quoted(c.kind)},
-                                                   {"IDMovieImdb", quoted(c.movie)},
-                                                   {"SeriesIMDBParent", quoted(c.series)},
-                                                   {"SeriesSeason", "\"1\""},
-                                                   {"SeriesEpisode", "\"\""}}))
-                              .value();
-    EXPECT_EQ(subtitle->imdbID(), c.imdbID) << c.kind << " " << c.movie;
-    EXPECT_EQ(subtitle->detailString(), c.detail);
+  for (const auto& [kind, numbers, series, imdbID, detail] : cases) {
+    for (const std::string& number : split(numbers, '|')) {
+      const auto changes =
+          texts("MovieName MovieYear MovieKind IDMovieImdb SeriesIMDBParent SeriesSeason SeriesEpisode",
+                {"The \"Name\"", "99", kind, number, series, "1", ""});
+      const auto subtitle = Subtitle::decode(record(changes)).value();
+      EXPECT_EQ(subtitle->imdbID(), imdbID) << number;
+      EXPECT_EQ(subtitle->detailString(), detail);
+    }
   }
 }
 
