@@ -3,7 +3,6 @@
 #include "faults.hpp"
 #include "network/url_session.hpp"
 #include "platform/process.hpp"
-#include "reports.hpp"
 #include "zip_writer.hpp"
 
 #include <arpa/inet.h>
@@ -423,8 +422,7 @@ TEST(Faults, OfTheHost) {
 
 TEST(Faults, AnOrphanedUnzipKeepsItsFolder) {
   const TemporaryFolder root;
-  const auto lines = reportsOfProcess({.what = "", .answer = {.body = "BODY"}, .host = "dies"}, goodArchive,
-                                      root.path, recordFor({}));
+  const auto lines = reportsOfProcess({.what = "", .host = "dies"}, false, root.path);
   ASSERT_EQ(lines.size(), 1u);
   const int folder = ::open((root.path / "Caprion/42").c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(::flock(folder, LOCK_EX | LOCK_NB), -1);
