@@ -349,6 +349,12 @@ TEST(Faults, OfTheHost) {
     const std::string host = "refuse " + std::to_string(call) + ' ' + std::to_string(error) + ' ' + mask;
     return Row{.what = what, .answer = answer, .download = downloads, .host = host};
   };
+  const auto setUid = [](const char* what, const std::string& prepare, const std::string& searches,
+                         const std::string& downloads) {
+    const std::string copy =
+        " && HOST=$PWD/a && install -o nobody -m 4755 " PROCESS_UNDER_TEST " $HOST || exit 77";
+    return Row{what, {.body = "BODY"}, searches, downloads, {}, "", "set-uid", prepare + copy};
+  };
   const auto then = [](const std::string& first, const std::string& next) { return first + '\n' + next; };
   const auto diagnosis = [](const std::string& path, const std::string& why) {
     return "directoryEnumerator error at file://" + path + ":  " + path + ": " + why;
@@ -400,6 +406,8 @@ TEST(Faults, OfTheHost) {
       hosted("a child of fork()", "forked", twice(posix(ECHILD)), twice(posix(ECHILD))),
       hosted("while it exits", "at exit", then(twice(good), posix(ECANCELED)),
              then(twice(good), posix(ECANCELED))),
+      setUid("obeys no environment", "true", twice(noName), twice(posix(EACCES) + "/nonexistent: ")),
+      setUid("gives no secrets away", "export SSLKEYLOGFILE=$PWD/secrets", twice(posix(EPERM)), ""),
       refused("no unzip", SYS_execve, ENOENT, twice(posix(ENOENT) + unzip)),
       refused("an unzip that can't be limited", SYS_prlimit64, EPERM, twice(posix(EPERM) + unzip)),
       refused("no descriptors of processes", SYS_pidfd_open, ENOSYS, twice(good)),

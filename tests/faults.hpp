@@ -23,7 +23,7 @@ struct Row {
   Changes changes{};       ///< of the record
   std::string content{};   ///< of the subtitle's folder afterwards; empty: whatever there is
   std::string host{};      ///< what process_under_test becomes; empty: this process is the host
-  std::string prepare = "true";  ///< a shell's command line that is run in the temporary folder beforehand
+  std::string prepare = "true";  ///< a shell's command line for the temporary folder; may change the HOST
   std::string folder = "ROOT";   ///< TMPDIR
 };
 
@@ -86,13 +86,14 @@ inline Lines reportsOfProcess(const Row& row, bool isSearch, const fs::path& roo
     fs::permissions(folder, fs::perms::all);
   }
   const std::string operation = isSearch ? "search" : recordFor(row.changes);
-  std::string command = PROCESS_UNDER_TEST " " + shellQuoted(row.host) + " " + shellQuoted(operation);
+  std::string command = "$HOST " + shellQuoted(row.host) + " " + shellQuoted(operation);
   if (row.host == "on a terminal")
     command = "script -qec " + shellQuoted(command + " 2>&3") + " /dev/null 3>&2";
   const std::string settings = settingsFor(*own);
   std::thread end;
   if (row.host == "bereft of its proxy") end = std::thread([&] { own->waitForRequests(1), own.reset(); });
-  const auto run = runIn(settings, "cd / && TMPDIR=" + root.string() + " " + command);
+  const auto run = runIn(settings, "export HOST=" PROCESS_UNDER_TEST " TMPDIR=" + root.string() +
+                                       "; cd $TMPDIR && " + row.prepare + " && cd / && " + command);
   if (end.joinable()) end.join();
   if (run.status == 77) {
     std::cout << "[  SKIPPED ] " << row.what << ": not on this system, or not under this sanitizer\n";
