@@ -127,15 +127,7 @@ bool isReady(const std::future<void>& future) { return future.wait_for(0s) == st
 
 }  // namespace
 
-class CFace : public InTemporaryFolder {
- protected:
-  /// Makes a file of zeros.
-  std::string file(const std::string& name, std::uintmax_t size) const {
-    std::ofstream{root_.path / name};
-    std::filesystem::resize_file(root_.path / name, size);
-    return root_.path / name;
-  }
-};
+class CFace : public InTemporaryFolder {};
 
 TEST_F(CFace, ReadsEachKeyAsTheMemberDoes) {
   using Text = std::optional<std::string_view>;
@@ -182,7 +174,7 @@ TEST_F(CFace, ReadsEachKeyAsTheMemberDoes) {
 }
 
 TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
-  const std::string video = file("a%20\xFF.mkv", 0), missing = root_.path / "missing";
+  const std::string video = root_.file("a%20\xFF.mkv", 0), missing = root_.path / "missing";
   const std::string good = recordFor({}), list = "[" + record() + "," + good + "]";
   const std::string invalid = R"(NSPOSIXErrorDomain 22 "Invalid argument")";
   const std::string found = "hits: the IDSubtitle 42", lost = "The connection to the server was lost";
@@ -260,7 +252,7 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
   caprion_error_free(error);
 
   for (const std::uintmax_t size : {65'535, 65'536}) {
-    const std::string path = file("a b%", size);
+    const std::string path = root_.file("a b%", size);
     char hash[CAPRION_FILE_HASH_SIZE] = "unchanged";
     std::uint64_t bytes = 1;
     EXPECT_TRUE(!caprion_file_hash("missing", hash, &bytes) && hash == "unchanged"s && bytes == 1);
@@ -314,7 +306,7 @@ TEST_F(CFace, TakesNullForEveryHandleAndText) {
 
 #ifdef HOSTS  // the command lines of the examples, where they are built
 TEST_F(CFace, ServesTheExamplesInEveryLanguage) {
-  const std::string video = file("Bunny.mkv", 1 << 20), path = root_.path / "Caprion/42/film.eng.srt\n";
+  const std::string video = root_.file("Bunny.mkv", 1 << 20), path = root_.path / "Caprion/42/film.eng.srt\n";
   const std::string good = recordFor({}), withoutLink = recordFor({{"ZipDownloadLink", "null"}});
   const struct {
     std::string video, answer, output, error;

@@ -166,8 +166,7 @@ TEST_F(Memory, AnyAllocationMayFail) {
   const URL video = URL::fileURLWithPath("/films/A.Title.That.Is.Not.Held.In.Place.S01E02.720p.2001.mkv");
   const VideoFileComponents parsed{"A Title That Is Not Held In Place S01E02 720p", 2001, 1, 2, "720p"};
 
-  const URL file = URL::fileURLWithPath((root_.path / "video.mkv").string());
-  std::ofstream(file.path()) << std::string(200'000, 'x');
+  const URL file = URL::fileURLWithPath(root_.file("video.mkv", 200'000));
   service().setHandler([&](const auto& request) { return answerTo(request, list); });
   const std::vector<Arg> plain{Arg(Param::query, "x")}, redirected{Arg(Param::query, "redirected")},
       spoilt{Arg(Param::query, "spoilt")};

@@ -62,12 +62,10 @@ TEST(Search, TheFacadeBuildsTheCriteria) {
     return lastRequest().target;
   };
   const TemporaryFolder folder;
-  const std::string path = folder.path / "video";
-  std::ofstream(path) << std::string(65'536, '\0');
-  EXPECT_EQ(find(URL::fileURLWithPath(path), "eng"),
+  EXPECT_EQ(find(URL::fileURLWithPath(folder.file("video", 65'536)), "eng"),
             "/search/moviebytesize-65536/moviehash-0000000000010000/sublanguageid-eng");
-  std::ofstream(path) << std::string(1'000, 'x');
-  EXPECT_EQ(find(URL::fileURLWithPath(path), "all"), "/search/moviebytesize-0/moviehash-/sublanguageid-all");
+  EXPECT_EQ(find(URL::fileURLWithPath(folder.file("short", 1'000)), "all"),
+            "/search/moviebytesize-0/moviehash-/sublanguageid-all");
   EXPECT_EQ(find(std::string_view("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
 }
 
