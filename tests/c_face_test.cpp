@@ -164,6 +164,8 @@ TEST_F(CFace, ReadsEachKeyAsTheMemberDoes) {
       EXPECT_EQ(getter(nullptr), nullptr) << key;
     }
     EXPECT_EQ('"' + std::string(rawValue(subtitle->movieKind())) + '"', kind);
+    EXPECT_EQ(std::hash<MovieKind>()(subtitle->movieKind()),
+              std::hash<std::string_view>()(rawValue(subtitle->movieKind())));
     EXPECT_EQ(caprion_subtitle_movie_kind(handle), inC);
     EXPECT_EQ(subtitle->encode().value(), json);
     EXPECT_EQ(owned(caprion_subtitle_json_copy(handle, nullptr)), json);
