@@ -3,14 +3,11 @@
 #include "faults.hpp"
 #include "network/url_session.hpp"
 #include "platform/process.hpp"
-#include "reports.hpp"
 #include "zip_writer.hpp"
 
-#include <arpa/inet.h>
 #include <netdb.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <zlib.h>
 
@@ -47,7 +44,8 @@ std::string url(int code, const std::string& description) {
   return "NSURLErrorDomain " + std::to_string(code) + " " + description;
 }
 std::string posix(int code) { return "NSPOSIXErrorDomain " + std::to_string(code) + " "; }
-std::string twice(const std::string& line) { return line + '\n' + line; }
+std::string then(const std::string& first, const std::string& next) { return first + '\n' + next; }
+std::string twice(const std::string& line) { return then(line, line); }
 
 const std::string noList = "org.caprion.answer 0 ";
 const std::string notFound = " 0 No subtitle file found in the zip archive. [";
@@ -108,6 +106,13 @@ std::string made(const std::function<void(ZipWriter&)>& fill) {
 }
 std::string archiveOf(const std::string& name, const std::string& content, const ZipOptions& options) {
   return made([&](auto& writer) { writer.add(name, content, options); });
+}
+
+std::string inFolder(unsigned folderMode, unsigned mode) {
+  return made([=](auto& writer) {
+    writer.addFolder("a/", folderMode);
+    writer.add("a/film.srt", "x", {.mode = mode});
+  });
 }
 
 std::string littleEndian(std::uint64_t value, std::size_t size) {
@@ -219,20 +224,12 @@ TEST(Faults, OfTheServer) {
 }
 
 TEST(Faults, OfTheWayThere) {
-  // Bound and not listened to, so that nobody else can be there.
-  const int nobody = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{
-      .sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
-  socklen_t size = sizeof address;
-  ASSERT_EQ(::bind(nobody, reinterpret_cast<sockaddr*>(&address), size), 0);
-  ASSERT_EQ(::getsockname(nobody, reinterpret_cast<sockaddr*>(&address), &size), 0);
-  const std::string port = std::to_string(ntohs(address.sin_port));
   const auto linked = [](const char* what, const char* link, const std::string& report) {
     const char* const content = report[0] == ' ' ? "no folder" : "";
     return Row{.what = what, .download = report, .changes = {{"ZipDownloadLink", link}}, .content = content};
   };
   check({
-      {"nothing listens", redirect("https://127.0.0.1:" + port), noConnection},
+      {"nothing listens", redirect("https://127.0.0.1:1"), noConnection},
       {"no such name", redirect("https://direct.test/"), noName},
       {"the proxy forbids it", redirect("https://forbidden.test/"), noConnection},
       {"the proxy closes", redirect("https://closed.test/"), lost},
@@ -252,7 +249,6 @@ TEST(Faults, OfTheWayThere) {
       linked("http", R"("http://dl.test/42")", good),
       linked("in capitals", R"("HTTPS://DL.test/42")", good),
   });
-  ::close(nobody);
 }
 
 TEST(Faults, OfTheArchive) {
@@ -263,10 +259,6 @@ TEST(Faults, OfTheArchive) {
   const std::string tooManyFiles = posix(EFBIG) + "42/archive.zip: it holds more than 10,000 files";
   const std::string missing = " 0 The unzipped subtitle file doesn't exist";
   const std::string slashes = "film...%2F..%2F\xC3\xA4.%2F%00";
-  const std::string closed = made([](auto& z) {
-    z.addFolder("a/", 0500);
-    z.add("a/film.srt", "x");
-  });
   const std::string closedTarget = made([](auto& z) {
     z.add("a/text", "x", {.mode = 0});
     z.addSymlink("film.srt", "a/text");
@@ -278,7 +270,7 @@ TEST(Faults, OfTheArchive) {
                       const std::string& content = "", const Changes& changes = {}) {
     return Row{what, {.body = archive}, "", report, changes, content};
   };
-  const auto named = [](const std::string& name) { return Changes{{"SubFileName", '"' + name + '"'}}; };
+  const auto named = [](const std::string& name) { return texts("SubFileName", {name}); };
   check({
       row("no archive", "<html>", onlyArchive, "archive.zip"),
       row("cut short", whole.substr(0, whole.size() - 30), onlyArchive, "archive.zip"),
@@ -309,7 +301,7 @@ TEST(Faults, OfTheArchive) {
       row("a name of 5,000 bytes", zip({std::string(5'000, 'x') + ".srt"}), onlyArchive),
       row("a fifo", archiveOf("film.srt", "", {.mode = S_IFIFO | 0600}), good, one),
       row("nobody may read it", archiveOf("film.srt", "x", {.mode = 0}), good, one),
-      row("nobody may change its folder", closed, "42/a/film.eng.srt"),
+      row("nobody may change its folder", inFolder(0500, 0644), "42/a/film.eng.srt"),
       row("a link to what nobody may read", closedTarget, good),
       row("thousands of files", thousands, tooManyFiles, "archive.zip"),
       row("gigabytes in large files", gigabytes, moreThanAGigabyte, "archive.zip"),
@@ -350,7 +342,12 @@ TEST(Faults, OfTheHost) {
     const std::string host = "refuse " + std::to_string(call) + ' ' + std::to_string(error) + ' ' + mask;
     return Row{.what = what, .answer = answer, .download = downloads, .host = host};
   };
-  const auto then = [](const std::string& first, const std::string& next) { return first + '\n' + next; };
+  const auto setUid = [](const char* what, const std::string& prepare, const std::string& searches,
+                         const std::string& downloads) {
+    const std::string copy =
+        " && HOST=$PWD/a && install -o nobody -m 4755 " PROCESS_UNDER_TEST " $HOST || exit 77";
+    return Row{what, {.body = "BODY"}, searches, downloads, {}, "", "set-uid", prepare + copy};
+  };
   const auto diagnosis = [](const std::string& path, const std::string& why) {
     return "directoryEnumerator error at file://" + path + ":  " + path + ": " + why;
   };
@@ -369,19 +366,14 @@ TEST(Faults, OfTheHost) {
   const Answer encrypted{.body = archiveOf("film.srt", "x", {.password = "x"})};
   const Answer large{.body = archiveOf("film.srt", text, {.deflate = false})};
   const Answer packed{.body = archiveOf("film.srt", text, {})};
-  const auto closed = [](unsigned mode) {
-    return Answer{.body = made([mode](auto& z) {
-                    z.addFolder("a/", mode);
-                    z.add("a/film.srt", "x", {.mode = mode});
-                  })};
-  };
   std::vector<Row> rows{
       hosted("an ordinary one", "plain", twice(good), twice(good)),
       hosted("one that ignores and blocks all", "hostile", twice(good), twice(good)),
       hosted("an output that is closed", "hostile", twice(noList), "", noJSON),
       hosted("no error output alone", "without error output", twice(good), twice(good)),
-      hosted("unreadable folders", "plain", "", denied("42/a"), closed(0)),
-      hosted("folders that show no more than names", "plain", "", denied("42/a/film.srt"), closed(0444)),
+      hosted("unreadable folders", "plain", "", denied("42/a"), {.body = inFolder(0, 0)}),
+      hosted("folders that show no more than names", "plain", "", denied("42/a/film.srt"),
+             {.body = inFolder(0444, 0444)}),
       hosted("a terminal to ask at", "on a terminal", "", twice(onlyArchive), encrypted),
       hosted("an output that is full", "full output", twice(noList), "", noJSON),
       hosted("an output that nobody reads", "broken output", twice(noList), "", noJSON),
@@ -401,6 +393,8 @@ TEST(Faults, OfTheHost) {
       hosted("a child of fork()", "forked", twice(posix(ECHILD)), twice(posix(ECHILD))),
       hosted("while it exits", "at exit", then(twice(good), posix(ECANCELED)),
              then(twice(good), posix(ECANCELED))),
+      setUid("obeys no environment", "true", twice(noName), twice(posix(EACCES) + "/nonexistent: ")),
+      setUid("gives no secrets away", "export SSLKEYLOGFILE=$PWD/secrets", twice(posix(EPERM)), ""),
       refused("no unzip", SYS_execve, ENOENT, twice(posix(ENOENT) + unzip)),
       refused("an unzip that can't be limited", SYS_prlimit64, EPERM, twice(posix(EPERM) + unzip)),
       refused("no descriptors of processes", SYS_pidfd_open, ENOSYS, twice(good)),
@@ -423,8 +417,7 @@ TEST(Faults, OfTheHost) {
 
 TEST(Faults, AnOrphanedUnzipKeepsItsFolder) {
   const TemporaryFolder root;
-  const auto lines = reportsOfProcess({.what = "", .answer = {.body = "BODY"}, .host = "dies"}, goodArchive,
-                                      root.path, recordFor({}));
+  const auto lines = reportsOfProcess({.what = "", .host = "dies"}, false, root.path);
   ASSERT_EQ(lines.size(), 1u);
   const int folder = ::open((root.path / "Caprion/42").c_str(), O_RDONLY | O_CLOEXEC);
   EXPECT_EQ(::flock(folder, LOCK_EX | LOCK_NB), -1);

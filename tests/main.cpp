@@ -10,6 +10,16 @@ stand_in::StandIn& service() {
   return server;
 }
 
+Changes texts(const std::string& keys, std::vector<std::string> values) {
+  Changes changes;
+  for (const std::string& key : split(keys, ' ')) {
+    std::string json = "\"";
+    for (const char c : values[changes.size()]) (c == '"' ? json += '\\' : json) += c;
+    changes.emplace_back(key, json + '"');
+  }
+  return changes;
+}
+
 std::string record(const Changes& changes) {
   const std::string keys =
       "IDSubtitle MatchedBy SubFileName SubLanguageID LanguageName ISO639 SubFormat MovieName MovieYear "
@@ -30,11 +40,8 @@ std::string record(const Changes& changes) {
 }
 
 std::string recordFor(const Changes& changes) {
-  Changes all{{"IDSubtitle", "\"42\""},
-              {"SubFileName", "\"film.srt\""},
-              {"SubLanguageID", "\"ENG\""},
-              {"SubFormat", "\"SRT\""},
-              {"ZipDownloadLink", "\"https://dl.test/42\""}};
+  Changes all = texts("IDSubtitle SubFileName SubLanguageID SubFormat ZipDownloadLink",
+                      {"42", "film.srt", "ENG", "SRT", "https://dl.test/42"});
   all.insert(all.end(), changes.begin(), changes.end());
   return record(all);
 }

@@ -13,26 +13,14 @@ namespace {
 
 using Hits = std::vector<std::shared_ptr<const Subtitle>>;
 
-std::string jsonText(const std::string& text) {
-  std::string json = "\"";
-  for (char c : text) (c == '"' ? json += '\\' : json) += c;
-  return json + '"';
-}
-
 /// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS|KIND", of an episode if there is a season.
 std::shared_ptr<const Subtitle> hit(const std::string& line) {
   auto fields = split(line, '|');
   fields.resize(8);
-  const bool isEpisode = !fields[3].empty();
-  return *Subtitle::decode(
-      record({{"MatchedBy", jsonText(fields[0])},
-              {"MovieName", jsonText(isEpisode ? '"' + fields[1] + "\" Part" : fields[1])},
-              {"MovieYear", jsonText(fields[2])},
-              {"MovieKind", jsonText(isEpisode && fields[7].empty() ? "episode" : "movie")},
-              {"SeriesSeason", jsonText(fields[3])},
-              {"SeriesEpisode", jsonText(fields[4])},
-              {"SubFileName", jsonText(fields[5])},
-              {"SubSumCD", jsonText(fields[6])}}));
+  if (!fields[3].empty()) fields[1] = '"' + fields[1] + "\" Part";
+  if (fields[7].empty()) fields[7] = fields[3].empty() ? "movie" : "episode";
+  return *Subtitle::decode(record(texts(
+      "MatchedBy MovieName MovieYear SeriesSeason SeriesEpisode SubFileName SubSumCD MovieKind", fields)));
 }
 
 std::vector<RankedSubtitle> ranked(const Hits& hits, const std::string& video) {
@@ -236,30 +224,29 @@ TEST(MatchingCFace, RanksAndKnowsLanguagesAsTheLibraryDoes) {
   const Hits hits{hit("x|A|2001"), hit("tag|B|2001"), hit("x|C|2001"), hit("moviehash|A|2002")};
   caprion_subtitle_list list;
   for (const auto& record : hits) list.subtitles.push_back({record});
-  const auto expected = ranked(hits, "A.2001.mkv");
   caprion_ranking* const ranking = caprion_ranking_new(&list, "/films/A.2001.mkv");
-  ASSERT_EQ(caprion_ranking_count(ranking), expected.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) {
-    EXPECT_EQ(caprion_ranking_subtitle_at(ranking, i)->record, expected[i].subtitle);
-    EXPECT_EQ(int(caprion_ranking_evidence_at(ranking, i)), int(expected[i].evidence));
-    EXPECT_EQ(caprion_ranking_reason_at(ranking, i), expected[i].reason);
+  std::size_t i = 0;
+  for (const auto& [subtitle, evidence, reason] : ranked(hits, "A.2001.mkv")) {
+    ASSERT_LT(i, caprion_ranking_count(ranking));
+    EXPECT_EQ(caprion_ranking_subtitle_at(ranking, i)->record, subtitle);
+    EXPECT_EQ(int(caprion_ranking_evidence_at(ranking, i)), int(evidence));
+    EXPECT_EQ(caprion_ranking_reason_at(ranking, i++), reason);
   }
-  EXPECT_EQ(caprion_ranking_subtitle_at(ranking, expected.size()), nullptr);
-  EXPECT_EQ(caprion_ranking_reason_at(ranking, expected.size()), nullptr);
+  EXPECT_EQ(i, caprion_ranking_count(ranking));
+  EXPECT_FALSE(caprion_ranking_subtitle_at(ranking, i) || caprion_ranking_reason_at(ranking, i));
   caprion_ranking_free(ranking);
-  EXPECT_EQ(caprion_ranking_new(nullptr, "x"), nullptr);
-  EXPECT_EQ(caprion_ranking_count(nullptr), 0);
+  EXPECT_FALSE(caprion_ranking_new(nullptr, "x") || caprion_ranking_count(nullptr));
 
-  ASSERT_EQ(caprion_language_count(), Language::all().size());
-  for (std::size_t i = 0; i < Language::all().size(); ++i) {
-    const caprion_language* const l = caprion_language_at(i);
+  i = 0;
+  for (const Language& language : Language::all()) {
+    const caprion_language* const l = caprion_language_at(i++);
     EXPECT_EQ((Language{caprion_language_identifier(l), caprion_language_iso6391(l),
                         caprion_language_iso6392(l), caprion_language_tag(l), caprion_language_name(l)}),
-              Language::all()[i]);
+              language);
     EXPECT_EQ(caprion_language_from(caprion_language_identifier(l)), l);
   }
-  EXPECT_EQ(caprion_language_at(caprion_language_count()), nullptr);
-  EXPECT_EQ(caprion_language_from("all"), nullptr);
+  EXPECT_EQ(i, caprion_language_count());
+  EXPECT_FALSE(caprion_language_at(i) || caprion_language_from("all"));
   EXPECT_EQ(caprion_language_name(caprion_language_from(nullptr)), nullptr);
 }
 

@@ -11,21 +11,11 @@
 #include <caprion/release_name.hpp>
 #include <caprion/video_file_components.hpp>
 
-#include <gtest/gtest.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
-#include <atomic>
-#include <cerrno>
-#include <cstdlib>
-#include <functional>
 #include <new>
-#include <optional>
 #include <semaphore>
-#include <string>
-#include <string_view>
-#include <thread>
 
 // The program's own allocator, which is also that of the libraries beneath, lets one allocation fail: of the
 // thread that asked for it, and of the library's threads.
@@ -35,7 +25,7 @@ long allocationsLeft = -1;  // before the one that fails; none does while this i
 thread_local bool isTested = false;
 
 // A sanitizer allocates before it can look at anything, for each thread too, so its checks are left out here.
-#define UNCHECKED [[gnu::no_sanitize("address", "thread", "undefined")]]
+#define UNCHECKED __attribute__((no_sanitize("address", "thread", "undefined")))
 
 UNCHECKED bool isOfTheLibrarysThread() {
   char name[16] = "";
@@ -99,14 +89,16 @@ using stand_in::Answer;
 /// Why an operation failed. What tells it takes no memory.
 using Failure = std::optional<Error>;
 
-template <typename Value>
-Failure failureOf(const Result<Value>& result) {
-  return result ? std::nullopt : Failure(result.error());
-}
-
 Failure unless(bool isRight) {
   static const Error wrong = libraryError("a wrong result");
   return isRight ? std::nullopt : Failure(wrong);
+}
+
+/// None if it is the one that the operation has to tell, of this domain.
+template <typename Value>
+Failure failureOf(const Result<Value>& result, std::string_view told = {}) {
+  if (result) return unless(told.data() == nullptr);
+  return told.data() != nullptr && result.error().domain() == told ? Failure() : Failure(result.error());
 }
 
 /// Gets the reports of an operation.
@@ -160,10 +152,12 @@ std::ptrdiff_t openDescriptors() {
 
 }  // namespace
 
+class Memory : public InTemporaryFolder {};
+
 /// Whichever single allocation of an operation fails, it succeeds or reports ENOMEM, once, and leaves nothing
 /// behind that spoils it for the next time. An operation of the library's that throws std::bad_alloc does
 /// report that. What libcurl or OpenSSL lacks the memory for may be any error of the transport.
-TEST(Memory, AnyAllocationMayFail) {
+TEST_F(Memory, AnyAllocationMayFail) {
   const std::string json = record(), list = "[" + json + "," + json + "]";
   const std::string name = R"({"title":"A title that is not held in place"})";
   const auto subtitle = Subtitle::decode(json).value();
@@ -172,26 +166,27 @@ TEST(Memory, AnyAllocationMayFail) {
   const URL video = URL::fileURLWithPath("/films/A.Title.That.Is.Not.Held.In.Place.S01E02.720p.2001.mkv");
   const VideoFileComponents parsed{"A Title That Is Not Held In Place S01E02 720p", 2001, 1, 2, "720p"};
 
-  const TemporaryFolder root;
-  ::setenv("TMPDIR", root.path.c_str(), 1);
-  const URL file = URL::fileURLWithPath((root.path / "video.mkv").string());
-  std::ofstream(file.path()) << std::string(200'000, 'x');
+  const URL file = URL::fileURLWithPath(root_.file("video.mkv", 200'000));
   service().setHandler([&](const auto& request) { return answerTo(request, list); });
-  const auto search = [](const std::vector<Arg>& args, Caprion::QueryCompletion completion) {
-    Caprion::shared().query(args, std::move(completion));
-    return listener.wait();
-  };
   const std::vector<Arg> plain{Arg(Param::query, "x")}, redirected{Arg(Param::query, "redirected")},
       spoilt{Arg(Param::query, "spoilt")};
+  const auto search = [](const std::vector<Arg>& args, std::string_view told = {}) {
+    Caprion::shared().query(args, [told](const auto& got) { listener.report(failureOf(got, told)); });
+    return listener.wait();
+  };
   const auto linked = [](const char* entry) {
     return Subtitle::decode(
         recordFor({{"ZipDownloadLink", R"("http://dl.test/42")"}, {"SubFileName", entry}}));
   };
   const auto there = linked(R"("film.srt")").value(), notThere = linked(R"("film.txt")").value();
-  const auto placed = [](const Result<URL>& report) {
-    listener.report(report ? unless(report->path().ends_with("/42/film.eng.srt")) : failureOf(report));
-  };
   Downloader downloader;
+  const auto download = [&](const Subtitle& record, std::string_view told = {}) {
+    downloader.download(record, [told](const auto& report) {
+      const bool isElsewhere = report && !report->path().ends_with("/42/film.eng.srt");
+      listener.report(isElsewhere ? unless(false) : failureOf(report, told));
+    });
+    return listener.wait();
+  };
 
   const struct {
     const char* operation;
@@ -200,11 +195,7 @@ TEST(Memory, AnyAllocationMayFail) {
       {"decode a record", [&] { return failureOf(Subtitle::decode(json)); }},
       {"encode a record", [&] { return failureOf(subtitle->encode()); }},
       {"decode an answer", [&] { return failureOf(QueryResult::decode(list)); }},
-      {"decode what is no answer",
-       [&] {
-         const auto answer = QueryResult::decode("{}");
-         return !answer && answer.error().domain() == DecodingErrorDomain ? Failure() : failureOf(answer);
-       }},
+      {"decode what is no answer", [] { return failureOf(QueryResult::decode("{}"), DecodingErrorDomain); }},
       {"encode an answer", [&] { return failureOf(result.encode()); }},
       {"decode components", [&] { return failureOf(VideoFileComponents::decode(name)); }},
       {"encode components", [&] { return failureOf(components.encode()); }},
@@ -228,16 +219,9 @@ TEST(Memory, AnyAllocationMayFail) {
          const auto url = URL::fromString("https://dl.test/a/name%20that/is/not/held/in/place");
          return unless(url && url->path() == "/a/name that/is/not/held/in/place");
        }},
-      {"search", [&] { return search(plain, [](const auto& got) { listener.report(failureOf(got)); }); }},
-      {"search, redirected to what is gzip-encoded",
-       [&] { return search(redirected, [](const auto& got) { listener.report(failureOf(got)); }); }},
-      {"search, with an answer that is no list",
-       [&] {
-         return search(spoilt, [](const auto& got) {
-           const bool isTold = !got && got.error().domain() == AnswerErrorDomain;
-           listener.report(isTold ? Failure() : failureOf(got));
-         });
-       }},
+      {"search", [&] { return search(plain); }},
+      {"search, redirected to what is gzip-encoded", [&] { return search(redirected); }},
+      {"search, with an answer that is no list", [&] { return search(spoilt, AnswerErrorDomain); }},
       {"search by file",
        [&] { return CaprionHelper::shared().findSubtitles(file, "eng", hits), listener.wait(); }},
       {"search by text",
@@ -248,7 +232,7 @@ TEST(Memory, AnyAllocationMayFail) {
                                                 nullptr);
          return listener.wait();
        }},
-      {"download", [&] { return downloader.download(*there, placed), listener.wait(); }},
+      {"download", [&] { return download(*there); }},
       {"download by the facade, and so by the client",
        [&] {
          CaprionHelper::shared().downloadSubtitleFile(*there, [](const auto& report, const auto& error) {
@@ -256,14 +240,7 @@ TEST(Memory, AnyAllocationMayFail) {
          });
          return listener.wait();
        }},
-      {"download what lacks the file",
-       [&] {
-         downloader.download(*notThere, [](const auto& report) {
-           const bool isTold = !report && report.error().domain().empty();
-           listener.report(isTold ? Failure() : failureOf(report));
-         });
-         return listener.wait();
-       }},
+      {"download what lacks the file", [&] { return download(*notThere, ""); }},
   };
   std::string faults;
   testing::internal::CaptureStdout();  // of answers that are no lists
@@ -279,8 +256,8 @@ TEST(Memory, AnyAllocationMayFail) {
       hasFailed = __atomic_exchange_n(&allocationsLeft, -1, __ATOMIC_RELAXED) < 0;
       isTested = false;
       const Failure next = once();
-      const auto note = [&, &operation = operation](const std::string& what) {
-        faults += operation + (", after " + std::to_string(before)) + ": " + what + '\n';
+      const auto note = [&, &what = operation](const std::string& fault) {
+        faults += what + (", after " + std::to_string(before)) + ": " + fault + '\n';
       };
       if (got && !(hasFailed && isAllowed(*got))) note(line(*got));
       if (next) note("the next time " + line(*next));
@@ -293,7 +270,6 @@ TEST(Memory, AnyAllocationMayFail) {
   const std::string output = testing::internal::GetCapturedStdout();
   EXPECT_EQ(output.find("Archive:"), std::string::npos) << "unzip has the host's output";
   EXPECT_EQ(faults, "");
-  ::unsetenv("TMPDIR");
 }
 
 }  // namespace caprion::test

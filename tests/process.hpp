@@ -37,6 +37,13 @@ struct TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
+  /// Makes a file of so many zeros.
+  std::string file(const std::string& name, std::uintmax_t size) const {
+    std::ofstream{path / name};
+    std::filesystem::resize_file(path / name, size);
+    return path / name;
+  }
+
   std::filesystem::path path;
 };
 

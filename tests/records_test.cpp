@@ -8,29 +8,29 @@ namespace caprion::test {
 using namespace std::string_literals;
 
 TEST(Subtitle, ReportsTheFirstFaultInKeyOrder) {
-  struct Case {
+  using enum DecodingErrorKind;
+  const struct {
     std::string json;
     DecodingErrorKind kind;
     std::string key = {};
+  } cases[] = {
+      {"", dataCorrupted},
+      {record() + "x", dataCorrupted},
+      {"null", valueNotFound},
+      {"[" + record() + "]", typeMismatch},
+      {"\"IDSubtitle\"", typeMismatch},
+      {"{}", keyNotFound, "IDSubtitle"},
+      {record({{"SubSumCD", ""}, {"MatchedBy", ""}}), keyNotFound, "MatchedBy"},
+      {record({{"MovieYear", "1979"}, {"SubSumCD", "null"}}), typeMismatch, "MovieYear"},
+      {record({{"ISO639", "null"}}), valueNotFound, "ISO639"},
+      {record({{"MovieKind", R"("Movie")"}}), dataCorrupted, "MovieKind"},
+      {record({{"MovieKind", "3"}}), typeMismatch, "MovieKind"},
+      {record({{"ZipDownloadLink", "5"}}), typeMismatch, "ZipDownloadLink"},
+      {record({{"SubFormat", R"({"SubFormat":"srt"})"}}), typeMismatch, "SubFormat"},
+      {record({{"IDSubtitle", R"(["x"])"}}), typeMismatch, "IDSubtitle"},
+      {record({{"idsubtitle", "\"x\""}, {"IDSubtitle", ""}}), keyNotFound, "IDSubtitle"},
   };
-  using enum DecodingErrorKind;
-  for (const Case& c : {
-           Case{"", dataCorrupted},
-           Case{record() + "x", dataCorrupted},
-           Case{"null", valueNotFound},
-           Case{"[" + record() + "]", typeMismatch},
-           Case{"\"IDSubtitle\"", typeMismatch},
-           Case{"{}", keyNotFound, "IDSubtitle"},
-           Case{record({{"SubSumCD", ""}, {"MatchedBy", ""}}), keyNotFound, "MatchedBy"},
-           Case{record({{"MovieYear", "1979"}, {"SubSumCD", "null"}}), typeMismatch, "MovieYear"},
-           Case{record({{"ISO639", "null"}}), valueNotFound, "ISO639"},
-           Case{record({{"MovieKind", R"("Movie")"}}), dataCorrupted, "MovieKind"},
-           Case{record({{"MovieKind", "3"}}), typeMismatch, "MovieKind"},
-           Case{record({{"ZipDownloadLink", "5"}}), typeMismatch, "ZipDownloadLink"},
-           Case{record({{"SubFormat", R"({"SubFormat":"srt"})"}}), typeMismatch, "SubFormat"},
-           Case{record({{"IDSubtitle", R"(["x"])"}}), typeMismatch, "IDSubtitle"},
-           Case{record({{"idsubtitle", "\"x\""}, {"IDSubtitle", ""}}), keyNotFound, "IDSubtitle"},
-       }) {
+  for (const auto& c : cases) {
     const auto decoded = Subtitle::decode(c.json);
     ASSERT_FALSE(decoded) << c.json;
     EXPECT_EQ(decoded.error().domain(), DecodingErrorDomain) << c.json;
@@ -56,57 +56,48 @@ TEST(Subtitle, LeavesAbsentLinksOutAndKeepsTextsAsTheyAre) {
 }
 
 TEST(Subtitle, DerivesItsDisplayValues) {
+  const std::string movie = "The \"Name\" (99)";
   const struct {
-    std::string kind, movie, series, imdbID, detail = "The \"Name\" (99)";
+    std::string kind, numbers;  // separated by |
+    std::string series, imdbID, detail;
   } cases[] = {
-      {"movie", "133", "9", "tt0000133"},
-      {"episode", "1", "903", "tt0000903", "The \"Name\" (99), season 1, episode "},
-      {"movie", "", "", "tt0000000"},
-      {"movie", "tt0000133", "", "tt0000000"},
-      {"movie", " 42", "", "tt0000000"},
-      {"movie", "42 ", "", "tt0000000"},
-      {"movie", "+42", "", "tt0000042"},
-      {"movie", "-42", "", "tt-000042"},
-      {"movie", "+-42", "", "tt0000000"},
-      {"movie", "++1", "", "tt0000000"},
-      {"movie", "0000042", "", "tt0000042"},
-      {"movie", "12345678", "", "tt12345678"},
-      {"movie", "9223372036854775808", "", "tt0000000"},
-      {"movie", "0x1f", "", "tt0000000"},
+      {"movie", "133", "9", "tt0000133", movie},
+      {"episode", "1", "903", "tt0000903", movie + ", season 1, episode "},
+      {"movie", "|tt0000133| 42|42 |+-42|++1|9223372036854775808|0x1f", "", "tt0000000", movie},
+      {"movie", "+42|0000042", "", "tt0000042", movie},
+      {"movie", "-42", "", "tt-000042", movie},
+      {"movie", "12345678", "", "tt12345678", movie},
   };
-  for (const auto& c : cases) {
-    const auto quoted = [](const std::string& text) { return '"' + text + '"'; };
-    const auto subtitle = Subtitle::decode(record({{"MovieName", R"("The \"Name\"")"},
-                                                   {"MovieYear", "\"99\""},
-                                                   {"MovieKind", quoted(c.kind)},
-                                                   {"IDMovieImdb", quoted(c.movie)},
-                                                   {"SeriesIMDBParent", quoted(c.series)},
-                                                   {"SeriesSeason", "\"1\""},
-                                                   {"SeriesEpisode", "\"\""}}))
-                              .value();
-    EXPECT_EQ(subtitle->imdbID(), c.imdbID) << c.kind << " " << c.movie;
-    EXPECT_EQ(subtitle->detailString(), c.detail);
+  for (const auto& [kind, numbers, series, imdbID, detail] : cases) {
+    for (const std::string& number : split(numbers, '|')) {
+      const auto changes =
+          texts("MovieName MovieYear MovieKind IDMovieImdb SeriesIMDBParent SeriesSeason SeriesEpisode",
+                {"The \"Name\"", "99", kind, number, series, "1", ""});
+      const auto subtitle = Subtitle::decode(record(changes)).value();
+      EXPECT_EQ(subtitle->imdbID(), imdbID) << number;
+      EXPECT_EQ(subtitle->detailString(), detail);
+    }
   }
 }
 
 TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
   const auto id = [](const char* text) { return record({{"IDSubtitle", text}}); };
-  struct Case {
+  const struct {
     std::string json;
     std::string ids;
+  } cases[] = {
+      {"[]", ""},
+      {" [ ] \n", ""},
+      {"[" + id("\"a\"") + "," + record({{"SubSumCD", ""}}) + "," + id("\"b\"") + "]", "ab"},
+      {"[null,1,\"x\",[" + id("\"a\"") + "],{}," + id("\"c\"") + ",true]", "c"},
+      {"[" + id("1") + "," + id("null") + "]", ""},
+      {"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
+      {"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
+      {R"([{"ID\u0053ubtitle":"e",)" + record({{"IDSubtitle", ""}}).substr(1) + "]", "e"},
+      // What one element left behind must not complete the next.
+      {"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
   };
-  for (const Case& c : {
-           Case{"[]", ""},
-           Case{" [ ] \n", ""},
-           Case{"[" + id("\"a\"") + "," + record({{"SubSumCD", ""}}) + "," + id("\"b\"") + "]", "ab"},
-           Case{"[null,1,\"x\",[" + id("\"a\"") + "],{}," + id("\"c\"") + ",true]", "c"},
-           Case{"[" + id("1") + "," + id("null") + "]", ""},
-           Case{"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
-           Case{"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
-           Case{R"([{"ID\u0053ubtitle":"e",)" + record({{"IDSubtitle", ""}}).substr(1) + "]", "e"},
-           // What one element left behind must not complete the next.
-           Case{"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
-       }) {
+  for (const auto& c : cases) {
     const auto result = QueryResult::decode(c.json);
     ASSERT_TRUE(result) << c.json;
     std::string ids;

@@ -62,31 +62,29 @@ TEST(Search, TheFacadeBuildsTheCriteria) {
     return lastRequest().target;
   };
   const TemporaryFolder folder;
-  const std::string path = folder.path / "video";
-  std::ofstream(path) << std::string(65'536, '\0');
-  EXPECT_EQ(find(URL::fileURLWithPath(path), "eng"),
+  EXPECT_EQ(find(URL::fileURLWithPath(folder.file("video", 65'536)), "eng"),
             "/search/moviebytesize-65536/moviehash-0000000000010000/sublanguageid-eng");
-  std::ofstream(path) << std::string(1'000, 'x');
-  EXPECT_EQ(find(URL::fileURLWithPath(path), "all"), "/search/moviebytesize-0/moviehash-/sublanguageid-all");
+  EXPECT_EQ(find(URL::fileURLWithPath(folder.file("short", 1'000)), "all"),
+            "/search/moviebytesize-0/moviehash-/sublanguageid-all");
   EXPECT_EQ(find(Matching("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
 }
 
 TEST(Search, JudgesAnAnswerByItsBodyAlone) {
-  struct Case {
+  const struct {
     int status;
     std::string body;
     std::optional<std::size_t> hits;  // or a failure with the body as its description
     bool isText = true;
+  } cases[] = {
+      {404, "[]", 0},
+      {500, "[" + record() + ",{}]", 1},
+      {304, "", std::nullopt},
+      {503, "Service Unavailable", std::nullopt},
+      {200, "{\"subtitles\":[]}", std::nullopt},
+      {200, "a\0b\r\n\xC3\xA4"s, std::nullopt},
+      {200, "[\"\xFF\"]", std::nullopt, false},
   };
-  for (const Case& c : {
-           Case{404, "[]", 0},
-           Case{500, "[" + record() + ",{}]", 1},
-           Case{304, "", std::nullopt},
-           Case{503, "Service Unavailable", std::nullopt},
-           Case{200, "{\"subtitles\":[]}", std::nullopt},
-           Case{200, "a\0b\r\n\xC3\xA4"s, std::nullopt},
-           Case{200, "[\"\xFF\"]", std::nullopt, false},
-       }) {
+  for (const auto& c : cases) {
     service().setHandler(always({.status = c.status, .body = c.body}));
     testing::internal::CaptureStdout();
     const auto result = search(anything);

@@ -57,6 +57,9 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
 /// Keys of a record and values for them, as JSON texts; the empty text leaves the key out.
 using Changes = std::vector<std::pair<std::string, std::string>>;
 
+/// The changes that give each of the keys, which a space separates, its text.
+Changes texts(const std::string& keys, std::vector<std::string> values);
+
 /// The JSON text of a record with all its keys, but for the changes.
 std::string record(const Changes& changes = {});
 

@@ -3,80 +3,76 @@
 #include "platform/thread.hpp"
 #include "service.hpp"
 
-#include <array>
+#include <deque>
+#include <list>
 #include <semaphore>
 
 namespace caprion::test {
 
 using stand_in::Answer;
 using Fault = Answer::Fault;
+using namespace std::chrono_literals;
 
 namespace {
 
-struct Completion {
-  std::optional<std::string> body;
-  std::optional<Error> error;
+/// The code of the error, or 0, and the body.
+using Outcome = std::pair<std::int64_t, std::string>;
+
+/// A task that isn't started yet, and what comes of it.
+struct Task {
+  explicit Task(const std::string& url, std::chrono::milliseconds timeout = 1min)
+      : task(URLSession::shared().dataTask(
+            URLRequest{*URL::fromString(url), timeout}, [this](auto body, auto, auto error) {
+              promise.set_value({error ? error->code() : 0, body.value_or("")});
+            })) {}
+
+  Outcome outcome() { return wait(promise.get_future()); }
+
+  std::promise<Outcome> promise;
+  std::shared_ptr<URLSessionTask> task;
 };
 
-/// What comes of a task once `start` has been called with it.
-template <typename Start>
-Completion get(const std::string& url, Start start,
-               std::chrono::milliseconds timeout = std::chrono::minutes(1)) {
-  std::promise<Completion> promise;
-  const auto task = URLSession::shared().dataTask(URLRequest{*URL::fromString(url), timeout},
-                                                  [&](auto body, auto, auto error) {
-                                                    promise.set_value({body, error});
-                                                  });
-  start(*task);
-  return wait(promise.get_future());
+Outcome get(const std::string& url, std::chrono::milliseconds timeout = 1min) {
+  Task get(url, timeout);
+  get.task->resume(), get.task->resume();
+  return get.outcome();
 }
-
-void resumeTwice(URLSessionTask& task) { task.resume(), task.resume(); }
-Completion get(const std::string& url) { return get(url, resumeTwice); }
 
 }  // namespace
 
 TEST(URLSession, TimesOutOnSilenceAlone) {
-  // As a whole it takes longer than the time-out.
-  service().setHandler(always(
-      {.body = std::string(60, 'x'), .fault = Fault::drip, .interval = std::chrono::milliseconds(15)}));
-  const auto got = get("http://a.test/", resumeTwice, std::chrono::seconds(1));
-  EXPECT_FALSE(got.error);
-  EXPECT_EQ(got.body, std::string(60, 'x'));
+  const std::string body(60, 'x');  // which takes longer, as a whole, than the time-out
+  service().setHandler(always({.body = body, .fault = Fault::drip, .interval = 15ms}));
+  EXPECT_EQ(get("http://a.test/", 1s), Outcome(0, body));
 }
 
 TEST(URLSession, SendsURLsOfAnyLengthUpToItsLimit) {
   service().setHandler(always({}));
   for (const std::size_t length : {100'000u, 300'000u, 900'000u}) {
     const std::string path = "/" + std::string(length, 'x');
-    EXPECT_FALSE(get("https://a.test" + path).error) << length;
+    EXPECT_EQ(get("https://a.test" + path).first, 0) << length;
     EXPECT_EQ(service().requests().back().target.size(), path.size());
   }
-  EXPECT_EQ(get("https://a.test/" + std::string(1'000'000, 'x')).error->code(), -1000);
+  EXPECT_EQ(get("https://a.test/" + std::string(1'000'000, 'x')).first, -1000);
 }
 
 TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
-  const auto got = get("https://a.test/", [](auto& task) { task.cancel(), task.resume(); });
-  EXPECT_EQ(got.error->code(), -999);
+  Task get("https://a.test/");
+  get.task->cancel(), get.task->resume();
+  EXPECT_EQ(get.outcome().first, -999);
 }
 
 TEST(URLSession, WaitsNoLongerThanTheTimeOutBehindRequestsThatHang) {
   service().setHandler(always({.fault = Fault::hang}));
   const std::size_t before = service().requests().size();
-  constexpr std::size_t connections = 6;
-  std::array<std::promise<std::int64_t>, connections> codes;
-  std::vector<std::shared_ptr<URLSessionTask>> tasks;
-  for (auto& code : codes) {
-    tasks.push_back(URLSession::shared().dataTask(
-        URLRequest{*URL::fromString("http://hang.test/"), std::chrono::minutes(1)},
-        [&](auto, auto, auto error) { code.set_value(error->code()); }));
-    tasks.back()->resume();
+  std::list<Task> hanging;  // on all connections
+  for (int i = 0; i < 6; ++i) hanging.emplace_back("http://hang.test/").task->resume();
+  ASSERT_TRUE(service().waitForRequests(before + 6));
+  EXPECT_EQ(get("http://hang.test/", 100ms).first, -1001);
+  for (Task& each : hanging) {
+    each.task->cancel();
+    EXPECT_EQ(each.outcome().first, -999);
   }
-  ASSERT_TRUE(service().waitForRequests(before + connections));
-  const auto behind = get("http://hang.test/", resumeTwice, std::chrono::milliseconds(100));
-  EXPECT_EQ(behind.error->code(), -1001);
-  for (const auto& task : tasks) task->cancel();
-  for (auto& code : codes) EXPECT_EQ(wait(code.get_future()), -999);
 }
 
 TEST(URLSession, BytesBehindAnAnswerBelongToNoOther) {
@@ -86,7 +82,7 @@ TEST(URLSession, BytesBehindAnAnswerBelongToNoOther) {
     for (const char* url : {"http://stray.test/", "https://stray.test/"}) {
       for (int i = 0; i < 3; ++i) {
         const std::size_t before = service().answers();
-        EXPECT_EQ(get(url).body, "x") << url;
+        EXPECT_EQ(get(url).second, "x") << url;
         ASSERT_TRUE(service().waitForAnswers(before + 1));
       }
     }
@@ -106,18 +102,16 @@ TEST(SessionThreads, LeaveAllSignalsToTheHostButFaultsOfTheirOwn) {
 }
 
 TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
-  constexpr int works = 30;
+  constexpr std::size_t works = 30;
   struct Completion final : SessionCompletion {
-    void run() noexcept override { stuck->arrive_and_wait(); }
-    std::latch* stuck = nullptr;
+    explicit Completion(std::latch& all) : stuck(all) {}
+    void run() noexcept override { stuck.arrive_and_wait(); }
+    std::latch& stuck;
   };
   struct Work final : SessionWork {
-    Work() {
-      for (Completion& completion : completions) completion.stuck = &stuck;
-    }
     bool perform() override {
       EXPECT_EQ(++drivers, 1);
-      for (; started < works; ++started) threads->complete(completions[started]);
+      while (completions.size() < works) threads->complete(completions.emplace_back(stuck));
       sawFull = sawFull || threads->isFull();
       --drivers;
       return !isOver;
@@ -132,13 +126,13 @@ TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
     SessionThreads* threads = nullptr;
     std::counting_semaphore<> woken{0};
     std::latch stuck{works};
-    std::array<Completion, works> completions;
+    std::deque<Completion> completions;
     std::atomic<int> drivers = 0;
     std::atomic<bool> isOver = false;
-    int started = 0;
     bool sawFull = false;
   };
-  static Work work;  // what the threads use outlives the test, as they do
+  static std::list<Work> all;  // what the threads use outlives the test, as they do
+  Work& work = all.emplace_back();
   work.threads = new SessionThreads(work, 2);
   ASSERT_TRUE(work.threads->start());
   EXPECT_EQ(work.drivers, 0);

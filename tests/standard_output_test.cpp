@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -38,11 +39,7 @@ class Pipe {
 
   std::string read(std::size_t size) const {
     std::string text(size, '\0');
-    for (std::size_t done = 0; done < size;) {
-      const ssize_t count = ::read(ends_[0], text.data() + done, size - done);
-      if (count <= 0) break;
-      done += static_cast<std::size_t>(count);
-    }
+    std::ifstream("/proc/self/fd/" + std::to_string(ends_[0])).read(text.data(), std::ssize(text));
     return text;
   }
 

@@ -10,20 +10,20 @@ namespace caprion::test {
 using namespace std::string_literals;
 
 TEST(URL, AcceptsAndTakesApart) {
-  struct Case {
+  const struct {
     const char *text, *scheme, *host, *path;
+  } cases[] = {
+      {"https://dl.example.org/a%20b/c", "https", "dl.example.org", "/a b/c"},
+      {"HTTP://user:pw@EXAMPLE.org:8080?q=/#f", "http", "example.org", ""},
+      {"http://[2001:db8::1]:80/x", "http", "[2001:db8::1]", "/x"},
+      {"http://host#f", "http", "host", ""},
+      {"mailto:someone@example.org", "mailto", "", "someone@example.org"},
+      {"file:///etc/passwd", "file", "", "/etc/passwd"},
+      {"a/b:c", "", "", "a/b:c"},
+      {"?q", "", "", ""},
+      {"http://", "http", "", ""},
   };
-  for (const Case& c : {
-           Case{"https://dl.example.org/a%20b/c", "https", "dl.example.org", "/a b/c"},
-           Case{"HTTP://user:pw@EXAMPLE.org:8080?q=/#f", "http", "example.org", ""},
-           Case{"http://[2001:db8::1]:80/x", "http", "[2001:db8::1]", "/x"},
-           Case{"http://host#f", "http", "host", ""},
-           Case{"mailto:someone@example.org", "mailto", "", "someone@example.org"},
-           Case{"file:///etc/passwd", "file", "", "/etc/passwd"},
-           Case{"a/b:c", "", "", "a/b:c"},
-           Case{"?q", "", "", ""},
-           Case{"http://", "http", "", ""},
-       }) {
+  for (const auto& c : cases) {
     const auto url = URL::fromString(c.text);
     ASSERT_TRUE(url) << c.text;
     EXPECT_EQ(url->absoluteString(), c.text);

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <thread>
 
 /// From where on nothing in a file can be read, as behind a bad sector; nowhere when negative.
 static off_t unreadableFrom = -1;
@@ -44,17 +45,14 @@ TEST(VideoHash, SumsTheFirstAndTheLastBlock) {
     EXPECT_EQ(hashOf(path), expected) << content.size();
   }
   constexpr auto large = (std::uint64_t{6} << 30) + 1;
-  std::ofstream(path) << "";
-  std::filesystem::resize_file(path, large);
-  EXPECT_EQ(hashOf(path), (VideoHash{"0000000180000001", large}));
+  EXPECT_EQ(hashOf(folder.file("large", large)), (VideoHash{"0000000180000001", large}));
 }
 
 TEST(VideoHash, IsAbsentForWhatIsNoReadableFile) {
   using namespace std::string_literals;
   const TemporaryFolder folder;
-  const std::string pipe = folder.path / "pipe", file = folder.path / "file";
+  const std::string pipe = folder.path / "pipe", file = folder.file("file", 70'000);
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  std::ofstream(file) << std::string(70'000, 'x');
   for (const std::string& path : {folder.path.string(), pipe, "/dev/zero"s, "/dev/tty"s, file + "/x",
                                   file + "\0"s, file + "missing", std::string(5'000, 'x')}) {
     EXPECT_FALSE(hashOf(path)) << path;
@@ -63,38 +61,22 @@ TEST(VideoHash, IsAbsentForWhatIsNoReadableFile) {
   unreadableFrom = -1;
 }
 
-TEST(VideoHash, WaitsForAFileThatAnotherProcessHasALeaseOn) {
+TEST(VideoHash, WaitsForAFileThatIsLeased) {
   const TemporaryFolder folder;
-  const std::string path = folder.path / "leased";
-  std::ofstream(path) << std::string(65'536, '\0');
-  int ends[2];
-  ASSERT_EQ(::pipe2(ends, O_CLOEXEC), 0);
-  const pid_t holder = ::fork();
-  if (holder == 0) {  // gives the lease up when it is asked to
-    sigset_t asked;
-    ::sigemptyset(&asked);
-    ::sigaddset(&asked, SIGIO);
-    ::sigprocmask(SIG_BLOCK, &asked, nullptr);
-    if (::fcntl(::open(path.c_str(), O_RDWR), F_SETLEASE, F_WRLCK) != 0) ::_exit(1);
-    (void)!::write(ends[1], "x", 1);
-    int signal = 0;
-    ::sigwait(&asked, &signal);
-    ::_exit(0);
-  }
-  ::close(ends[1]);
-  char ready = 0;
-  EXPECT_EQ(::read(ends[0], &ready, 1), 1);
-  ::close(ends[0]);
+  const std::string path = folder.file("leased", 65'536);
+  const int holder = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(::fcntl(holder, F_SETSIG, SIGURG), 0);  // what says that it is wanted back is ignored
+  ASSERT_EQ(::fcntl(holder, F_SETLEASE, F_WRLCK), 0);
+  const std::jthread givingUp([holder] {
+    while (::fcntl(holder, F_GETLEASE) == F_WRLCK) std::this_thread::yield();
+    ::close(holder);
+  });
   EXPECT_EQ(hashOf(path), (VideoHash{"0000000000010000", 65'536}));
-  int status = -1;
-  EXPECT_EQ(::waitpid(holder, &status, 0), holder);
-  EXPECT_EQ(status, 0);
 }
 
 TEST(VideoHash, NeedsLittleStack) {
   const TemporaryFolder folder;
-  std::string path = folder.path / "a";
-  std::ofstream(path) << std::string(65'536, '\0');
+  std::string path = folder.file("a", 65'536);
   pthread_attr_t attributes;
   ::pthread_attr_init(&attributes);
   ::pthread_attr_setstacksize(&attributes, 64 << 10);

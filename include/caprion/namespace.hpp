@@ -8,9 +8,10 @@
 
 #include <version>
 
-// A standard library that lays its types out otherwise than usual makes programs and libraries that look alike and
-// misread each other. So these ways have a namespace of their own within `caprion`, and what was built in another
-// way than the library doesn't link with it: "undefined reference to `caprion::glibcxx_debug::…'".
+// A standard library that lays its types out otherwise than usual makes programs and libraries that look
+// alike and misread each other. So these ways have a namespace of their own within `caprion`, and what was
+// built in another way than the library doesn't link with it: "undefined reference to
+// `caprion::glibcxx_debug::…'".
 #if defined(_LIBCPP_VERSION)
 #define CAPRION_NAMESPACE caprion::inline libcxx
 #elif defined(_GLIBCXX_DEBUG) && defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI

@@ -10,15 +10,6 @@
 
 namespace CAPRION_NAMESPACE {
 
-template <typename T>
-class Result;
-
-/// Whether T is a Result.
-template <typename T>
-inline constexpr bool isResult = false;
-template <typename T>
-inline constexpr bool isResult<Result<T>> = true;
-
 /// The outcome of an operation: a value, or the Error that took its place. The vocabulary is std::expected's,
 /// but for the value that isn't there: to ask for it is never undefined, it throws std::bad_variant_access.
 template <typename T>
@@ -112,10 +103,16 @@ class [[nodiscard]] Result {
   friend bool operator==(const Result& a, const Result& b) { return a.outcome_ == b.outcome_; }
 
  private:
+  template <typename U>
+  static constexpr bool isResult(const Result<U>*) {
+    return true;
+  }
+  static constexpr bool isResult(const void*) { return false; }
+
   template <typename Self, typename Next>
   static auto chained(Self&& self, Next&& next) {
     using Outcome = std::remove_cvref_t<std::invoke_result_t<Next, decltype(*std::forward<Self>(self))>>;
-    static_assert(isResult<Outcome>,
+    static_assert(isResult(static_cast<Outcome*>(nullptr)),
                   "and_then takes a function that returns a Result; transform takes any other");
     return self.has_value() ? std::invoke(std::forward<Next>(next), *std::forward<Self>(self))
                             : Outcome(self.error());

@@ -11,7 +11,7 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// The kinds of search criterion that the service knows.
+/// The kinds of search criterion that the service knows. Each hashes as its key.
 enum class Param { episode, imdbid, moviebytesize, moviehash, query, season, sublanguageid, tag };
 
 /// The kind's key in the request path, which is its name: "moviehash" for Param::moviehash.
@@ -41,11 +41,11 @@ class CAPRION_EXPORT Arg {
 
 }  // namespace CAPRION_NAMESPACE
 
-/// A kind of criterion hashes as its key.
+/// \cond
 template <>
 struct std::hash<caprion::Param> {
-  /// The hash of the key.
   std::size_t operator()(caprion::Param param) const noexcept {
     return std::hash<std::string_view>()(rawValue(param));
   }
 };
+/// \endcond

@@ -13,7 +13,7 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// The kind of title that a subtitle belongs to.
+/// The kind of title that a subtitle belongs to. It hashes as its text in JSON.
 enum class MovieKind { movie, episode };
 
 /// The kind's text in JSON: "movie" or "episode".
@@ -89,11 +89,11 @@ class CAPRION_EXPORT Subtitle {
 
 }  // namespace CAPRION_NAMESPACE
 
-/// A kind hashes as its text.
+/// \cond
 template <>
 struct std::hash<caprion::MovieKind> {
-  /// The hash of the kind's text in JSON.
   std::size_t operator()(caprion::MovieKind kind) const noexcept {
     return std::hash<std::string_view>()(rawValue(kind));
   }
 };
+/// \endcond

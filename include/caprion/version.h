@@ -13,7 +13,7 @@
 /** Grows with each release that only mends. */
 #define CAPRION_VERSION_PATCH 0
 
-/** Whether these headers are of that version or a later one; for #if. */
+/** Whether these headers are of that version or a later one; for the preprocessor. */
 #define CAPRION_VERSION_AT_LEAST(major, minor) \
   (CAPRION_VERSION_MAJOR > (major) || (CAPRION_VERSION_MAJOR == (major) && CAPRION_VERSION_MINOR >= (minor)))
 

@@ -26,6 +26,7 @@ using caprion::Caprion;
 using caprion::CaprionHelper;
 using caprion::Downloader;
 using caprion::Error;
+using caprion::numberOf;
 using caprion::orNull;
 using caprion::posixError;
 using caprion::Result;
@@ -108,11 +109,6 @@ const char* textOf(const caprion_subtitle* subtitle, Get get) {
 template <class Link>
 const char* linkOf(const caprion_subtitle* subtitle, Link link) {
   return textOf(subtitle, [&](const Subtitle& record) { return link(record).value_or(std::string_view()); });
-}
-
-bool numberOf(const std::optional<std::int64_t>& field, std::int64_t* number) {
-  if (field && number != nullptr) *number = *field;
-  return field.has_value();
 }
 
 /// The value that an error carries under a key, or null.

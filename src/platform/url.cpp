@@ -12,7 +12,7 @@
 #include <memory>
 #include <new>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 namespace {
 
@@ -164,4 +164,4 @@ std::optional<URL> URLComponents::url() const {
   return URL(scheme + "://" + host + percentEncodedPath(path));
 }
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

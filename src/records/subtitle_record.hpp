@@ -11,7 +11,7 @@
 #include <optional>
 #include <string_view>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// What a Subtitle holds, and its mapping from JSON. The texts lie right behind the object, in the same block
 /// of memory, so that a record is one allocation.
@@ -81,4 +81,4 @@ class SubtitleRecord final : public Subtitle {
   MovieKind kind_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE
