@@ -12,9 +12,9 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// What the name of a video file tells about its content. A plain value, and closed: these are its members for
-/// good. Each may be changed; threads that share one have to see to it themselves that none reads it while
-/// another writes.
+/// What the name of a video file tells about its content. A plain value, and closed: these are its members
+/// for good. Each may be changed; threads that share one have to see to it themselves that none reads it
+/// while another writes.
 struct CAPRION_EXPORT VideoFileComponents {
   /// The words before the marker that ended the title, trimmed.
   std::string title;
