@@ -344,8 +344,8 @@ TEST(Faults, OfTheHost) {
   };
   const auto setUid = [](const char* what, const std::string& prepare, const std::string& searches,
                          const std::string& downloads) {
-    const std::string copy =
-        " && HOST=$PWD/a && install -o nobody -m 4755 " PROCESS_UNDER_TEST " $HOST || exit 77";
+    const std::string copy = " && HOST=$PWD/a && install -o nobody -m 4755 " PROCESS_UNDER_TEST
+                             " $HOST && setpriv --reuid nobody test -r " PROCESS_UNDER_TEST " || exit 77";
     return Row{what, {.body = "BODY"}, searches, downloads, {}, "", "set-uid", prepare + copy};
   };
   const auto diagnosis = [](const std::string& path, const std::string& why) {
