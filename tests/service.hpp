@@ -54,6 +54,13 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
   return fields;
 }
 
+/// The text as often as makes it at least so long.
+inline std::string repeated(std::string_view text, std::size_t size) {
+  std::string all;
+  while (all.size() < size) all += text;
+  return all;
+}
+
 /// Keys of a record and values for them, as JSON texts; the empty text leaves the key out.
 using Changes = std::vector<std::pair<std::string, std::string>>;
 

@@ -1,16 +1,11 @@
 #include "platform/standard_output.hpp"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
+#include "process.hpp"
+
 #include <poll.h>
-#include <unistd.h>
 
 #include <array>
-#include <cstdio>
-#include <fstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace caprion::test {
 
