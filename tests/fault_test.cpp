@@ -117,9 +117,8 @@ std::string littleEndian(std::uint64_t value, std::size_t size) {
 
 /// The archive with another size for each file in its directory.
 std::string promising(std::uint64_t size, std::string archive) {
-  for (std::size_t at = 0; (at = archive.find("PK\1\2", at)) != std::string::npos; ++at) {
+  for (std::size_t at = 0; (at = archive.find("PK\1\2", at)) != std::string::npos; ++at)
     archive.replace(at + 24, 4, littleEndian(size, 4));
-  }
   return archive;
 }
 
@@ -338,8 +337,7 @@ TEST(Faults, OfTheHost) {
     return Row{.what = what, .answer = answer, .download = downloads, .host = host};
   };
   // A copy of the program that another user owns.
-  const std::string setUid =
-      "HOST=$PWD/a && install -o nobody -m 4755 " PROCESS_UNDER_TEST " $HOST || exit 77";
+  const std::string setUid = "install -o nobody -m 4755 " PROCESS_UNDER_TEST " a && HOST=$PWD/a || exit 77";
   const auto diagnosis = [](const std::string& path, const std::string& why) {
     return "directoryEnumerator error at file://" + path + ":  " + path + ": " + why;
   };
@@ -364,7 +362,7 @@ TEST(Faults, OfTheHost) {
       hosted("an output that is closed", "hostile", twice(noList), "", noJSON),
       hosted("no error output alone", "without error output", twice(good), twice(good)),
       hosted("unreadable folders", "plain", "", denied("42/a"), {.body = inFolder(0, 0)}),
-      hosted("folders that show no more than names", "plain", "", denied("42/a/film.srt"),
+      hosted("folders that show names alone", "plain", "", denied("42/a/film.srt"),
              {.body = inFolder(0444, 0444)}),
       hosted("a terminal to ask at", "on a terminal", "", twice(onlyArchive), encrypted),
       hosted("an output that is full", "full output", twice(noList), "", noJSON),

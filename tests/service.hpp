@@ -73,6 +73,10 @@ std::string record(const Changes& changes = {});
 /// The same of subtitle 42, "film.srt", in English, whose archive is at https://dl.test/42.
 std::string recordFor(const Changes& changes);
 
+inline std::shared_ptr<const Subtitle> subtitle(const Changes& changes = {}) {
+  return Subtitle::decode(recordFor(changes)).value();
+}
+
 /// An archive of files, each of which holds its own name, of folders ("a/") and of links ("a -> b").
 std::string zip(const std::vector<std::string>& names);
 
