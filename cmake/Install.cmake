@@ -20,9 +20,22 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CaprionConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/CaprionConfig.cmake ${PROJECT_BINARY_DIR}/CaprionConfigVersion.cmake
   DESTINATION ${package_folder} COMPONENT caprion_development)
 
-# For pkg-config. The prefix is where the file lies, less the folders that it lies in.
-file(RELATIVE_PATH prefix_of_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-string(REGEX REPLACE "/$" "" prefix_of_pc ${prefix_of_pc})
+# For pkg-config. The prefix is where the file lies, less the folders that it lies in. But below /usr nothing is moved,
+# and pkg-config leaves the system's own folders out of the flags if it knows them by their names.
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  set(prefix_of_pc /usr)
+else()
+  file(RELATIVE_PATH prefix_of_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(REGEX REPLACE "(.*)/$" "\${pcfiledir}/\\1" prefix_of_pc ${prefix_of_pc})
+endif()
+# Only a static library asks for what it needs. libcurl is named as a library and not as a package: its package would
+# add all that a static libcurl needs, which few systems have whole.
+set(static_requirements "")
+if(library_type STREQUAL "STATIC_LIBRARY")
+  string(JOIN "\n" static_requirements
+    "Requires.private: libpcre2-8 zlib"
+    "Libs.private: -lcurl -lboost_json -lstdc++ -lm -pthread")
+endif()
 configure_file(cmake/caprion.pc.in ${PROJECT_BINARY_DIR}/caprion.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/caprion.pc
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT caprion_development)

@@ -65,7 +65,7 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
     const auto json = fuzz::recordOf(rest, '\n');
     if (!json) return 0;
     hits.push_back(*Subtitle::decode(*json));
-    for (std::size_t key = 0; key < SubtitleCoding::keys.size(); ++key) takeLine(rest);
+    for (std::size_t key = 0; key < SubtitleRecord::keys.size(); ++key) takeLine(rest);
   }
   const auto both = order(hits, video);
   for (const Subtitle* hit : both) checkSuitable(*hit, name);

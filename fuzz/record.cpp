@@ -12,8 +12,8 @@ namespace {
 
 void checkIdentifier(const Subtitle& subtitle) {
   const std::string id = subtitle.imdbID().value();
-  const std::string number(subtitle.movieKind() == MovieKind::movie ? SubtitleCoding::imdbIDMovie(subtitle)
-                                                                    : SubtitleCoding::imdbIDSeries(subtitle));
+  const std::string number(subtitle.movieKind() == MovieKind::movie ? SubtitleRecord::imdbIDMovie(subtitle)
+                                                                    : SubtitleRecord::imdbIDSeries(subtitle));
   const bool isNegative = id[2] == '-' && number.starts_with('-');
   assert(id.starts_with("tt") && id.size() >= 9);
   assert(id.find_first_not_of("0123456789", isNegative ? 3 : 2) == id.npos);

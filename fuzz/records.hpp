@@ -1,6 +1,6 @@
 #pragma once
 
-#include "records/subtitle_coding.hpp"
+#include "records/subtitle_record.hpp"
 
 #include <boost/json.hpp>
 
@@ -29,7 +29,7 @@ inline std::string expectedOf(const boost::json::value& value) {
   const auto* const object = value.if_object();
   if (object == nullptr) return value.is_null() ? "1 " : "0 ";
   boost::json::object record;
-  for (const std::string_view key : SubtitleCoding::keys) {
+  for (const std::string_view key : SubtitleRecord::keys) {
     const auto* const member = object->if_contains({key.data(), key.size()});
     const bool isNull = member != nullptr && member->is_null();
     if (key.ends_with("DownloadLink") && (member == nullptr || isNull)) continue;
@@ -44,7 +44,7 @@ inline std::string expectedOf(const boost::json::value& value) {
 /// The JSON of a record whose texts are what stands between the separators, in key order.
 inline Result<std::string> recordOf(std::string_view texts, char separator) {
   JSONObjectWriter writer;
-  for (const std::string_view key : SubtitleCoding::keys) {
+  for (const std::string_view key : SubtitleRecord::keys) {
     const std::string_view text = texts.substr(0, texts.find(separator));
     texts.remove_prefix(std::min(text.size() + 1, texts.size()));
     writer.text(key, key != "MovieKind" ? text : text.empty() ? "movie" : "episode");

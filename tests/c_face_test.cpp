@@ -1,5 +1,5 @@
 #include "process.hpp"
-#include "records/subtitle_coding.hpp"
+#include "records/subtitle_record.hpp"
 #include "service.hpp"
 
 #include <caprion/bundle.hpp>
@@ -145,8 +145,8 @@ TEST_F(CFace, ReadsEachKeyAsTheMemberDoes) {
       {"SubFormat", &Subtitle::subFormat, caprion_subtitle_sub_format},
       {"MovieName", &Subtitle::movieName, caprion_subtitle_movie_name},
       {"MovieYear", &Subtitle::movieYear, caprion_subtitle_movie_year},
-      {"IDMovieImdb", SubtitleCoding::imdbIDMovie, caprion_subtitle_imdb_id_movie},
-      {"SeriesIMDBParent", SubtitleCoding::imdbIDSeries, caprion_subtitle_imdb_id_series},
+      {"IDMovieImdb", SubtitleRecord::imdbIDMovie, caprion_subtitle_imdb_id_movie},
+      {"SeriesIMDBParent", SubtitleRecord::imdbIDSeries, caprion_subtitle_imdb_id_series},
       {"SeriesSeason", &Subtitle::seriesSeason, caprion_subtitle_series_season},
       {"SeriesEpisode", &Subtitle::seriesEpisode, caprion_subtitle_series_episode},
       {"ZipDownloadLink", &Subtitle::zipDownloadLink, caprion_subtitle_zip_download_link},
@@ -251,7 +251,7 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
   EXPECT_EQ(caprion_error_code(error), CAPRION_DECODING_TYPE_MISMATCH);
   caprion_error_free(error);
 
-  for (const std::uintmax_t size : {65'535, 65'536}) {
+  for (const std::uintmax_t size : {65'535u, 65'536u}) {
     const std::string path = root_.file("a b%", size);
     char hash[CAPRION_FILE_HASH_SIZE] = "unchanged";
     std::uint64_t bytes = 1;

@@ -183,10 +183,20 @@ TEST(ReleaseName, TitleEndsAtTheFirstMarker) {
       {std::string(5'000'000, 'x') + " S01E02.mkv", {std::string(1024, 'x'), none, none, {}}},
   };
   for (const auto& [name, expected] : cases) {
-    const auto read = ReleaseName::from(URL::fileURLWithPath("/films/" + name));
+    const std::string path = "/films/" + name;
+    const auto read = ReleaseName::from(URL::fileURLWithPath(path));
     EXPECT_TRUE(read == expected) << name.substr(0, 80) << " reads " << read.title << ", "
                                   << read.year.value_or(-1) << ", " << read.season.value_or(-1) << ", "
                                   << testing::PrintToString(read.episodes);
+    auto* const handle = caprion_release_name_new(path.c_str());
+    ReleaseName inC{caprion_release_name_title(handle), {}, {}, {}};
+    int number = 0;
+    if (caprion_release_name_year(handle, &number)) inC.year = number;
+    if (caprion_release_name_season(handle, &number)) inC.season = number;
+    while (inC.episodes.size() < caprion_release_name_episode_count(handle))
+      inC.episodes.push_back(caprion_release_name_episode_at(handle, inC.episodes.size()));
+    EXPECT_TRUE(inC == read) << name.substr(0, 80);
+    caprion_release_name_free(handle);
   }
 }
 

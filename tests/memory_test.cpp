@@ -25,7 +25,7 @@ long allocationsLeft = -1;  // before the one that fails; none does while this i
 thread_local bool isTested = false;
 
 // A sanitizer allocates before it can look at anything, for each thread too, so its checks are left out here.
-#define UNCHECKED [[gnu::no_sanitize("address", "thread", "undefined")]]
+#define UNCHECKED __attribute__((no_sanitize("address", "thread", "undefined")))
 
 UNCHECKED bool isOfTheLibrarysThread() {
   char name[16] = "";
@@ -222,7 +222,7 @@ TEST_F(Memory, AnyAllocationMayFail) {
       {"search by file",
        [&] { return CaprionHelper::shared().findSubtitles(file, "eng", hits), listener.wait(); }},
       {"search by text",
-       [&] { return CaprionHelper::shared().findSubtitles("x", "eng", hits), listener.wait(); }},
+       [&] { return CaprionHelper::shared().findSubtitles(Matching("x"), "eng", hits), listener.wait(); }},
       {"search in C",
        [&] {
          caprion_helper_find_subtitles_matching(caprion_helper_shared(), "x", "eng", hitsInC, nullptr,
@@ -253,8 +253,8 @@ TEST_F(Memory, AnyAllocationMayFail) {
       hasFailed = __atomic_exchange_n(&allocationsLeft, -1, __ATOMIC_RELAXED) < 0;
       isTested = false;
       const Failure next = once();
-      const auto note = [&, &operation = operation](const std::string& what) {
-        faults += operation + (", after " + std::to_string(before)) + ": " + what + '\n';
+      const auto note = [&, &what = operation](const std::string& fault) {
+        faults += what + (", after " + std::to_string(before)) + ": " + fault + '\n';
       };
       if (got && !(hasFailed && isAllowed(*got))) note(line(*got));
       if (next) note("the next time " + line(*next));

@@ -129,4 +129,22 @@ TEST(QueryResult, TakesNothingButAWholeArrayOfValidJSON) {
   check(ignored, "[1e99999999999,-2.5E+2147483648,\"1\\\"1e99999\"]", "}]", true);
 }
 
+TEST(Result, ChainsAsAnExpectedDoes) {
+  const Result<std::string> text("12");
+  const Result<std::string> failed(Error("domain", 7));
+  const auto half = [](std::size_t n) {
+    return n % 2 == 0 ? Result(n / 2) : Result<std::size_t>(Error("odd", 0));
+  };
+  EXPECT_EQ(text.transform(&std::string::size).and_then(half), std::size_t(1));
+  EXPECT_EQ(text.transform(&std::string::size).and_then(half).and_then(half).error().domain(), "odd");
+  EXPECT_EQ(failed.transform(&std::string::size).and_then(half).error(), failed.error());
+  EXPECT_EQ(text.or_else([](const Error&) { return Result<std::string>("other"); }), text);
+  EXPECT_EQ(failed.or_else([](const Error& e) { return Result<std::string>(e.domain()); }), "domain"s);
+  EXPECT_EQ(text.value_or("none") + failed.value_or("none"), "12none");
+  EXPECT_NE(text, failed);
+
+  Result<std::unique_ptr<int>> owner(std::make_unique<int>(3));
+  EXPECT_EQ(std::move(owner).transform([](auto pointer) { return *pointer; }).value_or(0), 3);
+}
+
 }  // namespace caprion::test

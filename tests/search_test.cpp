@@ -67,7 +67,7 @@ TEST_F(Search, TheFacadeBuildsTheCriteria) {
             "/search/moviebytesize-65536/moviehash-0000000000010000/sublanguageid-eng");
   EXPECT_EQ(find(URL::fileURLWithPath(folder.file("short", 1'000)), "all"),
             "/search/moviebytesize-0/moviehash-/sublanguageid-all");
-  EXPECT_EQ(find(std::string_view("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
+  EXPECT_EQ(find(Matching("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
 }
 
 TEST_F(Search, JudgesAnAnswerByItsBodyAlone) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 
 #include <cstdint>
 #include <functional>
@@ -9,7 +10,7 @@
 #include <string>
 #include <variant>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// What a program says of itself. Any thread may call it at any time.
 class CAPRION_EXPORT Bundle {
@@ -32,4 +33,4 @@ class CAPRION_EXPORT Bundle {
   Bundle() = default;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

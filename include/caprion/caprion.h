@@ -60,6 +60,8 @@ typedef struct caprion_downloader caprion_downloader;
 typedef struct caprion_components caprion_components;
 /// Of some hits those that suit a video, the best first. Never changes.
 typedef struct caprion_ranking caprion_ranking;
+/// What the name of a video file says about the movie or the episode in it. Never changes.
+typedef struct caprion_release_name caprion_release_name;
 /// A language that the service has subtitles in. Lives as long as the process; there is nothing to free.
 typedef struct caprion_language caprion_language;
 
@@ -359,14 +361,16 @@ CAPRION_EXPORT const char* caprion_components_search_string(const caprion_compon
 /// How a hit was found to belong to a video, the strongest evidence first.
 typedef enum caprion_evidence {
   CAPRION_EVIDENCE_CONTENT = 0,  ///< the service knows the video by its movie hash
-  CAPRION_EVIDENCE_RELEASE = 1,  ///< the service knows the release by its name
-  CAPRION_EVIDENCE_TITLE = 2     ///< title and episode, or title and year, are those of the video's name
+  CAPRION_EVIDENCE_RELEASE =
+      1,                      ///< the service knows the release by its name, and the name is no generic one
+  CAPRION_EVIDENCE_TITLE = 2  ///< title and episode, or title and year, are those of the video's name
 } caprion_evidence;
 
 /// Ranks hits for the video file at a path by what its name says. Those that contradict the name are left
-/// out: another season, episode, kind or year, and in hits of a search by text another title. Better evidence
-/// comes first, then more words that the names of both files share, then the order of `hits`. Asks nobody and
-/// reads no file. `hits` may be freed afterwards. The caller's, to free.
+/// out: another season, episode, kind, year or disc, and in hits of a search by text, or by a name that any
+/// video may have, another title. Better evidence comes first, then known seasons and episodes, then more
+/// words that the names of both files share, then the year behind an episode, then the order of `hits`. Asks
+/// nobody and reads no file. `hits` may be freed afterwards. The caller's, to free.
 CAPRION_EXPORT caprion_ranking* caprion_ranking_new(const caprion_subtitle_list* hits, const char* path);
 
 /// Frees a ranking, and the records that nobody else holds.
@@ -385,6 +389,30 @@ CAPRION_EXPORT caprion_evidence caprion_ranking_evidence_at(const caprion_rankin
 /// Why the record at an index stands there, in words for people, such as "found by content"; NULL from the
 /// count on. Borrowed from the ranking.
 CAPRION_EXPORT const char* caprion_ranking_reason_at(const caprion_ranking* ranking, size_t index);
+
+/// What the name of the video file at a path says, read for comparing it with hits and for searching by
+/// title. The components above are read by fewer rules, and their titles may still hold a marker; here the
+/// title ends at the first marker of any kind. Doesn't touch the file. The caller's, to free.
+CAPRION_EXPORT caprion_release_name* caprion_release_name_new(const char* path);
+
+/// Frees what a name says.
+CAPRION_EXPORT void caprion_release_name_free(caprion_release_name* name);
+
+/// The words before the first marker; the empty text when the name begins with it. Borrowed from the handle.
+CAPRION_EXPORT const char* caprion_release_name_title(const caprion_release_name* name);
+
+/// Whether the name holds the year of a movie, or that in which a series began, which goes to `*number`;
+/// otherwise that stays as it is.
+CAPRION_EXPORT bool caprion_release_name_year(const caprion_release_name* name, int* number);
+
+/// The same for a season: 1 where a name has an episode alone ("E05").
+CAPRION_EXPORT bool caprion_release_name_season(const caprion_release_name* name, int* number);
+
+/// How many episodes the name holds: none for a movie and for a whole season.
+CAPRION_EXPORT size_t caprion_release_name_episode_count(const caprion_release_name* name);
+
+/// The episode at an index from 0, in the order of the name; 0 from the count on.
+CAPRION_EXPORT int caprion_release_name_episode_at(const caprion_release_name* name, size_t index);
 
 // ---- Languages ----
 

@@ -4,6 +4,7 @@
 #include <caprion/downloader.hpp>
 #include <caprion/error.hpp>
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/query_result.hpp>
 #include <caprion/result.hpp>
 #include <caprion/search_request.hpp>
@@ -18,7 +19,7 @@
 #include <vector>
 
 /// Search, download and file names, in C++. The same for C is in caprion.h.
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// The client of the subtitle service. There is one, shared(); any thread may call any member at any time.
 ///
@@ -69,4 +70,4 @@ class CAPRION_EXPORT Caprion {
   std::unique_ptr<Impl> impl_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,19 +1,39 @@
 #pragma once
 
 #include <caprion/caprion.hpp>
+#include <caprion/namespace.hpp>
 
+#include <concepts>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
+
+/// A text to search by, so named that it can't be taken for a file: findSubtitles(Matching("the matrix"),
+/// ...). Views the text, which has to live until the call has returned.
+class Matching {
+ public:
+  /// Any text; it is sent as it is.
+  explicit constexpr Matching(std::string_view text) noexcept : text_(text) {}
+
+  /// The text.
+  constexpr std::string_view text() const noexcept { return text_; }
+
+ private:
+  std::string_view text_;
+};
 
 /// The facade: searches by file or by text and downloads, with every outcome as a pair of optional values of
 /// which exactly one is present. It holds nothing; any thread may call any member at any time.
 class CAPRION_EXPORT CaprionHelper {
  public:
+  CaprionHelper(const CaprionHelper&) = delete;
+  CaprionHelper& operator=(const CaprionHelper&) = delete;
+
   /// The hits of a search, in the order of the answer. No pointer is null.
   using SubtitleList = std::vector<std::shared_ptr<const Subtitle>>;
   /// Receives where the subtitle file lies, or an error.
@@ -32,15 +52,23 @@ class CAPRION_EXPORT CaprionHelper {
 
   /// Searches for subtitles by a text, in a language of the service such as "eng". `completion` is called
   /// exactly once, later, on a background thread, as Caprion::query tells.
-  void findSubtitles(std::string_view matching, std::string_view language,
-                     SearchCompletion completion) noexcept;
+  void findSubtitles(Matching matching, std::string_view language, SearchCompletion completion) noexcept;
+
+  /// Doesn't compile: a text alone may be the path of a video file as well as words to search for.
+  template <typename Text>
+  requires std::constructible_from<std::string, const Text&>
+  void findSubtitles(const Text&, std::string_view, const SearchCompletion&) {
+    static_assert(
+        !std::constructible_from<std::string, const Text&>,
+        "findSubtitles takes a video file, as URL::fileURLWithPath(path), or words, as Matching(words)");
+  }
 
   /// Downloads the subtitle file of a record and reports where it lies. Blocks, and reports, as
   /// Caprion::download tells.
   void downloadSubtitleFile(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept;
 
  private:
-  CaprionHelper() = default;
+  constexpr CaprionHelper() = default;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

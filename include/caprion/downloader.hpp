@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/result.hpp>
 #include <caprion/subtitle.hpp>
 #include <caprion/url.hpp>
@@ -8,7 +9,7 @@
 #include <functional>
 #include <memory>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// Downloads one subtitle at a time; a host that wants several side by side makes one for each. Any thread
 /// may call any member at any time.
@@ -50,4 +51,4 @@ class CAPRION_EXPORT Downloader {
   std::shared_ptr<Impl> impl_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

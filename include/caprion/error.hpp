@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 
 #include <cstdint>
 #include <functional>
@@ -11,7 +12,7 @@
 #include <string_view>
 #include <variant>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 // Keys of an error's `userInfo`.
 
@@ -96,4 +97,4 @@ class CAPRION_EXPORT Error {
   std::shared_ptr<const State> state_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,12 +1,13 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 
 #include <optional>
 #include <span>
 #include <string_view>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// A language that the service has subtitles in. A plain value of texts that live as long as the process; any
 /// thread may use it.
@@ -35,4 +36,4 @@ struct CAPRION_EXPORT Language {
   friend bool operator==(const Language&, const Language&) = default;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

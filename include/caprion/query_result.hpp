@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/subtitle.hpp>
 
 #include <memory>
@@ -8,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// The decoded answer of one search. Copies share the records.
 struct CAPRION_EXPORT QueryResult {
@@ -26,4 +27,4 @@ struct CAPRION_EXPORT QueryResult {
   Result<std::string> encode() const noexcept;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/result.hpp>
 #include <caprion/subtitle.hpp>
 #include <caprion/url.hpp>
@@ -9,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// How a hit was found to belong to a video, the strongest evidence first.
 enum class Evidence {
@@ -41,4 +42,4 @@ struct RankedSubtitle {
 CAPRION_EXPORT Result<std::vector<RankedSubtitle>> rankedSubtitles(
     const std::vector<std::shared_ptr<const Subtitle>>& hits, const URL& video) noexcept;
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/url.hpp>
 
 #include <optional>
 #include <string>
 #include <vector>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// What the name of a video file says about the movie or the episode in it, read for comparing it with hits
 /// and for searching by title. A plain value.
@@ -35,4 +36,4 @@ struct CAPRION_EXPORT ReleaseName {
   friend bool operator==(const ReleaseName&, const ReleaseName&) = default;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,14 +1,17 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 
+#include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
-/// The kinds of search criterion that the service knows.
+/// The kinds of search criterion that the service knows. Each hashes as its key.
 enum class Param { episode, imdbid, moviebytesize, moviehash, query, season, sublanguageid, tag };
 
 /// The kind's key in the request path, which is its name: "moviehash" for Param::moviehash.
@@ -36,4 +39,13 @@ class CAPRION_EXPORT Arg {
   std::string arg_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE
+
+/// \cond
+template <>
+struct std::hash<caprion::Param> {
+  std::size_t operator()(caprion::Param param) const noexcept {
+    return std::hash<std::string_view>()(rawValue(param));
+  }
+};
+/// \endcond

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// A uniform resource locator (RFC 3986), kept as its percent-encoded text. An immutable value. What returns
 /// a text or a URL throws std::bad_alloc when there isn't the memory for it.
@@ -38,7 +40,7 @@ class CAPRION_EXPORT URL {
   std::string lastPathComponent() const;
 
   /// Whether the scheme is "file".
-  bool isFileURL() const { return scheme() == "file"; }
+  bool isFileURL() const noexcept;
 
   friend bool operator==(const URL&, const URL&) = default;
 
@@ -49,4 +51,4 @@ class CAPRION_EXPORT URL {
   std::string text_;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <caprion/export.h>
+#include <caprion/namespace.hpp>
 #include <caprion/result.hpp>
 #include <caprion/url.hpp>
 
@@ -9,10 +10,11 @@
 #include <string>
 #include <string_view>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
-/// What the name of a video file tells about its content. A plain value, each field free to be changed;
-/// threads that share one have to see to it themselves that none reads it while another writes.
+/// What the name of a video file tells about its content. A plain value, and closed: these are its members
+/// for good. Each may be changed; threads that share one have to see to it themselves that none reads it
+/// while another writes.
 struct CAPRION_EXPORT VideoFileComponents {
   /// The words before the marker that ended the title, trimmed.
   std::string title;
@@ -58,4 +60,4 @@ class CAPRION_EXPORT VideoFileUtilities {
   static VideoFileComponents componentsFrom(const URL& url) noexcept;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

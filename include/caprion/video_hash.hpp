@@ -1,11 +1,13 @@
 #pragma once
 
+#include <caprion/namespace.hpp>
+
 #include <cstdint>
 #include <string>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
-/// What the service knows a video file by.
+/// What the service knows a video file by. A plain value, and closed: these are its members for good.
 struct VideoHash {
   /// The movie hash, 16 lower-case hexadecimal digits; empty for a file shorter than 65,536 bytes.
   std::string fileHash;
@@ -15,4 +17,4 @@ struct VideoHash {
   friend bool operator==(const VideoHash&, const VideoHash&) = default;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -8,7 +8,7 @@
 #include <chrono>
 #include <utility>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 namespace {
 
@@ -50,4 +50,4 @@ Result<URLRequest> searchRequest(std::span<const Arg> args) noexcept {
   });
 }
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

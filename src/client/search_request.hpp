@@ -7,7 +7,7 @@
 
 #include <span>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// A request for something of the service, with the header and the time-out that all of them have.
 URLRequest serviceRequest(URL url);
@@ -16,4 +16,4 @@ URLRequest serviceRequest(URL url);
 /// may be of any size.
 Result<URLRequest> searchRequest(std::span<const Arg> args) noexcept;
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -2,7 +2,7 @@
 #include "facade/handles.hpp"
 #include "platform/error.hpp"
 #include "platform/never_destroyed.hpp"
-#include "records/subtitle_coding.hpp"
+#include "records/subtitle_record.hpp"
 
 #include <caprion/caprion.h>
 #include <caprion/caprion_helper.hpp>
@@ -26,13 +26,14 @@ using caprion::Caprion;
 using caprion::CaprionHelper;
 using caprion::Downloader;
 using caprion::Error;
+using caprion::numberOf;
 using caprion::orNull;
 using caprion::posixError;
 using caprion::Result;
 using caprion::StartedSearch;
 using caprion::startFindingSubtitles;
 using caprion::Subtitle;
-using caprion::SubtitleCoding;
+using caprion::SubtitleRecord;
 using caprion::URL;
 
 // A facade object holds but its latest search; for all else, all of them stand for the one of C++.
@@ -108,11 +109,6 @@ const char* textOf(const caprion_subtitle* subtitle, Get get) {
 template <class Link>
 const char* linkOf(const caprion_subtitle* subtitle, Link link) {
   return textOf(subtitle, [&](const Subtitle& record) { return link(record).value_or(std::string_view()); });
-}
-
-bool numberOf(const std::optional<std::int64_t>& field, std::int64_t* number) {
-  if (field && number != nullptr) *number = *field;
-  return field.has_value();
 }
 
 /// The value that an error carries under a key, or null.
@@ -229,7 +225,7 @@ void caprion_helper_find_subtitles_matching(caprion_helper* helper, const char* 
                                             caprion_search_completion completion, void* context,
                                             caprion_context_release release) {
   search(helper, text != nullptr && language != nullptr, {completion, context, release}, [&](auto completed) {
-    return startFindingSubtitles(std::string_view(text), language, std::move(completed));
+    return startFindingSubtitles(caprion::Matching(text), language, std::move(completed));
   });
 }
 
@@ -332,11 +328,11 @@ GETTER(textOf, sub_sum_cd, subSumCD)
 #undef GETTER
 
 const char* caprion_subtitle_imdb_id_movie(const caprion_subtitle* subtitle) {
-  return textOf(subtitle, SubtitleCoding::imdbIDMovie);
+  return textOf(subtitle, SubtitleRecord::imdbIDMovie);
 }
 
 const char* caprion_subtitle_imdb_id_series(const caprion_subtitle* subtitle) {
-  return textOf(subtitle, SubtitleCoding::imdbIDSeries);
+  return textOf(subtitle, SubtitleRecord::imdbIDSeries);
 }
 
 caprion_movie_kind caprion_subtitle_movie_kind(const caprion_subtitle* subtitle) {

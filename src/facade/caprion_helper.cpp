@@ -43,10 +43,10 @@ StartedSearch startFindingSubtitles(const URL& videoFile, std::string_view langu
   return startSearch(std::move(request), pairFor(std::move(completion)));
 }
 
-StartedSearch startFindingSubtitles(std::string_view matching, std::string_view language,
+StartedSearch startFindingSubtitles(Matching matching, std::string_view language,
                                     CaprionHelper::SearchCompletion completion) noexcept {
   auto request = orOutOfMemory([&] {
-    return searchRequest(std::array{Arg(Param::query, std::string(matching)),
+    return searchRequest(std::array{Arg(Param::query, std::string(matching.text())),
                                     Arg(Param::sublanguageid, std::string(language))});
   });
   return startSearch(std::move(request), pairFor(std::move(completion)));
@@ -67,7 +67,7 @@ void CaprionHelper::findSubtitles(const URL& videoFile, std::string_view languag
   const auto search = startFindingSubtitles(videoFile, language, std::move(completion));
 }
 
-void CaprionHelper::findSubtitles(std::string_view matching, std::string_view language,
+void CaprionHelper::findSubtitles(Matching matching, std::string_view language,
                                   SearchCompletion completion) noexcept {
   const auto search = startFindingSubtitles(matching, language, std::move(completion));
 }

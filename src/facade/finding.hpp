@@ -13,7 +13,7 @@ namespace caprion {
 /// very end.
 StartedSearch startFindingSubtitles(const URL& videoFile, std::string_view language,
                                     CaprionHelper::SearchCompletion completion) noexcept;
-StartedSearch startFindingSubtitles(std::string_view matching, std::string_view language,
+StartedSearch startFindingSubtitles(Matching matching, std::string_view language,
                                     CaprionHelper::SearchCompletion completion) noexcept;
 StartedSearch startFindingSubtitles(std::span<const Arg> criteria,
                                     CaprionHelper::SearchCompletion completion) noexcept;

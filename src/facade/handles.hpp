@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <new>
+#include <optional>
 #include <vector>
 
 // What stands behind those handles of the C face that more than one of its files knows.
@@ -28,6 +29,13 @@ auto orNull(Make make) -> decltype(make()) {
   } catch (const std::bad_alloc&) {
     return nullptr;
   }
+}
+
+/// Whether there is a number, which then goes to `*number`, if that is wanted.
+template <class Number>
+bool numberOf(const std::optional<Number>& field, Number* number) {
+  if (field && number != nullptr) *number = *field;
+  return field.has_value();
 }
 
 }  // namespace caprion

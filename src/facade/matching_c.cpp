@@ -2,6 +2,7 @@
 
 #include <caprion/language.hpp>
 #include <caprion/ranking.hpp>
+#include <caprion/release_name.hpp>
 
 #include <string>
 
@@ -15,6 +16,10 @@ struct caprion_ranking {
     std::string reason;
   };
   std::vector<Place> places;
+};
+
+struct caprion_release_name {
+  caprion::ReleaseName fields;
 };
 
 namespace {
@@ -75,6 +80,36 @@ caprion_evidence caprion_ranking_evidence_at(const caprion_ranking* ranking, siz
 const char* caprion_ranking_reason_at(const caprion_ranking* ranking, size_t index) {
   const auto* const place = placeAt(ranking, index);
   return place == nullptr ? nullptr : place->reason.c_str();
+}
+
+caprion_release_name* caprion_release_name_new(const char* path) {
+  if (path == nullptr) return nullptr;
+  return caprion::orNull([&]() -> caprion_release_name* {
+    if (*path == '\0') return new caprion_release_name{};  // not the folder, which a URL would be made from
+    return new caprion_release_name{caprion::ReleaseName::from(caprion::URL::fileURLWithPath(path))};
+  });
+}
+
+void caprion_release_name_free(caprion_release_name* name) { delete name; }
+
+const char* caprion_release_name_title(const caprion_release_name* name) {
+  return name == nullptr ? nullptr : name->fields.title.c_str();
+}
+
+bool caprion_release_name_year(const caprion_release_name* name, int* number) {
+  return name != nullptr && caprion::numberOf(name->fields.year, number);
+}
+
+bool caprion_release_name_season(const caprion_release_name* name, int* number) {
+  return name != nullptr && caprion::numberOf(name->fields.season, number);
+}
+
+size_t caprion_release_name_episode_count(const caprion_release_name* name) {
+  return name == nullptr ? 0 : name->fields.episodes.size();
+}
+
+int caprion_release_name_episode_at(const caprion_release_name* name, size_t index) {
+  return index < caprion_release_name_episode_count(name) ? name->fields.episodes[index] : 0;
 }
 
 const caprion_language* caprion_language_from(const char* code) {

@@ -14,7 +14,7 @@
 #include <tuple>
 #include <utility>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 namespace {
 
@@ -206,4 +206,4 @@ Result<std::vector<RankedSubtitle>> rankedSubtitles(const std::vector<std::share
   }
 }
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 struct Error::State {
   std::string domain;
@@ -94,4 +94,4 @@ Error fileError(int number, const std::string& path, std::string_view reason) no
   });
 }
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

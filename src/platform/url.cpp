@@ -12,7 +12,7 @@
 #include <memory>
 #include <new>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 namespace {
 
@@ -140,6 +140,11 @@ std::optional<URL> URL::fromString(std::string_view text) {
 
 std::string URL::scheme() const { return lowercasedASCII(split(text_).scheme.value_or("")); }
 
+bool URL::isFileURL() const noexcept {
+  const auto scheme = split(text_).scheme.value_or("");
+  return scheme.size() == 4 && lowercasedASCII(scheme) == "file";  // so short that it takes no memory
+}
+
 std::string URL::host() const {
   const std::string_view place = hostAndPort(split(text_).authority.value_or(""));
   return lowercasedASCII(percentDecoded(place.substr(0, hostLength(place))));
@@ -159,4 +164,4 @@ std::optional<URL> URLComponents::url() const {
   return URL(scheme + "://" + host + percentEncodedPath(path));
 }
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

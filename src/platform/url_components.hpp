@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// The parts to compose a URL from.
 class URLComponents {
@@ -20,4 +20,4 @@ class URLComponents {
   std::optional<URL> url() const;
 };
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -1,6 +1,6 @@
 #include "platform/error.hpp"
 #include "platform/json.hpp"
-#include "records/subtitle_coding.hpp"
+#include "records/subtitle_record.hpp"
 
 #include <caprion/query_result.hpp>
 
@@ -11,8 +11,8 @@ namespace caprion {
 Result<QueryResult> QueryResult::decode(std::string_view json) noexcept {
   return orOutOfMemory([&]() -> Result<QueryResult> {
     QueryResult result;
-    const auto error = JSONDecoder().decodeArray(json, SubtitleCoding::keys, [&](const KeyedView& element) {
-      if (auto subtitle = SubtitleCoding::decode(element)) result.subtitles.push_back(std::move(*subtitle));
+    const auto error = JSONDecoder().decodeArray(json, SubtitleRecord::keys, [&](const KeyedView& element) {
+      if (auto subtitle = SubtitleRecord::decode(element)) result.subtitles.push_back(std::move(*subtitle));
     });
     if (error) return *error;
     return result;

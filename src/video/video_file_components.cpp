@@ -79,6 +79,25 @@ VideoFileComponents parse(const std::string& name) {
   return components;
 }
 
+Result<VideoFileComponents> decoded(std::string_view json) {
+  const auto view = JSONDecoder().decodeValue(json, codingKeys);
+  if (!view) return view.error();
+  if (auto error = view->notAnObject()) return *error;
+
+  const auto title = view->text(titleKey);
+  if (!title) return title.error();
+  const auto year = view->optionalInteger(yearKey);
+  if (!year) return year.error();
+  const auto season = view->optionalInteger(seasonKey);
+  if (!season) return season.error();
+  const auto episode = view->optionalInteger(episodeKey);
+  if (!episode) return episode.error();
+  const auto resolution = view->optionalText(resolutionKey);
+  if (!resolution) return resolution.error();
+  return VideoFileComponents{std::string(*title), *year, *season, *episode,
+                             std::optional<std::string>(*resolution)};
+}
+
 }  // namespace
 
 VideoFileComponents VideoFileUtilities::componentsFrom(const URL& url) noexcept {
@@ -100,24 +119,7 @@ std::string VideoFileComponents::searchString() const {
 }
 
 Result<VideoFileComponents> VideoFileComponents::decode(std::string_view json) noexcept {
-  return orOutOfMemory([&]() -> Result<VideoFileComponents> {
-    const auto view = JSONDecoder().decodeValue(json, codingKeys);
-    if (!view) return view.error();
-    if (auto error = view->notAnObject()) return *error;
-
-    const auto title = view->text(titleKey);
-    if (!title) return title.error();
-    const auto year = view->optionalInteger(yearKey);
-    if (!year) return year.error();
-    const auto season = view->optionalInteger(seasonKey);
-    if (!season) return season.error();
-    const auto episode = view->optionalInteger(episodeKey);
-    if (!episode) return episode.error();
-    const auto resolution = view->optionalText(resolutionKey);
-    if (!resolution) return resolution.error();
-    return VideoFileComponents{std::string(*title), *year, *season, *episode,
-                               std::optional<std::string>(*resolution)};
-  });
+  return orOutOfMemory([&] { return decoded(json); });
 }
 
 Result<std::string> VideoFileComponents::encode() const noexcept {

@@ -99,7 +99,7 @@ Search searchFrom(const Arguments& arguments) {
 
 Result<Hits> outcomeOf(const Search& search) {
   if (search.file) return findSubtitles(URL::fileURLWithPath(*search.file), search.languages);
-  if (search.text) return findSubtitles(*search.text, search.languages);
+  if (search.text) return findSubtitles(Matching(*search.text), search.languages);
   return query(search.criteria);
 }
 

@@ -27,7 +27,7 @@ Result<Hits> findSubtitles(const URL& videoFile, std::string_view language) {
   });
 }
 
-Result<Hits> findSubtitles(std::string_view matching, std::string_view language) {
+Result<Hits> findSubtitles(Matching matching, std::string_view language) {
   return outcomeOf([&](const CaprionHelper::SearchCompletion& report) {
     CaprionHelper::shared().findSubtitles(matching, language, report);
   });

@@ -14,7 +14,7 @@ namespace caprion::tool {
 using Hits = CaprionHelper::SubtitleList;
 
 Result<Hits> findSubtitles(const URL& videoFile, std::string_view language);
-Result<Hits> findSubtitles(std::string_view matching, std::string_view language);
+Result<Hits> findSubtitles(Matching matching, std::string_view language);
 Result<Hits> query(const std::vector<Arg>& criteria);
 
 /// All that the library reports of a download, in its order, or the error that stands for no report at all.

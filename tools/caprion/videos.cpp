@@ -142,7 +142,7 @@ std::vector<Video> videosAt(std::span<const std::string_view> paths, bool any, F
       return !known.emplace(video.folder, std::move(name)).second;
     });
   }
-  std::stable_sort(videos.begin(), videos.end(), comesBefore);
+  std::sort(videos.begin(), videos.end(), comesBefore);
   return videos;
 }
 
