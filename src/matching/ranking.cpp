@@ -27,7 +27,7 @@ std::optional<int> numberIn(std::string_view text) {
 }
 
 /// The year of a title; 0 where the service doesn't know it.
-int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
+int movieYearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
 
 /// Whether the hit is of a movie. The service's word for it says nothing beside the number of an episode.
 bool isMovie(const Subtitle& hit) {
@@ -65,7 +65,7 @@ class Video {
   explicit Video(const URL& url) {
     const std::string stem = stemOf(url.lastPathComponent());
     name_ = releaseNameOf(stem);
-    key_ = titleKey(name_.title);
+    key_ = keyOfTitle(name_.title);
     for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
     std::ranges::sort(words_);
     words_.erase(std::unique(words_.begin(), words_.end()), words_.end());
@@ -84,14 +84,14 @@ class Video {
     if (!isOfSameLength(*hit, discIn(fileWords), evidence)) return std::nullopt;
 
     const std::size_t common = wordsInCommon(fileWords);
-    std::string reason = evidence == Evidence::content   ? "found by content"
-                         : evidence == Evidence::release ? "same release"
-                         : !isOfMovie                    ? "same title and episode"
-                         : year && yearOf(*hit) != 0     ? "same title and year"
-                                                         : "same title";
+    std::string reason = evidence == Evidence::content    ? "found by content"
+                         : evidence == Evidence::release  ? "same release"
+                         : !isOfMovie                     ? "same title and episode"
+                         : year && movieYearOf(*hit) != 0 ? "same title and year"
+                                                          : "same title";
     if (common > 0)
       reason += ", " + std::to_string(common) + (common == 1 ? " word" : " words") + " in common";
-    const bool isOfOtherYear = name_.laterYear && std::abs(yearOf(*hit) - *name_.laterYear) > 1;
+    const bool isOfOtherYear = name_.laterYear && std::abs(movieYearOf(*hit) - *name_.laterYear) > 1;
     return Place{{hit, evidence, std::move(reason)}, isNumberUnknown(*hit), common, isOfOtherYear};
   }
 
@@ -114,7 +114,7 @@ class Video {
 
   bool allowsMovie(const Subtitle& hit, std::optional<int> year) const {
     if (name_.season) return false;
-    return !year || yearOf(hit) == 0 || std::abs(yearOf(hit) - *year) <= 1;
+    return !year || movieYearOf(hit) == 0 || std::abs(movieYearOf(hit) - *year) <= 1;
   }
 
   bool allowsEpisode(const Subtitle& hit, std::optional<int> year, Evidence evidence) const {
@@ -128,7 +128,7 @@ class Video {
     if (isNumberUnknown(hit) && !isAllowedByFile(hit)) return false;
     if (name_.episodes.empty()) return evidence == Evidence::content && !year;
     // No episode is older than the year that tells its series from another of the same title.
-    return !year || yearOf(hit) == 0 || yearOf(hit) >= *year - 1;
+    return !year || movieYearOf(hit) == 0 || movieYearOf(hit) >= *year - 1;
   }
 
   /// Whether it is one of the name's episodes; of a name without any, all are.
@@ -172,7 +172,7 @@ class Video {
   }
 
   bool isAlike(std::string_view title) const {
-    const std::string key = titleKey(title);
+    const std::string key = keyOfTitle(title);
     if (key.empty()) return false;
     // What reads as the year in the name may be the title's last word.
     return key == key_ || (name_.year && key == key_ + std::to_string(*name_.year));

@@ -25,6 +25,6 @@ std::vector<Word> wordsOf(std::string_view text);
 
 /// What titles that are alike have in common: the folded words without a leading article, in one piece. Empty
 /// for a title without words.
-std::string titleKey(std::string_view title);
+std::string keyOfTitle(std::string_view title);
 
 }  // namespace caprion

@@ -13,6 +13,8 @@ namespace caprion {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::size_t fewestThreads = 2;
 constexpr std::size_t usualThreads = 5;
 constexpr std::size_t mostThreadsToAdd = 4;
@@ -25,8 +27,6 @@ constexpr std::chrono::milliseconds stopLimit{200};
 /// In the memory that a thread has from its start: the system ends a process that hasn't got any more to give
 /// for a variable of a thread.
 [[gnu::tls_model("initial-exec")]] thread_local bool isRunningCompletion = false;
-
-auto now() { return std::chrono::steady_clock::now(); }
 
 }  // namespace
 
@@ -49,7 +49,7 @@ void SessionThreads::drive() noexcept {
 void SessionThreads::complete(SessionCompletion& completion) noexcept {
   const Lock lock(mutex_);
   if (waiting_.empty()) {
-    looked_ = now();
+    looked_ = Clock::now();
     doneWhenLooked_ = done_;
   }
   waiting_.push_back(completion);
@@ -67,11 +67,11 @@ void SessionThreads::stop() noexcept {
   changed_.notifyAll();
   work_.wake();
   const std::size_t own = isRunningCompletion ? 1 : 0;  // exit() may be called by a completion
-  const auto end = now() + stopLimit;
+  const auto end = Clock::now() + stopLimit;
   while ((hasDriver() || running_ > own) && changed_.waitUntil(mutex_, end)) continue;
   // A thread that has ended may still be about to clean up what OpenSSL keeps for it.
   for (std::thread& thread : ended_) {
-    while (::pthread_tryjoin_np(thread.native_handle(), nullptr) == EBUSY && now() < end) {
+    while (::pthread_tryjoin_np(thread.native_handle(), nullptr) == EBUSY && Clock::now() < end) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }
@@ -108,7 +108,7 @@ void SessionThreads::run(Threads::iterator self) noexcept {
         driveHere();
       } else {
         ++idle_;
-        const auto end = now() + idleLimit;
+        const auto end = Clock::now() + idleLimit;
         while (!isNeeded() && changed_.waitUntil(mutex_, end)) continue;
         --idle_;
         if (!isNeeded() && threads_.size() > fewestThreads && (hasDriver() || idle_ > 0)) break;
@@ -143,7 +143,7 @@ void SessionThreads::driveHere() {
 
 /// Adds threads when no completion has got on for a while.
 void SessionThreads::growIfStuck() {
-  const auto time = now();
+  const auto time = Clock::now();
   if (waiting_.empty() || time - looked_ < patience) return;
   if (done_ != doneWhenLooked_ || idle_ > 0) {
     threadsToAdd_ = 1;

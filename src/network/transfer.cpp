@@ -23,7 +23,7 @@ constexpr std::size_t pendingLimit = std::size_t{128} << 10;
 constexpr std::size_t redirectSizeLimit = std::size_t{16} << 10;
 constexpr auto redirectPatience = 500ms;
 /// How long an unused connection is kept, and when it is probed meanwhile.
-constexpr long idleLimit = 60;       // s
+constexpr long unusedLimit = 60;     // s
 constexpr long idleUntilProbe = 20;  // s
 /// How many pieces libcurl may read in one turn without handing anything over. Of what a proxy says before
 /// its tunnel is there, it reads single bytes, and doesn't come back before there are no more.
@@ -93,7 +93,7 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
 
   set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(task.request->timeoutInterval.count()));
   if (task.needsFreshConnection) set(easy, CURLOPT_FRESH_CONNECT, 1L);
-  set(easy, CURLOPT_MAXAGE_CONN, idleLimit);
+  set(easy, CURLOPT_MAXAGE_CONN, unusedLimit);
   set(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   set(easy, CURLOPT_TCP_KEEPIDLE, idleUntilProbe);
   set(easy, CURLOPT_TCP_KEEPINTVL, idleUntilProbe / 4);

@@ -25,7 +25,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr std::chrono::seconds patience{5};
+constexpr std::chrono::seconds readerPatience{5};
 
 /// Held for a whole line, so for as long as its reader takes: never wait for it without a limit.
 std::mutex turn;
@@ -113,7 +113,7 @@ class Line {
     if (isFirst_ && printedBefore > 0 && printedBefore <= PIPE_BUF) std::fflush(stdout);
     isFirst_ = false;
     while (!isOver_ && isWritable(milliseconds(0)) && writePiece()) hasProgress = true;
-    if (hasProgress) end_ = Clock::now() + patience;
+    if (hasProgress) end_ = Clock::now() + readerPatience;
     return hasProgress;
   }
 
@@ -144,7 +144,7 @@ class Line {
 }  // namespace
 
 void printLine(std::string_view text) noexcept {
-  const auto end = Clock::now() + patience;
+  const auto end = Clock::now() + readerPatience;
   std::unique_lock mine(turn, std::try_to_lock);
   while (!mine && Clock::now() < end) {
     nap();

@@ -12,11 +12,11 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr OptionRule options[] = {{"lang", true, 'l'},     {"output", true, 'o'},   {"force", false},
-                                  {"dry-run", false, 'n'}, {"jobs", true, 'j'},     {"pick", false},
-                                  {"any", false},          {"keep-encoding", false}};
+constexpr OptionRule getOptions[] = {{"lang", true, 'l'},     {"output", true, 'o'},   {"force", false},
+                                     {"dry-run", false, 'n'}, {"jobs", true, 'j'},     {"pick", false},
+                                     {"any", false},          {"keep-encoding", false}};
 
-constexpr std::string_view help =
+constexpr std::string_view getHelp =
     R"(usage: caprion get PATH... [-l LANG[,LANG...]]... [-o FOLDER] [--force] [-n]
                    [-j N] [--pick] [--keep-encoding] [--any]
 
@@ -44,7 +44,7 @@ What is there already stays as it is, and isn't asked for again.
 // More would only wait for each other: the service takes six requests at a time from an address.
 constexpr std::size_t mostAtATime = 64;
 
-std::size_t numberFrom(std::string_view word) {
+std::size_t jobsFrom(std::string_view word) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   if (error != std::errc() || end != word.data() + word.size() || number < 1 || number > mostAtATime)
@@ -61,7 +61,7 @@ Wish wishFrom(const Arguments& arguments) {
     if (name == "output") wish.folder = value;
     if (name == "force") wish.force = true;
     if (name == "dry-run") wish.dryRun = true;
-    if (name == "jobs") wish.videosAtATime = numberFrom(value);
+    if (name == "jobs") wish.videosAtATime = jobsFrom(value);
     if (name == "pick") wish.pick = true;
     if (name == "keep-encoding") wish.keepEncoding = true;
     if (name == "any") wish.any = true;
@@ -74,11 +74,11 @@ Wish wishFrom(const Arguments& arguments) {
   return wish;
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) { return get(wishFrom(arguments), output); }
+ExitStatus runGet(const Arguments& arguments, Output& output) { return get(wishFrom(arguments), output); }
 
 }  // namespace
 
-constexpr Command getCommand{"get", "find, download and place subtitles beside video files", help, options,
-                             run};
+constexpr Command getCommand{"get", "find, download and place subtitles beside video files", getHelp,
+                             getOptions, runGet};
 
 }  // namespace caprion::tool
