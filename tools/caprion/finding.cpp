@@ -45,8 +45,9 @@ std::vector<std::vector<Arg>> questionsFor(const URL& video, const VideoHash& ha
     questions.push_back({Arg(Param::query, name.title), Arg(Param::season, std::to_string(*name.season)),
                          Arg(Param::episode, std::to_string(name.episodes.front()))});
   } else {
-    questions.push_back(
-        {Arg(Param::query, name.title + (name.year ? " " + std::to_string(*name.year) : ""))});
+    std::string words = name.title;
+    if (name.year) words.append(" ").append(std::to_string(*name.year));
+    questions.push_back({Arg(Param::query, std::move(words))});
   }
   return questions;
 }

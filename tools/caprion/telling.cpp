@@ -102,7 +102,7 @@ std::string Telling::progress(std::size_t width) const {
   if (width < line.size() + 12) return line.substr(1);
   const std::size_t room = std::min<std::size_t>(width - line.size() - 2, 30);
   const std::size_t done = videos_ == 0 ? room : room * told_ / videos_;
-  return "[" + std::string(done, '#') + std::string(room - done, '-') + "]" + line;
+  return std::string("[").append(done, '#').append(room - done, '-').append("]").append(line);
 }
 
 void Telling::tellSummary(std::size_t untried) {

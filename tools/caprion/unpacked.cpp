@@ -52,7 +52,7 @@ std::vector<Candidate> candidatesFor(const Subtitle& hit, const fs::path& report
 }
 
 ReleaseName releaseOf(std::string_view name) {
-  return ReleaseName::from(URL::fileURLWithPath("/" + std::string(name)));
+  return ReleaseName::from(URL::fileURLWithPath(std::string("/").append(name)));
 }
 
 bool shareAnEpisode(const ReleaseName& a, const ReleaseName& b) {
