@@ -150,8 +150,8 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
   } else if (const auto error = cutShort(archive, folder.path(), *way, *status)) {
     reports.emplace_back(*error);
   } else {
-    letUserIn(folder.path(), *way);
-    letUserIn(folder.path(), chosen->substr(folder.path().size() + 1));  // the same, but for a link
+    grantOwnerAccess(folder.path(), *way);
+    grantOwnerAccess(folder.path(), chosen->substr(folder.path().size() + 1));  // the same, but for a link
     const std::string name = renamed(*chosen, subtitle);
     const auto failure = moveItem(*chosen, name);
     reports.emplace_back(failure ? Result<URL>(*failure) : Result<URL>(URL::fileURLWithPath(name)));
