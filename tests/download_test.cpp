@@ -18,14 +18,6 @@ using stand_in::Answer;
 using Fault = Answer::Fault;
 using namespace std::string_literals;
 
-namespace {
-
-std::shared_ptr<const Subtitle> subtitle(const Changes& changes = {}) {
-  return Subtitle::decode(recordFor(changes)).value();
-}
-
-}  // namespace
-
 class DownloadTest : public InTemporaryFolder {
  protected:
   DownloadTest() { service().setHandler(always({.body = zip({"film.srt"})})); }

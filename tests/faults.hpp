@@ -36,9 +36,8 @@ inline const std::string goodList = "[" + record() + "]";
 inline const std::string goodArchive = zip({"film.srt"});
 
 inline std::string replaced(std::string text, const std::string& from, const std::string& to) {
-  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size()) {
+  for (std::size_t at = 0; (at = text.find(from, at)) != std::string::npos; at += to.size())
     text.replace(at, from.size(), to);
-  }
   return text;
 }
 
@@ -72,7 +71,7 @@ inline Lines reportsHere(const Row& row, bool isSearch) {
   Lines reports;
   DownloadSlot slot;
   downloadSubtitle(
-      *Subtitle::decode(recordFor(row.changes)).value(), URLSession::shared(), slot,
+      *subtitle(row.changes), URLSession::shared(), slot,
       [&](URL url) { return timed(serviceRequest(std::move(url))); },
       [&](const auto& report) { reports.push_back(line(report)); });
   return reports;
@@ -82,9 +81,8 @@ inline Lines reportsHere(const Row& row, bool isSearch) {
 /// "skipped" where it can't become what it should.
 inline Lines reportsOfProcess(const Row& row, bool isSearch, const fs::path& root) {
   auto own = std::make_unique<stand_in::StandIn>("", handlerOf(row, isSearch ? goodList : goodArchive));
-  for (const fs::path& folder : {own->authorityFile().parent_path(), root}) {
+  for (const fs::path& folder : {own->authorityFile().parent_path(), root})
     fs::permissions(folder, fs::perms::all);
-  }
   const std::string operation = isSearch ? "search" : recordFor(row.changes);
   std::string command = "$HOST " + shellQuoted(row.host) + " " + shellQuoted(operation);
   if (row.host == "on a terminal")

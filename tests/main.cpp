@@ -1,8 +1,6 @@
 #include "service.hpp"
 #include "zip_writer.hpp"
 
-#include <cstdlib>
-
 namespace caprion::test {
 
 stand_in::StandIn& service() {

@@ -141,11 +141,9 @@ TEST(Ranking, NamesOfTheWorldFindTheirRecordAmongItsLikes) {
     }
     hits.push_back(hit("fulltext|" + title + '|' + year + '|' + fields[3] + '|' + fields[4] + "|x.srt"));
     const auto places = ranked(hits, name);
+    EXPECT_TRUE(places.empty() || places.front().subtitle == hits.back()) << name;
     ++count;
-    if (places.empty()) continue;
-    EXPECT_EQ(places.front().subtitle, hits.back())
-        << name << " got " << places.front().subtitle->detailString();
-    ++right;
+    right += places.empty() ? 0 : 1;
   }
   EXPECT_GE(count, 150);
   EXPECT_GE(right, count * 9 / 10) << "of " << count;

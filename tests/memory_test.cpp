@@ -160,7 +160,7 @@ class Memory : public InTemporaryFolder {};
 TEST_F(Memory, AnyAllocationMayFail) {
   const std::string json = record(), list = "[" + json + "," + json + "]";
   const std::string name = R"({"title":"A title that is not held in place"})";
-  const auto subtitle = Subtitle::decode(json).value();
+  const auto decoded = Subtitle::decode(json).value();
   const auto result = QueryResult::decode(list).value();
   const auto components = VideoFileComponents::decode(name).value();
   const URL video = URL::fileURLWithPath("/films/A.Title.That.Is.Not.Held.In.Place.S01E02.720p.2001.mkv");
@@ -174,11 +174,8 @@ TEST_F(Memory, AnyAllocationMayFail) {
     Caprion::shared().query(args, [told](const auto& got) { listener.report(failureOf(got, told)); });
     return listener.wait();
   };
-  const auto linked = [](const char* entry) {
-    return Subtitle::decode(
-        recordFor({{"ZipDownloadLink", R"("http://dl.test/42")"}, {"SubFileName", entry}}));
-  };
-  const auto there = linked(R"("film.srt")").value(), notThere = linked(R"("film.txt")").value();
+  const auto there = subtitle(texts("ZipDownloadLink", {"http://dl.test/42"}));
+  const auto notThere = subtitle(texts("ZipDownloadLink SubFileName", {"http://dl.test/42", "film.txt"}));
   Downloader downloader;
   const auto download = [&](const Subtitle& record, std::string_view told = {}) {
     downloader.download(record, [told](const auto& report) {
@@ -193,7 +190,7 @@ TEST_F(Memory, AnyAllocationMayFail) {
     std::function<Failure()> once;
   } rows[] = {
       {"decode a record", [&] { return failureOf(Subtitle::decode(json)); }},
-      {"encode a record", [&] { return failureOf(subtitle->encode()); }},
+      {"encode a record", [&] { return failureOf(decoded->encode()); }},
       {"decode an answer", [&] { return failureOf(QueryResult::decode(list)); }},
       {"decode what is no answer", [] { return failureOf(QueryResult::decode("{}"), DecodingErrorDomain); }},
       {"encode an answer", [&] { return failureOf(result.encode()); }},

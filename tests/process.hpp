@@ -15,7 +15,6 @@
 #include <set>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace caprion::test {
@@ -66,9 +65,8 @@ inline std::string contentOf(const std::filesystem::path& file) {
 inline std::string contentOfFolder(const std::filesystem::path& folder) {
   if (!std::filesystem::exists(folder)) return "no folder";
   std::set<std::string> names;
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
     names.insert(entry.path().string().substr(folder.string().size() + 1));
-  }
   std::string all;
   for (const auto& name : names) all += (all.empty() ? "" : " ") + name;
   return all;

@@ -15,7 +15,6 @@
 #include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -202,8 +201,6 @@ void become(const std::string& host) {
     status >> pages;
     args.emplace_back(Param::tag, std::string(256 << 20, 'x'));
     limit(RLIMIT_AS, pages * 4096 + (300 << 20));
-  } else if (host == "umask 0777") {
-    ::umask(0777);
   } else if (host == "full output") {
     const int end = pipeStandardOutput(O_NONBLOCK);
     while (::write(STDOUT_FILENO, "x", 1) > 0) {

@@ -111,27 +111,40 @@ TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
 
 TEST(QueryResult, TakesNothingButAWholeArrayOfValidJSON) {
   const std::string ignored = "[{\"ignored\":", many(1'000'000, '['), deep(500, '[');
-  const auto wrapped = [](const std::string& begin, const std::string& values, const std::string& end) {
-    std::vector<std::string> all;
-    for (const std::string& value : split(values, '|')) all.push_back(begin + value + end);
-    return all;
-  };
-  const auto check = [](const std::vector<std::string>& texts, bool isTaken) {
-    for (const std::string& json : texts) {
-      const auto result = QueryResult::decode(json);
-      EXPECT_EQ(result.has_value(), isTaken) << json.substr(0, 80);
-      EXPECT_TRUE(isTaken || result.error().domain() == DecodingErrorDomain) << json.substr(0, 80);
+  const auto check = [](const std::string& begin, const std::string& values, const std::string& end,
+                        bool isTaken) {
+    for (const std::string& value : split(values, '|')) {
+      const auto result = QueryResult::decode(begin + value + end);
+      EXPECT_EQ(result.has_value(), isTaken) << begin << value.substr(0, 80);
+      EXPECT_TRUE(isTaken || result.error().domain() == DecodingErrorDomain) << begin << value.substr(0, 80);
     }
   };
-  check({"", "[" + record(), "[" + record() + ",]", record(), many, "[" + std::string(1'000'000, '{')},
-        false);
-  check(wrapped("", "{\"subtitles\":[]}|null|[] x|[]]|\xEF\xBB\xBF\xEF\xBB\xBF[]", ""), false);
-  check(wrapped("[", "'a'|1,/* */2|\"\xED\xA0\x80\"|1e|\0"s, "]"), false);
-  check(wrapped(ignored, "nul|01|\"\xFF\"|\"\\ud800\"|\"\n\"|NaN", "}]"), false);
-  check({deep + std::string(500, ']'), "\xEF\xBB\xBF[]"}, true);
-  check(wrapped(ignored, "123456789012345678901234567890|1e400|-0.0E-0|\"\\u0000\xF4\x8F\xBF\xBF\"", "}]"),
-        true);
-  check(wrapped(ignored, "[1e99999999999,-2.5E+2147483648,\"1\\\"1e99999\"]", "}]"), true);
+  check("", "{\"subtitles\":[]}||null|[] x|[]]|\xEF\xBB\xBF\xEF\xBB\xBF[]", "", false);
+  check("", "[" + record() + "|[" + record() + ",]|" + record(), "", false);
+  check("", many + "|[" + std::string(1'000'000, '{'), "", false);
+  check("[", "'a'|1,/* */2|\"\xED\xA0\x80\"|1e|\0"s, "]", false);
+  check(ignored, "nul|01|\"\xFF\"|\"\\ud800\"|\"\n\"|NaN", "}]", false);
+  check("", deep + std::string(500, ']') + "|\xEF\xBB\xBF[]", "", true);
+  check(ignored, "123456789012345678901234567890|1e400|-0.0E-0|\"\\u0000\xF4\x8F\xBF\xBF\"", "}]", true);
+  check(ignored, "[1e99999999999,-2.5E+2147483648,\"1\\\"1e99999\"]", "}]", true);
+}
+
+TEST(Result, ChainsAsAnExpectedDoes) {
+  const Result<std::string> text("12");
+  const Result<std::string> failed(Error("domain", 7));
+  const auto half = [](std::size_t n) {
+    return n % 2 == 0 ? Result(n / 2) : Result<std::size_t>(Error("odd", 0));
+  };
+  EXPECT_EQ(text.transform(&std::string::size).and_then(half), std::size_t(1));
+  EXPECT_EQ(text.transform(&std::string::size).and_then(half).and_then(half).error().domain(), "odd");
+  EXPECT_EQ(failed.transform(&std::string::size).and_then(half).error(), failed.error());
+  EXPECT_EQ(text.or_else([](const Error&) { return Result<std::string>("other"); }), text);
+  EXPECT_EQ(failed.or_else([](const Error& e) { return Result<std::string>(e.domain()); }), "domain"s);
+  EXPECT_EQ(text.value_or("none") + failed.value_or("none"), "12none");
+  EXPECT_NE(text, failed);
+
+  Result<std::unique_ptr<int>> owner(std::make_unique<int>(3));
+  EXPECT_EQ(std::move(owner).transform([](auto pointer) { return *pointer; }).value_or(0), 3);
 }
 
 }  // namespace caprion::test

@@ -7,8 +7,6 @@
 
 #include <caprion/caprion_helper.hpp>
 
-#include <mutex>
-
 namespace caprion::test {
 
 using stand_in::Answer;
@@ -29,8 +27,11 @@ std::ptrdiff_t threadsOfThisProcess() {
 
 }  // namespace
 
-TEST(Search, SendsTheCriteriaByteForByte) {
-  service().setHandler(always({.body = "[]"}));
+struct Search : testing::Test {
+  Search() { service().setHandler(always({.body = "[]"})); }
+};
+
+TEST_F(Search, SendsTheCriteriaByteForByte) {
   const std::string many(60'000, 'x');
   const std::pair<std::vector<Arg>, std::string> cases[] = {
       {{}, "/search"},
@@ -52,7 +53,7 @@ TEST(Search, SendsTheCriteriaByteForByte) {
   }
 }
 
-TEST(Search, TheFacadeBuildsTheCriteria) {
+TEST_F(Search, TheFacadeBuildsTheCriteria) {
   service().setHandler(always({.body = "[" + record() + "]"}));
   const auto find = [](const auto& what, std::string_view language) {
     std::promise<std::size_t> hits;
@@ -69,7 +70,7 @@ TEST(Search, TheFacadeBuildsTheCriteria) {
   EXPECT_EQ(find(Matching("the matrix"), ""), "/search/query-the%20matrix/sublanguageid-");
 }
 
-TEST(Search, JudgesAnAnswerByItsBodyAlone) {
+TEST_F(Search, JudgesAnAnswerByItsBodyAlone) {
   const struct {
     int status;
     std::string body;
@@ -89,21 +90,16 @@ TEST(Search, JudgesAnAnswerByItsBodyAlone) {
     testing::internal::CaptureStdout();
     const auto result = search(anything);
     const std::string printed = testing::internal::GetCapturedStdout();
-    ASSERT_EQ(result.has_value(), c.hits.has_value()) << c.status << c.body;
-    if (result) {
-      EXPECT_EQ(result->subtitles.size(), c.hits);
-      EXPECT_EQ(printed, "");
-      continue;
-    }
+    ASSERT_EQ(result ? std::optional(result->subtitles.size()) : std::nullopt, c.hits) << c.body;
+    EXPECT_EQ(printed, result ? "" : (c.isText ? c.body : "defaultvalue") + "\n");
+    if (result) continue;
     const auto description = c.isText ? Error::Value(c.body) : Error::Null();
     EXPECT_EQ(result.error(), Error("org.caprion.answer", 0, {{"NSLocalizedDescriptionKey", description}}));
     EXPECT_EQ(result.error().localizedDescription().empty(), c.isText && c.body.empty());
-    EXPECT_EQ(printed, (c.isText ? c.body : "defaultvalue") + "\n");
   }
 }
 
-TEST(Search, WithoutACallbackIsASearchAllTheSame) {
-  service().setHandler(always({.body = "[]"}));
+TEST_F(Search, WithoutACallbackIsASearchAllTheSame) {
   const std::size_t before = service().requests().size();
   Caprion::shared().query(anything, nullptr);
   EXPECT_TRUE(service().waitForRequests(before + 1));
@@ -111,7 +107,7 @@ TEST(Search, WithoutACallbackIsASearchAllTheSame) {
   EXPECT_TRUE(search(anything));
 }
 
-TEST(Search, WithoutAResponseIsABadResponse) {
+TEST_F(Search, WithoutAResponseIsABadResponse) {
   const auto result = searchAnswer(std::nullopt, std::nullopt, std::nullopt);
   ASSERT_FALSE(result);
   EXPECT_EQ(result.error(), Error("Caprion.NetworkingError", 0));
@@ -121,7 +117,7 @@ TEST(Search, WithoutAResponseIsABadResponse) {
   EXPECT_EQ(&searchAnswer("[]"s, HTTPURLResponse{200}, passed).error().userInfo(), &passed.userInfo());
 }
 
-TEST(Search, FollowsRedirectsWithItsHeader) {
+TEST_F(Search, FollowsRedirectsWithItsHeader) {
   service().setHandler([](const stand_in::Request& request) -> std::optional<Answer> {
     if (request.host == "other.test") return Answer{.body = "[]"};
     return Answer{.status = 301, .headers = {{"Location", "https://other.test/a \"b?c"}}, .body = "moved"};
@@ -131,7 +127,7 @@ TEST(Search, FollowsRedirectsWithItsHeader) {
   EXPECT_EQ(lastRequest().header("User-Agent"), std::vector{"Tovix"s});
 }
 
-TEST(Search, CancellationReachesTheLatestAlone) {
+TEST_F(Search, CancellationReachesTheLatestAlone) {
   Caprion& client = Caprion::shared();
   std::promise<void> release;
   const auto released = release.get_future().share();
@@ -154,8 +150,7 @@ TEST(Search, CancellationReachesTheLatestAlone) {
   EXPECT_TRUE(wait(first.get_future()));
 }
 
-TEST(Search, CancelledAtAnyMomentReportsOnce) {
-  service().setHandler(always({.body = "[]"}));
+TEST_F(Search, CancelledAtAnyMomentReportsOnce) {
   constexpr int searches = 400;
   std::latch all(searches);
   std::atomic<int> reports = 0;
@@ -180,7 +175,7 @@ TEST(Search, CancelledAtAnyMomentReportsOnce) {
   EXPECT_EQ(reports, searches);
 }
 
-TEST(Search, ManyAtOnceReportOnceEachOnFewThreads) {
+TEST_F(Search, ManyAtOnceReportOnceEachOnFewThreads) {
   service().setHandler(always({.body = "[" + record() + "]"}));
   constexpr int searches = 1'000;
   std::latch all(searches);
@@ -203,8 +198,7 @@ TEST(Search, ManyAtOnceReportOnceEachOnFewThreads) {
   EXPECT_LE(service().connections(), connections + 6);
 }
 
-TEST(Search, CallbacksMayBlockOnOneAnother) {
-  service().setHandler(always({.body = "[]"}));
+TEST_F(Search, CallbacksMayBlockOnOneAnother) {
   constexpr int searches = 40;
   std::latch inside(searches), all(searches);
   for (int i = 0; i < searches; ++i) {
@@ -217,8 +211,7 @@ TEST(Search, CallbacksMayBlockOnOneAnother) {
   all.wait();
 }
 
-TEST(Search, ReportsNotBeforeTheCallThatStartedItIsOver) {
-  service().setHandler(always({.body = "[]"}));
+TEST_F(Search, ReportsNotBeforeTheCallThatStartedItIsOver) {
   for (const bool isCancelled : {false, true}) {
     std::promise<void> promise;
     std::atomic<bool> isReported = false;

@@ -54,6 +54,13 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
   return fields;
 }
 
+/// The text as often as makes it at least so long.
+inline std::string repeated(std::string_view text, std::size_t size) {
+  std::string all;
+  while (all.size() < size) all += text;
+  return all;
+}
+
 /// Keys of a record and values for them, as JSON texts; the empty text leaves the key out.
 using Changes = std::vector<std::pair<std::string, std::string>>;
 
@@ -65,6 +72,10 @@ std::string record(const Changes& changes = {});
 
 /// The same of subtitle 42, "film.srt", in English, whose archive is at https://dl.test/42.
 std::string recordFor(const Changes& changes);
+
+inline std::shared_ptr<const Subtitle> subtitle(const Changes& changes = {}) {
+  return Subtitle::decode(recordFor(changes)).value();
+}
 
 /// An archive of files, each of which holds its own name, of folders ("a/") and of links ("a -> b").
 std::string zip(const std::vector<std::string>& names);

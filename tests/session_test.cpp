@@ -4,7 +4,6 @@
 #include "service.hpp"
 
 #include <deque>
-#include <list>
 #include <semaphore>
 
 namespace caprion::test {
@@ -65,7 +64,7 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
 TEST(URLSession, WaitsNoLongerThanTheTimeOutBehindRequestsThatHang) {
   service().setHandler(always({.fault = Fault::hang}));
   const std::size_t before = service().requests().size();
-  std::list<Task> hanging;  // on all connections
+  std::deque<Task> hanging;  // on all connections
   for (int i = 0; i < 6; ++i) hanging.emplace_back("http://hang.test/").task->resume();
   ASSERT_TRUE(service().waitForRequests(before + 6));
   EXPECT_EQ(get("http://hang.test/", 100ms).first, -1001);
@@ -131,7 +130,7 @@ TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
     std::atomic<bool> isOver = false;
     bool sawFull = false;
   };
-  static std::list<Work> all;  // what the threads use outlives the test, as they do
+  static std::deque<Work> all;  // what the threads use outlives the test, as they do
   Work& work = all.emplace_back();
   work.threads = new SessionThreads(work, 2);
   ASSERT_TRUE(work.threads->start());

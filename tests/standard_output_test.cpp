@@ -1,16 +1,11 @@
 #include "platform/standard_output.hpp"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
+#include "process.hpp"
+
 #include <poll.h>
-#include <unistd.h>
 
 #include <array>
-#include <cstdio>
-#include <fstream>
-#include <string>
 #include <thread>
-#include <vector>
 
 namespace caprion::test {
 
@@ -58,17 +53,15 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
     std::fputs("printed ", stdout);
     printLine("before");
     std::vector<std::jthread> threads;
-    for (const char letter : {'a', 'b', 'c'}) {
+    for (const char letter : {'a', 'b', 'c'})
       threads.emplace_back([letter] { printLine(std::string(size, letter)); });
-    }
     while (!Pipe::isFull()) std::this_thread::yield();
     ::flockfile(stdout);  // which nobody may hold who waits for the reader
     ::funlockfile(stdout);
     printed = output.read(expected.size() + threads.size() * (size + 1));
   }
-  for (std::size_t at = expected.size(); at < printed.size(); at += size + 1) {
+  for (std::size_t at = expected.size(); at < printed.size(); at += size + 1)
     expected.append(size, printed[at]).append("\n");
-  }
   EXPECT_TRUE(printed == expected);
 }
 

@@ -3,8 +3,6 @@
 
 #include <caprion/url.hpp>
 
-#include <filesystem>
-
 namespace caprion::test {
 
 using namespace std::string_literals;

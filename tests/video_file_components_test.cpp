@@ -16,14 +16,9 @@ void PrintTo(const VideoFileComponents& components, std::ostream* out) {
 namespace {
 
 using test::keyAtFault;
+using test::repeated;
 using Number = std::optional<std::int64_t>;
 constexpr auto none = std::nullopt;
-
-std::string repeated(std::string_view piece, std::size_t size) {
-  std::string text;
-  while (text.size() < size) text += piece;
-  return text;
-}
 
 VideoFileComponents parsed(std::string_view name) {
   return VideoFileUtilities::componentsFrom(URL::fileURLWithPath("/films/" + std::string(name)));

@@ -2,9 +2,6 @@
 
 #include <caprion/caprion.hpp>
 
-#include <pthread.h>
-
-#include <cerrno>
 #include <csignal>
 #include <thread>
 

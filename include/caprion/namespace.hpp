@@ -3,7 +3,7 @@
 // What each C++ header here begins with: the language that it takes, and the namespace that it is in.
 
 #if __cplusplus < 202002L
-#include "Caprion needs C++20: compile with -std=c++20"
+#include <Caprion needs C++20: compile with -std=c++20>
 #endif
 
 #include <version>

@@ -1,5 +1,7 @@
 #include "matching/markers.hpp"
 
+#include "platform/text.hpp"
+
 #include <algorithm>
 
 namespace caprion {
@@ -23,8 +25,6 @@ constexpr std::string_view genericWords[] = {
     "chapter", "clip",   "disc",   "disk",  "dvd",   "ep",    "episode", "file", "film",
     "movie",   "sample", "season", "title", "track", "video", "videots", "vid",  "vts",
 };
-
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 
 /// The number of leading digits.
 std::size_t digitsOf(std::string_view text) {

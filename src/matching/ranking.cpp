@@ -27,7 +27,7 @@ std::optional<int> numberIn(std::string_view text) {
 }
 
 /// 0 if the service doesn't know it.
-int yearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
+int movieYearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
 
 /// Whether the hit is for a movie. Season and episode numbers outweigh the kind that the service gives.
 bool isMovie(const Subtitle& hit) {
@@ -65,7 +65,7 @@ class Video {
   explicit Video(const URL& url) {
     const std::string stem = stemOf(url.lastPathComponent());
     name_ = releaseNameOf(stem);
-    key_ = titleKey(name_.title);
+    key_ = keyOfTitle(name_.title);
     for (Word& word : wordsOf(stem)) words_.push_back(std::move(word.folded));
     std::ranges::sort(words_);
     words_.erase(std::unique(words_.begin(), words_.end()), words_.end());
@@ -84,14 +84,14 @@ class Video {
     if (!isOfSameLength(*hit, discIn(fileWords), evidence)) return std::nullopt;
 
     const std::size_t common = wordsInCommon(fileWords);
-    std::string reason = evidence == Evidence::content   ? "found by content"
-                         : evidence == Evidence::release ? "same release"
-                         : !isOfMovie                    ? "same title and episode"
-                         : year && yearOf(*hit) != 0     ? "same title and year"
-                                                         : "same title";
+    std::string reason = evidence == Evidence::content    ? "found by content"
+                         : evidence == Evidence::release  ? "same release"
+                         : !isOfMovie                     ? "same title and episode"
+                         : year && movieYearOf(*hit) != 0 ? "same title and year"
+                                                          : "same title";
     if (common > 0)
       reason += ", " + std::to_string(common) + (common == 1 ? " word" : " words") + " in common";
-    const bool isOfOtherYear = name_.laterYear && std::abs(yearOf(*hit) - *name_.laterYear) > 1;
+    const bool isOfOtherYear = name_.laterYear && std::abs(movieYearOf(*hit) - *name_.laterYear) > 1;
     return Candidate{{hit, evidence, std::move(reason)}, isNumberUnknown(*hit), common, isOfOtherYear};
   }
 
@@ -113,7 +113,7 @@ class Video {
 
   bool allowsMovie(const Subtitle& hit, std::optional<int> year) const {
     if (name_.season) return false;
-    return !year || yearOf(hit) == 0 || std::abs(yearOf(hit) - *year) <= 1;
+    return !year || movieYearOf(hit) == 0 || std::abs(movieYearOf(hit) - *year) <= 1;
   }
 
   bool allowsEpisode(const Subtitle& hit, std::optional<int> year, Evidence evidence) const {
@@ -128,7 +128,7 @@ class Video {
     if (name_.episodes.empty()) return evidence == Evidence::content && !year;
     // A year in the name tells the series from an older one of the same title, and no episode predates its
     // series.
-    return !year || yearOf(hit) == 0 || yearOf(hit) >= *year - 1;
+    return !year || movieYearOf(hit) == 0 || movieYearOf(hit) >= *year - 1;
   }
 
   /// Whether it is one of the name's episodes, or the name has none.
@@ -172,7 +172,7 @@ class Video {
   }
 
   bool isAlike(std::string_view title) const {
-    const std::string key = titleKey(title);
+    const std::string key = keyOfTitle(title);
     if (key.empty()) return false;
     // What looks like the year may be the title's last word.
     return key == key_ || (name_.year && key == key_ + std::to_string(*name_.year));

@@ -139,7 +139,7 @@ std::vector<Word> wordsOf(std::string_view text) {
   return words;
 }
 
-std::string titleKey(std::string_view title) {
+std::string keyOfTitle(std::string_view title) {
   const std::vector<Word> words = wordsOf(title);
   std::size_t first = 0;
   std::size_t last = words.size();

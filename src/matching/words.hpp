@@ -25,6 +25,6 @@ std::vector<Word> wordsOf(std::string_view text);
 
 /// A key that is equal for matching titles: the concatenated folded words without the article. Empty for a
 /// title without words.
-std::string titleKey(std::string_view title);
+std::string keyOfTitle(std::string_view title);
 
 }  // namespace caprion

@@ -9,7 +9,7 @@ namespace caprion {
 namespace {
 
 /// In bytes, of all heads of an exchange and its trailers together.
-constexpr std::size_t sizeLimit = std::size_t{256} << 10;
+constexpr std::size_t headSizeLimit = std::size_t{256} << 10;
 
 bool isRedirect(int statusCode) {
   return statusCode == 301 || statusCode == 302 || statusCode == 303 || statusCode == 307 ||
@@ -20,7 +20,7 @@ bool isRedirect(int statusCode) {
 
 std::optional<Error> AnswerHead::add(std::string_view line) {
   size_ += line.size();
-  if (size_ > sizeLimit)
+  if (size_ > headSizeLimit)
     return urlError(url_error::dataLengthExceedsMaximum, "The head of the answer is too large");
   if (isOver()) return std::nullopt;  // a trailer
   if (line.starts_with("HTTP/")) {

@@ -13,6 +13,8 @@ namespace caprion {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr std::size_t minThreads = 2;
 constexpr std::size_t softMaxThreads = 5;
 constexpr std::size_t maxThreadsToAdd = 4;
@@ -24,8 +26,6 @@ constexpr std::chrono::milliseconds stopLimit{200};
 
 /// In static TLS: if lazily allocated TLS runs out of memory, glibc aborts the process.
 [[gnu::tls_model("initial-exec")]] thread_local bool isRunningCompletion = false;
-
-auto now() { return std::chrono::steady_clock::now(); }
 
 }  // namespace
 
@@ -48,7 +48,7 @@ void SessionThreads::drive() noexcept {
 void SessionThreads::complete(SessionCompletion& completion) noexcept {
   const Lock lock(mutex_);
   if (waiting_.empty()) {
-    lastCheck_ = now();
+    lastCheck_ = Clock::now();
     doneAtLastCheck_ = done_;
   }
   waiting_.push_back(completion);
@@ -66,11 +66,11 @@ void SessionThreads::stop() noexcept {
   changed_.notifyAll();
   work_.wake();
   const std::size_t own = isRunningCompletion ? 1 : 0;  // exit() may be called by a completion
-  const auto end = now() + stopLimit;
+  const auto end = Clock::now() + stopLimit;
   while ((hasDriver() || running_ > own) && changed_.waitUntil(mutex_, end)) continue;
   // A finished thread may still be running OpenSSL's thread-local cleanup.
   for (std::thread& thread : ended_) {
-    while (::pthread_tryjoin_np(thread.native_handle(), nullptr) == EBUSY && now() < end) {
+    while (::pthread_tryjoin_np(thread.native_handle(), nullptr) == EBUSY && Clock::now() < end) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
   }
@@ -107,7 +107,7 @@ void SessionThreads::run(Threads::iterator self) noexcept {
         driveHere();
       } else {
         ++idle_;
-        const auto end = now() + idleLimit;
+        const auto end = Clock::now() + idleLimit;
         while (!isNeeded() && changed_.waitUntil(mutex_, end)) continue;
         --idle_;
         if (!isNeeded() && threads_.size() > minThreads && (hasDriver() || idle_ > 0)) break;
@@ -142,7 +142,7 @@ void SessionThreads::driveHere() {
 
 /// Adds threads when no completion has finished for a while.
 void SessionThreads::growIfStuck() {
-  const auto time = now();
+  const auto time = Clock::now();
   if (waiting_.empty() || time - lastCheck_ < stuckAfter) return;
   if (done_ != doneAtLastCheck_ || idle_ > 0) {
     threadsToAdd_ = 1;

@@ -23,7 +23,7 @@ constexpr std::size_t pendingLimit = std::size_t{128} << 10;
 constexpr std::size_t redirectSizeLimit = std::size_t{16} << 10;
 constexpr auto redirectPatience = 500ms;
 /// How long an idle connection is kept, and after how long it is probed.
-constexpr long idleLimit = 60;       // s
+constexpr long unusedLimit = 60;     // s
 constexpr long idleUntilProbe = 20;  // s
 /// How many reads libcurl may do in a row without delivering anything. It reads a proxy's answer to CONNECT
 /// byte by byte, and doesn't return while there is more.
@@ -92,7 +92,7 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
 
   set(easy, CURLOPT_CONNECTTIMEOUT_MS, static_cast<long>(task.request->timeoutInterval.count()));
   if (task.needsFreshConnection) set(easy, CURLOPT_FRESH_CONNECT, 1L);
-  set(easy, CURLOPT_MAXAGE_CONN, idleLimit);
+  set(easy, CURLOPT_MAXAGE_CONN, unusedLimit);
   set(easy, CURLOPT_TCP_KEEPALIVE, 1L);
   set(easy, CURLOPT_TCP_KEEPIDLE, idleUntilProbe);
   set(easy, CURLOPT_TCP_KEEPINTVL, idleUntilProbe / 4);

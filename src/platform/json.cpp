@@ -197,8 +197,6 @@ class JSONReader {
 
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
-
 /// The text with each exponent of more than four digits replaced by 400, which over- or underflows as well.
 std::string withShortExponents(std::string_view json) {
   std::string result;

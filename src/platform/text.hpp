@@ -5,6 +5,8 @@
 
 namespace caprion {
 
+constexpr bool isDigit(char c) noexcept { return c >= '0' && c <= '9'; }
+
 /// Whether the bytes are well-formed UTF-8 (no surrogates, no overlong forms).
 bool isValidUTF8(std::string_view bytes) noexcept;
 

@@ -1,5 +1,6 @@
 #include "platform/letter_case.hpp"
 #include "platform/percent_encoding.hpp"
+#include "platform/text.hpp"
 #include "platform/url_components.hpp"
 
 #include <caprion/url.hpp>
@@ -17,7 +18,6 @@ namespace CAPRION_NAMESPACE {
 namespace {
 
 bool isAlpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
 bool isOneOf(std::string_view set, char c) { return set.find(c) != std::string_view::npos; }
 
 bool isHexDigit(char c) { return isDigit(c) || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F'); }

@@ -31,7 +31,7 @@ ExitStatus downloadAndPrint(const Subtitle& subtitle, Output& output) {
 
 namespace {
 
-constexpr std::string_view help = R"(usage: caprion download [RECORD.json]
+constexpr std::string_view downloadHelp = R"(usage: caprion download [RECORD.json]
 
 Downloads the subtitle of one record, unpacks it into the cache folder, and
 prints the path of the subtitle file. The record is one JSON object as
@@ -54,7 +54,7 @@ Result<std::shared_ptr<const Subtitle>> recordFrom(std::string_view text) {
   return Subtitle::decode(isWhole ? line : text);
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) {
+ExitStatus runDownload(const Arguments& arguments, Output& output) {
   if (arguments.operands.size() > 1) throw UsageError("give one record at most");
   const std::string_view file = arguments.operands.empty() ? "-" : arguments.operands.front();
   const std::string_view name = file == "-" ? "standard input" : file;
@@ -71,6 +71,6 @@ ExitStatus run(const Arguments& arguments, Output& output) {
 }  // namespace
 
 constexpr Command downloadCommand{
-    "download", "download the subtitle of a record that was found", help, {}, run};
+    "download", "download the subtitle of a record that was found", downloadHelp, {}, runDownload};
 
 }  // namespace caprion::tool

@@ -12,11 +12,11 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr OptionRule options[] = {{"lang", true, 'l'},     {"output", true, 'o'},   {"force", false},
-                                  {"dry-run", false, 'n'}, {"jobs", true, 'j'},     {"pick", false},
-                                  {"any", false},          {"keep-encoding", false}};
+constexpr OptionRule getOptions[] = {{"lang", true, 'l'},     {"output", true, 'o'},   {"force", false},
+                                     {"dry-run", false, 'n'}, {"jobs", true, 'j'},     {"pick", false},
+                                     {"any", false},          {"keep-encoding", false}};
 
-constexpr std::string_view help =
+constexpr std::string_view getHelp =
     R"(usage: caprion get PATH... [-l LANG[,LANG...]]... [-o FOLDER] [--force] [-n]
                    [-j N] [--pick] [--keep-encoding] [--any]
 
@@ -44,7 +44,7 @@ What is there already stays as it is, and isn't asked for again.
 // More would only wait: the library has at most six connections to a host.
 constexpr std::size_t mostAtATime = 64;
 
-std::size_t numberFrom(std::string_view word) {
+std::size_t jobsFrom(std::string_view word) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   if (error != std::errc() || end != word.data() + word.size() || number < 1 || number > mostAtATime)
@@ -61,7 +61,7 @@ GetOptions optionsFrom(const Arguments& arguments) {
     if (name == "output") result.folder = value;
     if (name == "force") result.force = true;
     if (name == "dry-run") result.dryRun = true;
-    if (name == "jobs") result.videosAtATime = numberFrom(value);
+    if (name == "jobs") result.videosAtATime = jobsFrom(value);
     if (name == "pick") result.pick = true;
     if (name == "keep-encoding") result.keepEncoding = true;
     if (name == "any") result.any = true;
@@ -74,11 +74,11 @@ GetOptions optionsFrom(const Arguments& arguments) {
   return result;
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) { return get(optionsFrom(arguments), output); }
+ExitStatus runGet(const Arguments& arguments, Output& output) { return get(optionsFrom(arguments), output); }
 
 }  // namespace
 
-constexpr Command getCommand{"get", "find, download and place subtitles beside video files", help, options,
-                             run};
+constexpr Command getCommand{"get", "find, download and place subtitles beside video files", getHelp,
+                             getOptions, runGet};
 
 }  // namespace caprion::tool

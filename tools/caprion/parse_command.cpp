@@ -15,7 +15,7 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr std::string_view help = R"(usage: caprion parse NAME...
+constexpr std::string_view parseHelp = R"(usage: caprion parse NAME...
        caprion parse -
 
 Prints what the names of video files tell: title, year, season, episode and
@@ -79,7 +79,7 @@ ExitStatus parseStandardInput(Output& output) {
   return ExitStatus::done;
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) {
+ExitStatus runParse(const Arguments& arguments, Output& output) {
   if (arguments.operands.empty()) throw UsageError("give at least one name, or - to read them");
   if (arguments.operands.size() == 1 && arguments.operands.front() == "-") return parseStandardInput(output);
   for (const std::string_view name : arguments.operands) printLine(name, output);
@@ -88,6 +88,6 @@ ExitStatus run(const Arguments& arguments, Output& output) {
 
 }  // namespace
 
-constexpr Command parseCommand{"parse", "print what the names of video files tell", help, {}, run};
+constexpr Command parseCommand{"parse", "print what the names of video files tell", parseHelp, {}, runParse};
 
 }  // namespace caprion::tool
