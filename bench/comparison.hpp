@@ -40,17 +40,32 @@ inline void check(bool isRight, const std::string& what) {
   if (!isRight) throw std::runtime_error(what);
 }
 
+/// The body that takes a step over and over.
+template <class Step>
+Body repeating(Step step) {
+  return [step](benchmark::State& state) {
+    for (auto _ : state) step();
+  };
+}
+
 /// The answer to a search with this many hits, of the service's shape: 50 keys and about 1,680 bytes each.
 std::string answer(std::size_t hits);
 
-/// Runs a program, throws its output away, and returns how much memory it had at most, in KiB.
-double run(std::vector<std::string> words);
+/// Starts the stand-in of the subtitle service in a process of its own, which ends with this one, and sets
+/// the environment so that this process and those that it starts reach it. To be called before the first
+/// thread.
+///
+/// It answers a search for the text "N" with N hits, and for "N-far-away" after 20 ms, as over the
+/// internet; archiveURL leads to an archive of 50 KB with one subtitle, that of the first hit.
+void startService();
 
-std::vector<Case> hashCases();
-std::vector<Case> decodeCases();
-std::vector<Case> nameCases();
+inline constexpr const char* archiveURL =
+    "https://dl.opensubtitles.org/en/download/src-api/vrf-19b30c54/sub/1955000000";
+inline constexpr const char* subtitleName = "The.Lighthouse.Keepers.S03E07.srt";
+inline constexpr std::size_t subtitleSize = 66'000;
+
+std::vector<Case> computingCases();
 std::vector<Case> networkCases();
-std::vector<Case> processCases();
 
 /// To be measured before all else: a process that is started by a large one counts as no smaller than that,
 /// and memory that is still free hides what is taken.

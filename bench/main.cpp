@@ -2,52 +2,37 @@
 // Benchmark's, such as --benchmark_filter=search or --benchmark_out=FILE]
 
 #include "comparison.hpp"
-#include "service.hpp"
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <exception>
+#include <iterator>
 #include <map>
-#include <string>
-#include <vector>
 
 namespace caprion::bench {
 
 namespace {
 
-/// Keeps the times of each body by its name, in nanoseconds.
-class Times : public benchmark::BenchmarkReporter {
- public:
+struct Times : benchmark::BenchmarkReporter {
+  std::map<std::string, std::vector<double>> of;  ///< each body by its name, in nanoseconds, sorted
+
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.run_type != Run::RT_Iteration) continue;
-      std::vector<double>& times = times_[run.run_name.function_name];
+      std::vector<double>& times = of[run.run_name.function_name];
       const bool isReal = !run.run_name.time_type.empty();
       times.push_back(isReal ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
-      std::sort(times.begin(), times.end());
+      std::ranges::sort(times);
     }
   }
-  /// 0 for what did not run.
-  double median(const std::string& name) const {
-    const auto found = times_.find(name);
-    return found == times_.end() ? 0 : found->second[found->second.size() / 2];
-  }
-  double best(const std::string& name) const { return times_.at(name).front(); }
-
- private:
-  std::map<std::string, std::vector<double>> times_;
 };
 
-void registerCase(const Case& one) {
-  const std::pair<const char*, const Body&> bodies[] = {
-      {"/ours", one.ours}, {"/baseline", one.baseline}, {"/information", one.information}};
-  for (const auto& [suffix, body] : bodies) {
-    if (!body) continue;
-    auto* const registered = benchmark::RegisterBenchmark((one.name + suffix).c_str(), body);
-    if (one.isWaiting) registered->UseRealTime();
-  }
+double median(const std::vector<double>& sorted) { return sorted.at(sorted.size() / 2); }
+
+void add(const Case& one, const char* suffix, const Body& body) {
+  if (!body) return;
+  auto* const added = benchmark::RegisterBenchmark((one.name + suffix).c_str(), body);
+  if (one.isWaiting) added->UseRealTime();
 }
 
 /// "1.5 ms" for 1,500,000 and the units of time, and the like of KiB.
@@ -67,18 +52,25 @@ void print(const std::string& name, const std::string& ours, const std::string& 
   aim > 0 ? std::printf(" %7.2f%c", aim, ratio <= aim ? ' ' : '!') : std::printf(" %8s", "");
 }
 
-void print(const Case& one, const Times& times) {
-  const std::string names[] = {one.name + "/ours", one.name + "/baseline", one.name + "/information"};
-  const double ours = times.median(names[0]), baseline = times.median(names[1]);
-  if (ours == 0 || baseline == 0) return;
-  print(one.name, time(ours), time(baseline), ours / baseline, one.aim);
-  std::printf(" %8.2f", times.best(names[0]) / times.best(names[1]));
-  if (const double other = times.median(names[2]); other > 0)
-    std::printf("  %s: %s", one.informationName.c_str(), time(other).c_str());
+void print(const Case& one, Times& times) {
+  const auto &ours = times.of[one.name + "/ours"], &baseline = times.of[one.name + "/baseline"];
+  const auto& information = times.of[one.name + "/information"];
+  if (ours.empty() || baseline.empty()) return;  // filtered out
+  const double ratio = median(ours) / median(baseline);
+  print(one.name, time(median(ours)), time(median(baseline)), ratio, one.aim);
+  std::printf(" %8.2f", ours.front() / baseline.front());
+  if (!information.empty())
+    std::printf("  %s: %s", one.informationName.c_str(), time(median(information)).c_str());
   std::printf("\n");
 }
 
-int runAll(std::vector<char*> arguments) {
+}  // namespace
+
+}  // namespace caprion::bench
+
+int main(int argc, char** argv) try {
+  using namespace caprion::bench;
+  std::vector<char*> arguments(argv, argv + argc);
   // Many short turns of all bodies, in random order, and the median of each: the machine may have other work.
   std::string defaults[] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=25",
                             "--benchmark_min_time=0.02"};
@@ -87,15 +79,16 @@ int runAll(std::vector<char*> arguments) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
-  double load = 0;
-  ::getloadavg(&load, 1);
+  const double load = benchmark::CPUInfo::Get().load_avg.at(0);
   startService();
   const Memory memories[] = {processMemory(), networkMemory()};
-  std::vector<Case> cases;
-  for (const auto& group : {hashCases, decodeCases, nameCases, networkCases, processCases}) {
-    for (Case& one : group()) cases.push_back(std::move(one));
+  std::vector<Case> cases = computingCases();
+  std::ranges::move(networkCases(), std::back_inserter(cases));
+  for (const Case& one : cases) {
+    add(one, "/ours", one.ours);
+    add(one, "/baseline", one.baseline);
+    add(one, "/information", one.information);
   }
-  for (const Case& one : cases) registerCase(one);
   Times times;
   benchmark::RunSpecifiedBenchmarks(&times);
 
@@ -107,14 +100,6 @@ int runAll(std::vector<char*> arguments) {
   }
   std::printf("Load of the machine before: %.2f\n", load);
   return 0;
-}
-
-}  // namespace
-
-}  // namespace caprion::bench
-
-int main(int argc, char** argv) try {
-  return caprion::bench::runAll({argv, argv + argc});
 } catch (const std::exception& error) {
   std::fprintf(stderr, "caprion_bench: wrong result: %s\n", error.what());
   return 1;

@@ -1,11 +1,16 @@
 #include "comparison.hpp"
-#include "service.hpp"
 
 #include <caprion/caprion.hpp>
 
 #include <curl/curl.h>
+#include <fcntl.h>
 #include <malloc.h>
+#include <spawn.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -14,9 +19,7 @@
 #include <future>
 #include <latch>
 #include <memory>
-#include <optional>
 #include <semaphore>
-#include <string>
 #include <thread>
 
 namespace caprion::bench {
@@ -48,8 +51,6 @@ std::string searchURL(const std::string& text) {
   return "https://rest.opensubtitles.org/search/query-" + text;
 }
 
-std::size_t hitsOf(const std::string& text) { return std::stoul(text); }
-
 // One search at a time, over a connection that the first one has opened.
 
 void search(benchmark::State& state, const std::string& text) {
@@ -60,7 +61,7 @@ void search(benchmark::State& state, const std::string& text) {
                             [&](auto result) { found.set_value(result ? result->subtitles.size() : 0); });
     return found.get_future().get();
   };
-  check(hits() == hitsOf(text), "a search");
+  check(hits() == std::stoul(text), "a search");
   for (auto _ : state) benchmark::DoNotOptimize(hits());
 }
 
@@ -68,7 +69,7 @@ void search(benchmark::State& state, const std::string& text) {
 class Getter {
  public:
   explicit Getter(const std::string& text) : easy_(makeGet(searchURL(text), body_)) {
-    const std::string last = std::to_string(1'955'000'000 + hitsOf(text) - 1);
+    const std::string last = std::to_string(1'955'000'000 + std::stoul(text) - 1);
     check(!get().empty() && body_.find(last) != std::string::npos, "a bare GET");
   }
   const std::string& get() {
@@ -140,7 +141,6 @@ void getManyTimes() {
   static CURLM* const multi = curl_multi_init();
   curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, 6L);
   curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, 24L);
-  curl_multi_setopt(multi, CURLMOPT_PIPELINING, CURLPIPE_NOTHING);
   std::vector<std::string> bodies(many);
   std::vector<Easy> easies;
   for (std::string& body : bodies) {
@@ -156,12 +156,6 @@ void getManyTimes() {
     check(body.size() > 1000 && body == bodies[0], "a bare GET among many");
 }
 
-Body repeating(void body()) {
-  return [body](auto& state) {
-    for (auto _ : state) body();
-  };
-}
-
 /// The memory of this process, in KiB, once what is free has been given back.
 double residentMemory() {
   ::malloc_trim(0);
@@ -170,21 +164,54 @@ double residentMemory() {
   return static_cast<double>(resident * 4);
 }
 
+// Processes.
+
+/// Runs a program, throws its output away, and returns how much memory it had at most, in KiB.
+double run(std::vector<std::string> words) {
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  for (int descriptor : {STDOUT_FILENO, STDERR_FILENO})
+    posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_WRONLY, 0);
+  // A session of its own, as the library gives to unzip: the kernel may share out the processor by sessions.
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+  pid_t process = 0;
+  const int error = posix_spawnp(&process, arguments[0], &actions, &attributes, arguments.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  check(error == 0, words[0]);
+  int status = 0;
+  rusage usage{};
+  wait4(process, &status, 0, &usage);
+  check(status == 0, words[0]);
+  return static_cast<double>(usage.ru_maxrss);
+}
+
+const std::vector<std::string> command{CAPRION_COMMAND, "search", "--where", "query=1"};
+const std::vector<std::string> curl{"curl", "--fail", "https://rest.opensubtitles.org/search/query-1"};
+
+/// The median of several runs, in KiB.
+double memoryOf(const std::vector<std::string>& words) {
+  std::vector<double> memories;
+  for (int i = 0; i < 9; ++i) memories.push_back(run(words));
+  std::ranges::nth_element(memories, memories.begin() + 4);
+  return memories[4];
+}
+
 // Downloads.
 
-/// The hit whose archive the service has.
-std::shared_ptr<const Subtitle> hit() { return QueryResult::decode(answer(1))->subtitles.at(0); }
-
-constexpr std::uintmax_t subtitleSize = 66'000;
-
 void download(benchmark::State& state) {
-  const auto subtitle = hit();
-  std::optional<std::string> path;
+  const auto subtitle = QueryResult::decode(answer(1))->subtitles.at(0);
+  std::string path;
   const auto get = [&] {
     Caprion::shared().download(*subtitle, [&](const auto& file) { path = file ? file->path() : ""; });
   };
   get();
-  check(path && std::filesystem::file_size(*path) == subtitleSize, "a download");
+  check(std::filesystem::file_size(path) == subtitleSize, "a download");
   for (auto _ : state) get();
 }
 
@@ -212,6 +239,15 @@ void downloadByLibcurl(benchmark::State& state) {
 
 }  // namespace
 
+Memory processMemory() {
+  rusage self{};
+  ::getrusage(RUSAGE_SELF, &self);
+  const Memory memory{"first search of a process: memory", 1.5, memoryOf(command), memoryOf(curl)};
+  check(std::min(memory.ours, memory.baseline) > static_cast<double>(self.ru_maxrss),
+        "memory, which this process is too large to measure");
+  return memory;
+}
+
 Memory networkMemory() {
   std::promise<void> done;
   Caprion::shared().query({{Param::query, "1"}}, [&](const auto&) { done.set_value(); });
@@ -234,6 +270,11 @@ std::vector<Case> networkCases() {
            .aim = 1.1,
            .ours = download,
            .baseline = downloadByLibcurl,
+           .isWaiting = true},
+          {.name = "first search of a process",
+           .aim = 1.1,
+           .ours = repeating([] { run(command); }),
+           .baseline = repeating([] { run(curl); }),
            .isWaiting = true}};
 }
 

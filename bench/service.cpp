@@ -1,5 +1,3 @@
-#include "service.hpp"
-
 #include "comparison.hpp"
 #include "stand_in.hpp"
 #include "zip_writer.hpp"
@@ -9,9 +7,9 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <map>
 #include <random>
-#include <string>
 
 namespace caprion::bench {
 
@@ -21,7 +19,7 @@ namespace {
 std::string archive() {
   std::string text;
   std::mt19937 random(1);
-  while (text.size() < 66'000) text += static_cast<char>(' ' + random() % 64);
+  while (text.size() < subtitleSize) text += static_cast<char>(' ' + random() % 64);
   stand_in::ZipWriter writer;
   writer.add(subtitleName, text);
   return writer.finish();
@@ -47,6 +45,20 @@ std::string archive() {
 }
 
 }  // namespace
+
+std::string answer(std::size_t hits) {
+  std::string hit, json;
+  std::ifstream file(HIT);  // with {n} for its number
+  for (std::string line; std::getline(file, line);) hit += line;
+  check(!hit.empty(), "no " HIT);
+  for (std::size_t number = 0; number < hits; ++number) {
+    const std::string digits = std::to_string(1'955'000'000 + number);
+    json.append(number > 0 ? "," : "[").append(hit);
+    for (std::size_t at = json.size() - hit.size(); (at = json.find("{n}", at)) != std::string::npos;)
+      json.replace(at, 3, digits);
+  }
+  return json + ']';
+}
 
 void startService() {
   int ends[2];

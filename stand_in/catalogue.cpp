@@ -79,7 +79,7 @@ std::string episodeMark(const json::object& record) {
     const std::string number(field(record, key));
     return number.size() < 2 ? std::string(2 - number.size(), '0') + number : number;
   };
-  return "S" + twoDigits("SeriesSeason") + "E" + twoDigits("SeriesEpisode");
+  return std::string("S").append(twoDigits("SeriesSeason")).append("E").append(twoDigits("SeriesEpisode"));
 }
 
 bool matches(const json::object& record, std::string_view key, std::string_view value) {

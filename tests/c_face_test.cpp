@@ -28,7 +28,7 @@ std::string owned(char* text) {
 }
 
 /// DOMAIN CODE "DESCRIPTION" HINT, KEY AT FAULT
-std::string line(const caprion_error* error) {
+std::string errorLine(const caprion_error* error) {
   caprion_error* const copy = caprion_error_copy(error);
   EXPECT_EQ(caprion_error_domain(copy), caprion_error_domain(error)) << "not the same state";
   std::size_t length = 0;
@@ -71,7 +71,7 @@ std::list<Operation> operations;
 
 void report(void* context, const caprion_error* error, bool hasValue, const std::string& value) {
   EXPECT_NE(hasValue, error != nullptr);
-  static_cast<Operation*>(context)->reports.push_back(error == nullptr ? value : line(error));
+  static_cast<Operation*>(context)->reports.push_back(error == nullptr ? value : errorLine(error));
 }
 
 void takeHits(const caprion_subtitle_list* list, const caprion_error* error, void* context) {
@@ -249,7 +249,7 @@ TEST_F(CFace, LetsGoOfADownloadThatReportsNothing) {
 TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
   caprion_error* error = nullptr;
   EXPECT_EQ(caprion_subtitle_new_from_json(record({{"SubSumCD", "5"}}).c_str(), &error), nullptr);
-  EXPECT_TRUE(line(error).ends_with(", SubSumCD")) << line(error);
+  EXPECT_TRUE(errorLine(error).ends_with(", SubSumCD")) << errorLine(error);
   EXPECT_EQ(caprion_error_code(error), CAPRION_DECODING_TYPE_MISMATCH);
   caprion_error_free(error);
 

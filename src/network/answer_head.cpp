@@ -8,8 +8,8 @@ namespace caprion {
 
 namespace {
 
-/// Of all heads of an exchange and of the trailers, in bytes.
-constexpr std::size_t sizeLimit = std::size_t{256} << 10;
+/// In bytes, of all heads of an exchange and its trailers together.
+constexpr std::size_t headSizeLimit = std::size_t{256} << 10;
 
 bool isRedirect(int statusCode) {
   return statusCode == 301 || statusCode == 302 || statusCode == 303 || statusCode == 307 ||
@@ -20,7 +20,7 @@ bool isRedirect(int statusCode) {
 
 std::optional<Error> AnswerHead::add(std::string_view line) {
   size_ += line.size();
-  if (size_ > sizeLimit)
+  if (size_ > headSizeLimit)
     return urlError(url_error::dataLengthExceedsMaximum, "The head of the answer is too large");
   if (isOver()) return std::nullopt;  // a trailer
   if (line.starts_with("HTTP/")) {
@@ -53,7 +53,7 @@ void AnswerHead::addField(std::string_view line) {
 void AnswerHead::end() {
   long statusCode = 0;
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &statusCode);
-  if (statusCode < 200 && statusCode != 101) return;  // another head follows
+  if (statusCode < 200 && statusCode != 101) return;  // interim: another head follows
   statusCode_ = static_cast<int>(statusCode);
   if (!isRedirect(statusCode_) || location_.value_or("").empty()) location_.reset();
 }

@@ -18,13 +18,12 @@ namespace caprion {
 namespace {
 
 enum Key : std::size_t { titleKey, yearKey, seasonKey, episodeKey, resolutionKey };
-constexpr std::array<std::string_view, 5> codingKeys{"title", "year", "season", "episode", "resolution"};
+constexpr std::array<std::string_view, 5> componentKeys{"title", "year", "season", "episode", "resolution"};
 
-/// What a word is made of, by Unicode's advice on regular expressions. PCRE2 has another idea of it.
+/// Word characters as defined by Unicode (UTS #18); PCRE2's \w differs.
 constexpr std::string_view inAWord = R"([\p{Alphabetic}\p{M}\p{Nd}\p{Pc}\x{200C}\x{200D}])";
 
-/// The markers in a name, compiled on first use, which is tried again after a failure, and never destroyed:
-/// the host may parse names while it exits.
+/// Never destroyed, as the host may parse names while it exits.
 struct Markers {
   RegularExpression seasonAndEpisode{"(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})"};
   RegularExpression resolution{
@@ -35,8 +34,8 @@ struct Markers {
 
 constinit MadeOnce<Markers> sharedMarkers;
 
-/// The number that the text is; absent unless it is made of ASCII digits, which `\d` doesn't promise.
-std::optional<std::int64_t> decimal(std::string_view digits) {
+/// Absent unless all digits are ASCII, which `\d` doesn't guarantee.
+std::optional<std::int64_t> wholeNumber(std::string_view digits) {
   std::int64_t number = 0;
   const char* const end = digits.data() + digits.size();
   const auto [parsed, error] = std::from_chars(digits.data(), end, number);
@@ -44,11 +43,11 @@ std::optional<std::int64_t> decimal(std::string_view digits) {
   return number;
 }
 
-/// The name as it is searched: without extension, with spaces for separators, in well-formed UTF-8.
+/// The name without its extension, with spaces for separators, in well-formed UTF-8.
 std::string nameOf(const URL& url) {
   std::string name = url.lastPathComponent();
   const std::size_t period = name.rfind('.');
-  // A period in front makes a hidden file, not an extension.
+  // A leading period is that of a hidden file.
   if (period != std::string::npos && period > 0) name.resize(period);
   for (char& c : name) {
     if (c == '.' || c == '_') c = ' ';
@@ -59,13 +58,13 @@ std::string nameOf(const URL& url) {
 VideoFileComponents parse(const std::string& name) {
   VideoFileComponents components;
   const Markers& markers = sharedMarkers.get();
-  // Each kind of marker is looked for in the whole name, and each match moves the end of the title.
+  // Each kind of marker is searched for in the whole name, and each match moves the end of the title.
   RegularExpression::Matches match(name);
   std::size_t titleEnd = name.size();
   for (match.of(markers.seasonAndEpisode); match.next();) {
     titleEnd = match.position();
-    if (!match.text(1).empty()) components.season = decimal(match.text(1));
-    components.episode = decimal(match.text(2));
+    if (!match.text(1).empty()) components.season = wholeNumber(match.text(1));
+    components.episode = wholeNumber(match.text(2));
   }
   for (match.of(markers.resolution); match.next();) {
     titleEnd = match.position();
@@ -73,14 +72,14 @@ VideoFileComponents parse(const std::string& name) {
   }
   for (match.of(markers.year); match.next();) {
     titleEnd = match.position();
-    components.year = decimal(match.text());
+    components.year = wholeNumber(match.text());
   }
   components.title = trimmed(std::string_view(name).substr(0, titleEnd));
   return components;
 }
 
 Result<VideoFileComponents> decoded(std::string_view json) {
-  const auto view = JSONDecoder().decodeValue(json, codingKeys);
+  const auto view = JSONDecoder().decodeValue(json, componentKeys);
   if (!view) return view.error();
   if (auto error = view->notAnObject()) return *error;
 
@@ -125,11 +124,11 @@ Result<VideoFileComponents> VideoFileComponents::decode(std::string_view json) n
 Result<std::string> VideoFileComponents::encode() const noexcept {
   return orOutOfMemory([&]() -> Result<std::string> {
     JSONObjectWriter writer;
-    writer.text(codingKeys[titleKey], title);
-    if (year) writer.integer(codingKeys[yearKey], *year);
-    if (season) writer.integer(codingKeys[seasonKey], *season);
-    if (episode) writer.integer(codingKeys[episodeKey], *episode);
-    if (resolution) writer.text(codingKeys[resolutionKey], *resolution);
+    writer.text(componentKeys[titleKey], title);
+    if (year) writer.integer(componentKeys[yearKey], *year);
+    if (season) writer.integer(componentKeys[seasonKey], *season);
+    if (episode) writer.integer(componentKeys[episodeKey], *episode);
+    if (resolution) writer.text(componentKeys[resolutionKey], *resolution);
     return std::move(writer).finish();
   });
 }

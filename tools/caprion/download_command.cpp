@@ -31,7 +31,7 @@ ExitStatus downloadAndPrint(const Subtitle& subtitle, Output& output) {
 
 namespace {
 
-constexpr std::string_view help = R"(usage: caprion download [RECORD.json]
+constexpr std::string_view downloadHelp = R"(usage: caprion download [RECORD.json]
 
 Downloads the subtitle of one record, unpacks it into the cache folder, and
 prints the path of the subtitle file. The record is one JSON object as
@@ -44,18 +44,17 @@ A failure on the way doesn't always end a download: there may be several, and a
 path behind them. The exit status is 3 even then.
 )";
 
-// Many times the size of what a search prints. Whoever names a video by mistake isn't to wait until it is in
-// memory.
+// Many times the size of a search's output. Rejects a video that is named by mistake.
 constexpr std::size_t longestRecords = 64 << 20;
 
-/// The record in a text: its first line, as a search may have printed several, or all of it.
+/// Decodes the first line, as a search may have printed several, or else the whole text.
 Result<std::shared_ptr<const Subtitle>> recordFrom(std::string_view text) {
   const std::string_view line = text.substr(0, text.find_first_of("\r\n"));
   const bool isWhole = line.starts_with('{') && line.ends_with('}');
   return Subtitle::decode(isWhole ? line : text);
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) {
+ExitStatus runDownload(const Arguments& arguments, Output& output) {
   if (arguments.operands.size() > 1) throw UsageError("give one record at most");
   const std::string_view file = arguments.operands.empty() ? "-" : arguments.operands.front();
   const std::string_view name = file == "-" ? "standard input" : file;
@@ -72,6 +71,6 @@ ExitStatus run(const Arguments& arguments, Output& output) {
 }  // namespace
 
 constexpr Command downloadCommand{
-    "download", "download the subtitle of a record that was found", help, {}, run};
+    "download", "download the subtitle of a record that was found", downloadHelp, {}, runDownload};
 
 }  // namespace caprion::tool

@@ -12,11 +12,11 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr OptionRule options[] = {{"lang", true, 'l'},     {"output", true, 'o'},   {"force", false},
-                                  {"dry-run", false, 'n'}, {"jobs", true, 'j'},     {"pick", false},
-                                  {"any", false},          {"keep-encoding", false}};
+constexpr OptionRule getOptions[] = {{"lang", true, 'l'},     {"output", true, 'o'},   {"force", false},
+                                     {"dry-run", false, 'n'}, {"jobs", true, 'j'},     {"pick", false},
+                                     {"any", false},          {"keep-encoding", false}};
 
-constexpr std::string_view help =
+constexpr std::string_view getHelp =
     R"(usage: caprion get PATH... [-l LANG[,LANG...]]... [-o FOLDER] [--force] [-n]
                    [-j N] [--pick] [--keep-encoding] [--any]
 
@@ -41,10 +41,10 @@ What is there already stays as it is, and isn't asked for again.
   --any              take named files for videos whatever they are called
 )";
 
-// More would only wait for each other: the service takes six requests at a time from an address.
+// More would only wait: the library has at most six connections to a host.
 constexpr std::size_t mostAtATime = 64;
 
-std::size_t numberFrom(std::string_view word) {
+std::size_t jobsFrom(std::string_view word) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   if (error != std::errc() || end != word.data() + word.size() || number < 1 || number > mostAtATime)
@@ -52,33 +52,33 @@ std::size_t numberFrom(std::string_view word) {
   return number;
 }
 
-Wish wishFrom(const Arguments& arguments) {
+GetOptions optionsFrom(const Arguments& arguments) {
   if (arguments.operands.empty()) throw UsageError("name at least one video file or folder");
-  Wish wish;
-  wish.paths = arguments.operands;
+  GetOptions result;
+  result.paths = arguments.operands;
   for (const auto& [name, value] : arguments.options) {
-    if (name == "lang") addLanguages(wish.languages, value);
-    if (name == "output") wish.folder = value;
-    if (name == "force") wish.force = true;
-    if (name == "dry-run") wish.dryRun = true;
-    if (name == "jobs") wish.videosAtATime = numberFrom(value);
-    if (name == "pick") wish.pick = true;
-    if (name == "keep-encoding") wish.keepEncoding = true;
-    if (name == "any") wish.any = true;
+    if (name == "lang") addLanguages(result.languages, value);
+    if (name == "output") result.folder = value;
+    if (name == "force") result.force = true;
+    if (name == "dry-run") result.dryRun = true;
+    if (name == "jobs") result.videosAtATime = jobsFrom(value);
+    if (name == "pick") result.pick = true;
+    if (name == "keep-encoding") result.keepEncoding = true;
+    if (name == "any") result.any = true;
   }
-  if (wish.languages.empty()) wish.languages = {languageOfLocale()};
+  if (result.languages.empty()) result.languages = {languageOfLocale()};
   std::error_code ignored;
-  if (wish.folder && !std::filesystem::is_directory(*wish.folder, ignored))
-    throw UsageError("there is no folder '" + *wish.folder + "'");
-  if (wish.pick && !canPick()) throw UsageError("--pick needs a terminal to ask on");
-  return wish;
+  if (result.folder && !std::filesystem::is_directory(*result.folder, ignored))
+    throw UsageError("there is no folder '" + *result.folder + "'");
+  if (result.pick && !canPick()) throw UsageError("--pick needs a terminal to ask on");
+  return result;
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) { return get(wishFrom(arguments), output); }
+ExitStatus runGet(const Arguments& arguments, Output& output) { return get(optionsFrom(arguments), output); }
 
 }  // namespace
 
-constexpr Command getCommand{"get", "find, download and place subtitles beside video files", help, options,
-                             run};
+constexpr Command getCommand{"get", "find, download and place subtitles beside video files", getHelp,
+                             getOptions, runGet};
 
 }  // namespace caprion::tool

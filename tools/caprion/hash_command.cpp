@@ -9,13 +9,13 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr std::string_view help = R"(usage: caprion hash VIDEO...
+constexpr std::string_view hashHelp = R"(usage: caprion hash VIDEO...
 
 Prints the movie hash and the size in bytes of each file: what the service knows
 a video by. A file shorter than 65,536 bytes has no hash; it shows as "-" and 0.
 )";
 
-ExitStatus run(const Arguments& arguments, Output& output) {
+ExitStatus runHash(const Arguments& arguments, Output& output) {
   if (arguments.operands.empty()) throw UsageError("name at least one video file");
 
   ExitStatus status = ExitStatus::done;
@@ -40,6 +40,6 @@ ExitStatus run(const Arguments& arguments, Output& output) {
 
 }  // namespace
 
-constexpr Command hashCommand{"hash", "print the movie hash of video files", help, {}, run};
+constexpr Command hashCommand{"hash", "print the movie hash of video files", hashHelp, {}, runHash};
 
 }  // namespace caprion::tool

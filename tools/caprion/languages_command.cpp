@@ -10,13 +10,13 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr std::string_view help = R"(usage: caprion languages
+constexpr std::string_view languagesHelp = R"(usage: caprion languages
 
 Prints the languages that the service has subtitles in: its own identifier, the
 codes by which they are known too, and the name. --lang takes any of them.
 )";
 
-ExitStatus run(const Arguments& arguments, Output& output) {
+ExitStatus runLanguages(const Arguments& arguments, Output& output) {
   if (!arguments.operands.empty()) {
     throw UsageError("unexpected argument '" + std::string(arguments.operands.front()) + "'");
   }
@@ -46,6 +46,6 @@ ExitStatus run(const Arguments& arguments, Output& output) {
 }  // namespace
 
 constexpr Command languagesCommand{
-    "languages", "list the languages that there are subtitles in", help, {}, run};
+    "languages", "list the languages that there are subtitles in", languagesHelp, {}, runLanguages};
 
 }  // namespace caprion::tool

@@ -18,9 +18,10 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr OptionRule options[] = {{"file"}, {"text"}, {"where"}, {"lang", true, 'l'}, {"download"}};
+constexpr OptionRule searchOptions[] = {{"file"}, {"text"}, {"where"}, {"lang", true, 'l'}, {"download"}};
 
-constexpr std::string_view help = R"(usage: caprion search --file VIDEO [-l LANG[,LANG...]] [--download N]
+constexpr std::string_view searchHelp =
+    R"(usage: caprion search --file VIDEO [-l LANG[,LANG...]] [--download N]
        caprion search --text TEXT [-l LANG[,LANG...]] [--download N]
        caprion search --where KEY=VALUE [--where KEY=VALUE ...] [--download N]
 
@@ -42,16 +43,16 @@ Searches for subtitles and prints what was found, with a number for each.
                      the subtitle file
 )";
 
-/// What the command line asks for. Exactly one of the first three is there.
+/// The parsed options. Exactly one of the first three is set.
 struct Search {
   std::optional<std::string_view> file;
   std::optional<std::string_view> text;
   std::vector<Arg> criteria;
   std::string languages;
-  std::size_t download = 0;  // the number of a hit, or 0
+  std::size_t download = 0;  // the number of a hit; 0 for none
 };
 
-std::size_t numberFrom(std::string_view word) {
+std::size_t hitNumberFrom(std::string_view word) {
   std::size_t number = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
   if (error != std::errc() || end != word.data() + word.size() || number == 0)
@@ -80,7 +81,7 @@ Search searchFrom(const Arguments& arguments) {
       isAll = isAll || value == "all";
       if (value != "all") addLanguages(languages, value);
     } else if (name == "download") {
-      search.download = numberFrom(value);
+      search.download = hitNumberFrom(value);
     } else if (name == "where") {
       search.criteria.push_back(criterionFrom(value));
     } else {
@@ -120,7 +121,7 @@ ExitStatus printLines(const Hits& hits, Output& output) {
   return status;
 }
 
-/// Brings those that suit a video to the front, the best first; returns how many they are.
+/// Moves the hits that match the video to the front, the best first; returns how many there are.
 std::size_t sort(Hits& hits, const URL& video) {
   const auto ranked = rankedSubtitles(hits, video);
   if (!ranked) return 0;
@@ -134,7 +135,7 @@ std::size_t sort(Hits& hits, const URL& video) {
   return ranked->size();
 }
 
-/// `suitable` so many of the hits, in front, get a mark.
+/// The first `suitable` hits are marked.
 void printTable(const Hits& hits, std::size_t suitable, Output& output) {
   Table table;
   table.columns = {{"#"},
@@ -154,7 +155,7 @@ void printTable(const Hits& hits, std::size_t suitable, Output& output) {
   output.printTable(std::move(table));
 }
 
-ExitStatus run(const Arguments& arguments, Output& output) {
+ExitStatus runSearch(const Arguments& arguments, Output& output) {
   const Search search = searchFrom(arguments);
   auto hits = [&] {
     const Progress progress(output, "Searching ...");
@@ -186,7 +187,7 @@ ExitStatus run(const Arguments& arguments, Output& output) {
 
 }  // namespace
 
-constexpr Command searchCommand{"search", "find subtitles for a video file, a text or criteria", help,
-                                options, run};
+constexpr Command searchCommand{"search", "find subtitles for a video file, a text or criteria", searchHelp,
+                                searchOptions, runSearch};
 
 }  // namespace caprion::tool
