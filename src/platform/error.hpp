@@ -7,7 +7,7 @@
 #include <string_view>
 #include <type_traits>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// The keyed values of an error with that description. To be used instead of a list in braces, whose values
 /// are copied: an Error::Value whose copying runs out of memory breaks in libstdc++ 12, moving one doesn't.
@@ -36,4 +36,4 @@ Error posixError(int number) noexcept;
 /// The same at a path, with a reason that says more where there is one.
 Error fileError(int number, const std::string& path, std::string_view reason = {}) noexcept;
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE
