@@ -18,7 +18,7 @@ Caprion& Caprion::shared() noexcept {
   return *client;
 }
 
-/// Makes it when the library is loaded, by which time there is memory.
+/// Created while the library is loaded, when memory is still available.
 [[gnu::constructor]] static void makeShared() { Caprion::shared(); }
 
 Caprion::Caprion() : impl_(std::make_unique<Impl>()) {}

@@ -13,12 +13,12 @@
 
 namespace caprion {
 
-/// A search that has been started by a call of the host's. Its report is made after this is gone, so the call
-/// keeps it to its very end.
+/// A running search. Its completion is delayed until this object is destroyed, so a call that starts a search
+/// keeps it until it returns.
 class [[nodiscard]] StartedSearch {
  public:
   StartedSearch() = default;
-  /// Starts the task, and makes it the one that cancelLatestSearch() cancels.
+  /// Starts the task, and registers it for cancelLatestSearch().
   explicit StartedSearch(std::shared_ptr<URLSessionTask> task) noexcept;
   StartedSearch(StartedSearch&& other) noexcept = default;
   StartedSearch& operator=(StartedSearch&& other) noexcept = default;
@@ -26,7 +26,7 @@ class [[nodiscard]] StartedSearch {
     if (task_) task_->releaseCompletion();
   }
 
-  /// Makes it the one that `latest` cancels.
+  /// Registers the search with `latest`.
   void makeLatest(LatestTask& latest) const {
     if (task_) latest.exchange(task_);
   }
@@ -35,11 +35,11 @@ class [[nodiscard]] StartedSearch {
   std::shared_ptr<URLSessionTask> task_;
 };
 
-/// Cancels the search started last, if it is still running.
+/// Cancels the most recently started search, if it is still running.
 void cancelLatestSearch() noexcept;
 
-/// Starts the search by a request, which may be missing, and has `receive` called once with its
-/// Result<QueryResult>: later, or at once when there is no memory for more than that.
+/// Starts a search and calls `receive` once with its Result<QueryResult>: later, or at once if there isn't
+/// the memory to start it. If `request` is an error, that is the result.
 template <typename Receive>
 StartedSearch startSearch(Result<URLRequest>&& request, Receive receive) noexcept {
   std::shared_ptr<Receive> kept;

@@ -22,7 +22,7 @@ Error errorFor(NetworkingError kind) {
 
 namespace {
 
-/// The answer, which is no list of subtitles, as an error. The body is not copied, as it may be large.
+/// The error for an answer that is no list of subtitles. Moves the body, which may be large.
 Error answerError(std::string body) {
   const bool isText = isValidUTF8(body);
   printLine(isText ? std::string_view(body) : "defaultvalue");
@@ -40,7 +40,7 @@ Result<QueryResult> searchAnswer(std::optional<std::string> body,
   if (error) return *error;
   try {
     if (!response || !body) return errorFor(NetworkingError::badResponse);
-    // The status is not looked at: the service may well answer a search with a list and a status such as 404.
+    // The HTTP status is ignored: the service may send a list with a status such as 404.
     auto result = QueryResult::decode(*body);
     if (result || result.error().domain() != DecodingErrorDomain) return result;
     return answerError(std::move(*body));

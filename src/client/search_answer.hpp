@@ -10,14 +10,13 @@
 
 namespace caprion {
 
-/// The library's own kinds of networking error, in the order of their codes. A server's answer gives rise to
-/// the first alone.
+/// The codes of NetworkingErrorDomain. Only the first is in use.
 enum class NetworkingError { badResponse, badURL, noData, noImage };
 
-/// The kind as an error object, which describes itself without a text in its `userInfo`.
+/// The error for a code, with its description outside of `userInfo`.
 Error errorFor(NetworkingError kind);
 
-/// What a search reports when its task completes with these. An answer that doesn't decode is also written to
+/// The result of a search, from the outcome of its task. An answer that doesn't decode is also written to
 /// standard output.
 Result<QueryResult> searchAnswer(std::optional<std::string> body,
                                  const std::optional<HTTPURLResponse>& response,

@@ -9,11 +9,10 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// A request for something of the service, with the header and the time-out that all of them have.
+/// A request to the service, with the common header and timeout.
 URLRequest serviceRequest(URL url);
 
-/// The request of a search by these criteria, in their order. The only failure is a lack of memory: criteria
-/// may be of any size.
+/// The request for a search by criteria, in their order. Fails with ENOMEM only.
 Result<URLRequest> searchRequest(std::span<const Arg> args) noexcept;
 
 }  // namespace CAPRION_NAMESPACE

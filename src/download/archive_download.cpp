@@ -29,29 +29,29 @@ std::string applicationName() {
   return "Caprion";
 }
 
-/// Sees to it that a task has ended, and its completion has run, before what that refers to is gone. A task
-/// that has ended by itself is not touched.
-class EndOfTask {
+/// On destruction, cancels the task if it is still running and waits for its completion, which refers to
+/// local variables.
+class TaskGuard {
  public:
-  EndOfTask(URLSessionTask& task, std::shared_future<bool> completed)
+  TaskGuard(URLSessionTask& task, std::shared_future<bool> completed)
       : task_(task), completed_(std::move(completed)) {}
-  ~EndOfTask() {
+  ~TaskGuard() {
     task_.cancel();
     completed_.wait();
   }
-  EndOfTask(const EndOfTask&) = delete;
-  EndOfTask& operator=(const EndOfTask&) = delete;
+  TaskGuard(const TaskGuard&) = delete;
+  TaskGuard& operator=(const TaskGuard&) = delete;
 
  private:
   URLSessionTask& task_;
   const std::shared_future<bool> completed_;
 };
 
-constinit Mutex slots(MutexLevel::leaf);  // guards all of them
+constinit Mutex slots(MutexLevel::leaf);  // guards every DownloadSlot
 
 }  // namespace
 
-std::stop_token DownloadSlot::take() {
+std::stop_token DownloadSlot::supersede() {
   std::stop_source other;
   std::stop_token token = other.get_token();
   {
@@ -84,8 +84,8 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlo
   if (const auto error = folder.create()) return completion(*error);
   const std::string archive = folder.path() + "/archive.zip";
 
-  // The download before gives way now, as it may hold the lock that this one waits for.
-  const std::stop_token stop = slot.take();
+  // Stop the previous download now, as it may hold the lock that this one waits for.
+  const std::stop_token stop = slot.supersede();
   const auto report = [&](Result<URL> outcome) {
     if (!stop.stop_requested()) completion(std::move(outcome));
   };
@@ -104,12 +104,12 @@ void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlo
             return moveItem(file->path(), archive);
           });
           if (error) {
-            folder.unlock();  // first, as the host may start this download anew from within the report
+            folder.unlock();  // first, as the completion may start the same download again
             report(*error);
           }
           promise->set_value(!error);
         });
-    const EndOfTask end(*task, stored);
+    const TaskGuard guard(*task, stored);
     const std::stop_callback cancelled(stop, [&] { task->cancel(); });
     task->resume();
     if (!stored.get()) return;

@@ -13,24 +13,24 @@
 
 namespace caprion {
 
-/// The place of the download under way, for those that take one another's. Any thread may call its members.
+/// Holds at most one running download: a newer one stops it. Thread-safe.
 class DownloadSlot {
  public:
-  /// Stops the download that has the place. Returns how the newcomer learns that it is to stop itself.
-  std::stop_token take();
+  /// Stops the running download and registers a new one; returns the new one's stop token.
+  std::stop_token supersede();
 
-  /// Stops the download that has the place.
+  /// Stops the running download.
   void stop() noexcept;
 
  private:
   std::stop_source current_{std::nostopstate};
 };
 
-/// Downloads the subtitle's archive, unpacks it and picks the subtitle file out of it, as
-/// Downloader::download tells. `requestFor` makes the request for the archive. Once it has made the folder,
-/// it takes the slot; from when it is stopped on, it reports nothing, and ends as soon as the transfer and
-/// unzip are gone. Waits as long as `longestWait` for another download of the subtitle. Throws
-/// std::bad_alloc, if at all, in place of any report.
+/// Downloads and unpacks the subtitle's archive and picks the subtitle file, as documented at
+/// Downloader::download. `requestFor` creates the request for the archive. Enters the slot once the folder
+/// exists; when stopped, reports nothing more and returns as soon as the transfer and unzip have ended. Waits
+/// up to `longestWait` for another download of the same subtitle. If it throws std::bad_alloc, it has
+/// reported nothing.
 void downloadSubtitle(const Subtitle& subtitle, URLSession& session, DownloadSlot& slot,
                       const std::function<URLRequest(URL)>& requestFor,
                       const std::function<void(Result<URL>)>& completion,

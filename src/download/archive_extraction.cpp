@@ -22,15 +22,15 @@ namespace caprion {
 
 namespace {
 
-/// How far a single entry may inflate. It ends one byte later, which tells.
+/// For a single entry. unzip may write one byte more, which shows that the limit was exceeded.
 constexpr std::uint64_t entrySizeLimit = std::uint64_t{256} << 20;
-/// The same of all entries, how many there may be, and how long unpacking them may take.
+/// For all entries together.
 constexpr std::uint64_t sizeLimit = std::uint64_t{1} << 30;
 constexpr std::size_t entryLimit = 10'000;
 constexpr std::chrono::seconds timeLimit(20);
 
 constexpr const char* unzipPath = "/usr/bin/unzip";
-/// Its exit status for a file that it couldn't write, or couldn't make.
+/// unzip's exit status when it couldn't create or write a file.
 constexpr int unzipCannotWrite = 50;
 
 std::string_view lastComponent(std::string_view path) {
@@ -38,14 +38,14 @@ std::string_view lastComponent(std::string_view path) {
   return path.substr(path.rfind('/') + 1);
 }
 
-/// What stands behind the last period of the last component; empty when there is none.
+/// What follows the last period of the last component; empty if there is none.
 std::string_view pathExtension(std::string_view path) {
   const std::string_view name = lastComponent(path);
   const std::size_t period = name.rfind('.');
   return period == std::string_view::npos ? "" : name.substr(period + 1);
 }
 
-/// The extension in lower case. It comes from a stranger, and must not lead into another folder.
+/// In lower case. The text is untrusted, and must not lead into another folder.
 std::string extensionFrom(std::string_view text) {
   std::string extension;
   for (const char c : lowercased(text)) {
@@ -69,8 +69,8 @@ std::string renamed(const std::string& path, const Subtitle& subtitle) {
   return stem + '.' + extensionFrom(subtitle.subLanguageID()) + '.' + extensionFrom(subtitle.subFormat());
 }
 
-/// Why an archive is not worth a try: it promises more than is ever unpacked.
-std::optional<Error> promisesTooMuch(const std::string& archive) {
+/// An error if the archive declares more or larger files than the limits allow.
+std::optional<Error> declaredExcess(const std::string& archive) {
   std::size_t entries = 0;
   std::uint64_t total = 0;
   readZipDirectory(archive, [&](std::string_view, std::uint64_t size) {
@@ -82,28 +82,28 @@ std::optional<Error> promisesTooMuch(const std::string& archive) {
   return std::nullopt;
 }
 
-/// Why the file at a way from the folder is not all that the archive holds, as far as writing has failed;
-/// `status` is unzip's.
-std::optional<Error> cutShort(const std::string& archive, const std::string& folder, const std::string& way,
-                              std::optional<int> status) {
-  const std::string path = folder + '/' + way;
+/// An error if the file was truncated because unzip, whose exit status is `status`, couldn't write all of it.
+std::optional<Error> cutShort(const std::string& archive, const std::string& folder,
+                              const std::string& relativePath, std::optional<int> status) {
+  const std::string path = folder + '/' + relativePath;
   const std::uint64_t size = fileSize(path);
   if (size > entrySizeLimit) return fileError(EFBIG, path);
   if (status && *status != unzipCannotWrite && *status < 128) return std::nullopt;
 
-  std::optional<std::uint64_t> promised;
+  std::optional<std::uint64_t> declaredSize;
   readZipDirectory(archive, [&](std::string_view name, std::uint64_t entrySize) {
-    if (name == way) promised = entrySize;  // of two, the later replaces the earlier
+    if (name == relativePath) declaredSize = entrySize;  // of duplicates, the last one is on disk
     return true;
   });
-  const bool isWhole = promised ? size >= *promised : !status;
+  const bool isWhole = declaredSize ? size >= *declaredSize : !status;
   if (isWhole) return std::nullopt;
   rlimit hosts{};
   if (::getrlimit(RLIMIT_FSIZE, &hosts) == 0 && size >= hosts.rlim_cur) return fileError(EFBIG, path);
   if (status == unzipCannotWrite) return fileError(ENOSPC, path);
   if (status) return fileError(EINTR, unzipPath, "it was ended by a signal");
   struct statvfs disk {};
-  const bool isFull = ::statvfs(path.c_str(), &disk) == 0 && disk.f_bavail * disk.f_frsize < *promised - size;
+  const bool isFull =
+      ::statvfs(path.c_str(), &disk) == 0 && disk.f_bavail * disk.f_frsize < *declaredSize - size;
   if (isFull) return fileError(ENOSPC, path);
   return std::nullopt;
 }
@@ -112,14 +112,14 @@ std::optional<Error> cutShort(const std::string& archive, const std::string& fol
 
 std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFolder& folder,
                                          const std::string& archive, const std::stop_token& stop) {
-  if (const auto error = promisesTooMuch(archive)) return {*error};
-  // Overwrite without asking; match names in any case (none are given); unpack into the folder.
+  if (const auto error = declaredExcess(archive)) return {*error};
+  // -o: overwrite without asking; -C: match names in any case (none are given).
   const Process unzip{.executable = unzipPath,
                       .arguments = {"-o", "-C", archive, "-d", folder.path()},
                       .fileSizeLimit = entrySizeLimit + 1,
                       .writeLimit = sizeLimit,
                       .timeLimit = timeLimit,
-                      // Should the host exit meanwhile, the folder stays locked until unzip is done with it.
+                      // If the host exits meanwhile, the folder stays locked until unzip has ended.
                       .sharedDescriptor = folder.lockDescriptor()};
   const auto status = unzip.run(stop);
   if (!status) return {status.error()};
@@ -145,13 +145,14 @@ std::vector<Result<URL>> extractSubtitle(const Subtitle& subtitle, const CacheFo
     auto userInfo = describedBy("No subtitle file found in the zip archive.");
     userInfo.emplace(NSLocalizedRecoverySuggestionErrorKey, std::move(names));
     reports.emplace_back(Error("", 0, std::move(userInfo)));
-  } else if (const auto way = pathWithin(folder.path(), *chosen); !way) {
+  } else if (const auto relativePath = pathWithin(folder.path(), *chosen); !relativePath) {
     reports.emplace_back(libraryError("The unzipped subtitle file doesn't exist"));
-  } else if (const auto error = cutShort(archive, folder.path(), *way, *status)) {
+  } else if (const auto error = cutShort(archive, folder.path(), *relativePath, *status)) {
     reports.emplace_back(*error);
   } else {
-    letUserIn(folder.path(), *way);
-    letUserIn(folder.path(), chosen->substr(folder.path().size() + 1));  // the same, but for a link
+    grantOwnerAccess(folder.path(), *relativePath);
+    grantOwnerAccess(folder.path(),
+                     chosen->substr(folder.path().size() + 1));  // the same file, unless it is a link
     const std::string name = renamed(*chosen, subtitle);
     const auto failure = moveItem(*chosen, name);
     reports.emplace_back(failure ? Result<URL>(*failure) : Result<URL>(URL::fileURLWithPath(name)));

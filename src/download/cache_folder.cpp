@@ -19,14 +19,14 @@ namespace caprion {
 
 namespace {
 
-/// Between two looks at a lock that somebody else holds: how late the waiting may find out that it can end.
+/// Between two attempts to get the lock.
 constexpr std::chrono::milliseconds longestPause(16);
 
 }  // namespace
 
 std::string pathComponent(std::string_view text) {
   static constexpr char digits[] = "0123456789ABCDEF";
-  if (text.empty()) return "%";  // which nothing else gives
+  if (text.empty()) return "%";  // no other text maps to that
   const bool isDots = text == "." || text == "..";
   std::string name;
   for (const char c : text) {
@@ -76,7 +76,7 @@ std::optional<Error> CacheFolder::lock(const std::stop_token& stop, std::chrono:
       std::this_thread::sleep_for(pause);
       pause = std::min(2 * pause, longestPause);
     }
-  } while (!isStillThere());
+  } while (!isCurrent());
   return std::nullopt;
 }
 
@@ -89,8 +89,8 @@ void CacheFolder::unlock() {
   descriptor_ = -1;
 }
 
-/// Whether the folder that is locked is the one at the path, and not one that was removed meanwhile.
-bool CacheFolder::isStillThere() const {
+/// Whether the locked folder is still the one at the path, and hasn't been removed meanwhile.
+bool CacheFolder::isCurrent() const {
   struct stat locked {};
   struct stat present {};
   return ::fstat(descriptor_, &locked) == 0 && ::lstat(path_.c_str(), &present) == 0 &&

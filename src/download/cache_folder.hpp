@@ -10,12 +10,12 @@
 
 namespace caprion {
 
-/// The text as the name of one file or folder. What can't stand in one, or would lead elsewhere, is escaped,
-/// so that no two texts have the same name; all else stays as it is. It may be longer than the system takes.
+/// The text as a valid file name. Characters that aren't allowed, and names such as "..", are
+/// percent-escaped; distinct texts give distinct names. May exceed NAME_MAX.
 std::string pathComponent(std::string_view text);
 
-/// The folder of one subtitle, TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID. Whoever holds its lock has it
-/// for himself, among all threads and all processes of the user.
+/// The cache folder of one subtitle, TEMPORARY FOLDER/APPLICATION NAME/SUBTITLE ID, with a lock that excludes
+/// other threads and other processes of the user.
 class CacheFolder {
  public:
   CacheFolder(std::string_view applicationName, std::string_view subtitleID);
@@ -25,25 +25,25 @@ class CacheFolder {
 
   const std::string& path() const { return path_; }
 
-  /// Makes the folder, if it isn't there.
+  /// Creates the folder unless it exists.
   std::optional<Error> create();
 
-  /// Waits until nobody else holds the lock, and takes it; makes the folder, if it isn't there any more.
-  /// Fails with ETIMEDOUT when the lock doesn't come free, and with ECANCELED at a stop.
+  /// Waits for the lock and takes it; creates the folder again if it has been removed. Fails with ETIMEDOUT
+  /// after `longest`, and with ECANCELED when `stop` is requested.
   std::optional<Error> lock(const std::stop_token& stop = {},
                             std::chrono::milliseconds longest = std::chrono::seconds(60));
 
-  /// What the lock hangs on: it is held as long as anybody has this open. -1 while it isn't held.
+  /// The descriptor that holds the lock, also when inherited by another process; -1 while unlocked.
   int lockDescriptor() const { return descriptor_; }
 
-  /// Removes what is in the folder; what can't be removed stays.
+  /// Removes the contents of the folder, as far as possible.
   void empty() const;
 
-  /// Lets go of the lock, if it is held. The folder stays.
+  /// Releases the lock, if held.
   void unlock();
 
  private:
-  bool isStillThere() const;
+  bool isCurrent() const;
 
   std::string root_;
   std::string parent_;

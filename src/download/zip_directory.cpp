@@ -14,22 +14,21 @@ namespace caprion {
 
 namespace {
 
-// Signatures, and the sizes of what stands before the texts.
+// Signatures, and the sizes of the fixed parts.
 constexpr std::string_view entrySignature = "PK\1\2";
 constexpr std::string_view endSignature = "PK\5\6";
 constexpr std::size_t entryHeaderSize = 46;
 constexpr std::size_t endSize = 22;
-/// The end may have a comment behind it.
+/// The end record, followed by a comment.
 constexpr std::uint64_t longestEnd = endSize + 0xFFFF;
-/// As much as is read of a directory.
+/// Only so much of a directory is read.
 constexpr std::uint64_t longestDirectory = 16 << 20;
 
-// The format's 64-bit extension: an end of its own, with a pointer to it behind, and a field of an entry that
-// holds what has no place in its header.
-constexpr std::string_view longEndSignature = "PK\6\6";
-constexpr std::size_t longEndSize = 56 + 20;
-constexpr std::uint64_t longField = 1;
-constexpr std::uint64_t inLongField = 0xFFFFFFFF;
+// ZIP64: an additional end record followed by a locator, and an extra field for sizes that exceed 32 bits.
+constexpr std::string_view zip64EndSignature = "PK\6\6";
+constexpr std::size_t zip64EndSize = 56 + 20;
+constexpr std::uint64_t zip64Field = 1;
+constexpr std::uint64_t inZip64Field = 0xFFFFFFFF;
 
 std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
   std::uint64_t value = 0;
@@ -37,13 +36,13 @@ std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
   return value;
 }
 
-/// The size in an entry's fields, of which each is a number, a length and that many bytes.
-std::uint64_t longSize(std::string_view fields) {
+/// The uncompressed size in an entry's extra fields, each of which is an ID, a length and that many bytes.
+std::uint64_t zip64Size(std::string_view fields) {
   while (fields.size() >= 4 + 8) {
-    if (number(fields, 0, 2) == longField) return number(fields, 4, 8);
+    if (number(fields, 0, 2) == zip64Field) return number(fields, 4, 8);
     fields.remove_prefix(std::min<std::size_t>(fields.size(), 4 + number(fields, 2, 2)));
   }
-  return inLongField;
+  return inZip64Field;
 }
 
 std::string bytesAt(int file, std::uint64_t at, std::uint64_t size) {
@@ -60,7 +59,7 @@ struct CloseFile {
   }
 };
 
-/// The directory of an archive, which lies right before the end; empty when there is none.
+/// The central directory of an archive, which precedes the end record; empty if there is none.
 std::string directoryOf(const std::string& archive) {
   const int file = pastStandardDescriptors(::open(archive.c_str(), O_RDONLY | O_CLOEXEC));
   const CloseFile close{file};
@@ -72,8 +71,8 @@ std::string directoryOf(const std::string& archive) {
   std::size_t end = tail.rfind(endSignature);
   if (end == std::string::npos || tail.size() - end < endSize) return "";
   std::uint64_t length = number(tail, end + 12, 4);
-  if (end >= longEndSize && tail.compare(end - longEndSize, 4, longEndSignature) == 0) {
-    end -= longEndSize;
+  if (end >= zip64EndSize && tail.compare(end - zip64EndSize, 4, zip64EndSignature) == 0) {
+    end -= zip64EndSize;
     length = number(tail, end + 40, 8);
   }
   if (length > from + end) return "";
@@ -92,7 +91,7 @@ void readZipDirectory(const std::string& archive,
     const std::size_t entrySize = entryHeaderSize + nameSize + fieldsSize + number(rest, 32, 2);
     if (entrySize > rest.size()) return;
     std::uint64_t size = number(rest, 24, 4);
-    if (size == inLongField) size = longSize(rest.substr(entryHeaderSize + nameSize, fieldsSize));
+    if (size == inZip64Field) size = zip64Size(rest.substr(entryHeaderSize + nameSize, fieldsSize));
     if (!visit(rest.substr(entryHeaderSize, nameSize), size)) return;
     rest.remove_prefix(entrySize);
   }

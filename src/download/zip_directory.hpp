@@ -7,9 +7,8 @@
 
 namespace caprion {
 
-/// Gives `visit` each entry in the directory of a zip archive: the name and how large it says that it is,
-/// until it answers false; none when it can't be read. All this is the archive's word: good for a forecast,
-/// and unzip may find something else.
+/// Calls `visit` with the name and declared uncompressed size of each entry in a zip archive's central
+/// directory, until it returns false; not at all if that can't be read. An archive may lie about both.
 void readZipDirectory(const std::string& archive,
                       const std::function<bool(std::string_view name, std::uint64_t size)>& visit);
 

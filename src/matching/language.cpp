@@ -83,7 +83,7 @@ constexpr Language languages[] = {
     {"zht", "", "", "zh-TW", "Chinese (traditional)"},
 };
 
-/// Codes beside those of the table, by the identifiers they mean.
+/// Further codes, and the identifiers that they mean.
 struct Alias {
   std::string_view code, identifier;
 };
@@ -91,7 +91,7 @@ constexpr Alias aliases[] = {
     {"gre", "ell"}, {"fil", "tgl"}, {"nb", "nor"}, {"nob", "nor"}, {"nn", "nor"}, {"nno", "nor"},
 };
 
-/// Scripts and regions that make a language another one of the service, or decide that they don't.
+/// Scripts and regions that select another language of the service, or confirm the one found.
 struct Variant {
   std::string_view identifier, part, variant;
 };
@@ -113,7 +113,7 @@ const Language* languageOf(std::string_view code) {
   return found == std::end(languages) ? nullptr : found;
 }
 
-/// Takes the part before the next hyphen off the code.
+/// Removes and returns the part before the next hyphen.
 std::string_view takePart(std::string_view& code) {
   const std::size_t hyphen = std::min(code.find('-'), code.size());
   const std::string_view part = code.substr(0, hyphen);

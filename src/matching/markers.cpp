@@ -8,8 +8,8 @@ namespace caprion {
 
 namespace {
 
-/// Words that tell of a release and end a title, sorted. Words that titles use as well ("web", "cam",
-/// "proper") are not here.
+/// Words that describe a release and so end a title, sorted. Excludes those that occur in titles ("web",
+/// "cam", "proper").
 constexpr std::string_view releaseWords[] = {
     "10bit",   "2k",       "4k",         "8k",     "aac",     "ac3",          "av1",        "avc",
     "bdremux", "bdrip",    "bluray",     "brrip",  "camrip",  "directorscut", "divx",       "dts",
@@ -20,18 +20,18 @@ constexpr std::string_view releaseWords[] = {
 };
 static_assert(std::ranges::is_sorted(releaseWords));
 
-/// Words that stand for a title in names that cameras, discs and people in a hurry give.
+/// Words that cameras, discs and people use in place of a title.
 constexpr std::string_view genericWords[] = {
     "chapter", "clip",   "disc",   "disk",  "dvd",   "ep",    "episode", "file", "film",
     "movie",   "sample", "season", "title", "track", "video", "videots", "vid",  "vts",
 };
 
-/// How many digits the text begins with.
+/// The number of leading digits.
 std::size_t digitsOf(std::string_view text) {
   return static_cast<std::size_t>(std::ranges::find_if_not(text, isDigit) - text.begin());
 }
 
-/// Takes a number of so many digits, six at most, off the text.
+/// Removes and returns a leading number of `fewest` to `most` digits; `most` is at most 6.
 std::optional<int> takeNumber(std::string_view& text, std::size_t fewest, std::size_t most) {
   const std::size_t digits = digitsOf(text);
   if (digits < fewest || digits > most) return std::nullopt;
@@ -41,7 +41,7 @@ std::optional<int> takeNumber(std::string_view& text, std::size_t fewest, std::s
   return number;
 }
 
-bool take(std::string_view& text, std::string_view start) {
+bool skipPrefix(std::string_view& text, std::string_view start) {
   if (!text.starts_with(start)) return false;
   text.remove_prefix(start.size());
   return true;
@@ -61,14 +61,14 @@ std::optional<int> yearOf(std::string_view word) {
 
 bool isResolution(std::string_view word) {
   if (!takeNumber(word, 3, 4)) return false;
-  if (take(word, "x")) return numberOf(word, 3, 4).has_value();
+  if (skipPrefix(word, "x")) return numberOf(word, 3, 4).has_value();
   return word == "p" || word == "i";
 }
 
 bool isReleaseWord(std::string_view word) { return std::ranges::binary_search(releaseWords, word); }
 
 std::optional<int> discIn(std::string_view word, std::string_view next) {
-  if (!take(word, "cd") && !take(word, "disc") && !take(word, "disk")) return std::nullopt;
+  if (!skipPrefix(word, "cd") && !skipPrefix(word, "disc") && !skipPrefix(word, "disk")) return std::nullopt;
   return numberOf(word.empty() ? next : word, 1, 2);
 }
 
@@ -81,19 +81,19 @@ std::optional<Marker> markerIn(std::string_view word, std::size_t fewest) {
   if (isDigit(word.front())) {
     marker.season = takeNumber(word, 1, 2);
     if (!marker.season || !word.starts_with('x')) return std::nullopt;
-  } else if (take(word, "s")) {
+  } else if (skipPrefix(word, "s")) {
     marker.season = takeNumber(word, 1, 4);
     if (!marker.season) return std::nullopt;
     fewest = 1;
   }
   std::string_view rest = word;
-  while (take(rest, "ep") || take(rest, "e") || (marker.season && take(rest, "x"))) {
+  while (skipPrefix(rest, "ep") || skipPrefix(rest, "e") || (marker.season && skipPrefix(rest, "x"))) {
     const auto episode = takeNumber(rest, fewest, 4);
     if (!episode) break;
     marker.episodes.push_back(*episode);
     word = rest;
   }
-  // "s01e02v2" is a second version.
+  // A version may follow: "s01e02v2".
   const bool isWhole = word.empty() || (!marker.episodes.empty() && word.size() == 2 && word.front() == 'v');
   return isWhole && (marker.season || !marker.episodes.empty()) ? std::optional(marker) : std::nullopt;
 }

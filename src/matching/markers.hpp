@@ -7,36 +7,35 @@
 
 namespace caprion {
 
-// What a folded word of a video's name can tell beside the title.
+// What folded words of a video's name mean, apart from the title.
 
-/// The number that the whole word is, of so many digits; not more than six.
+/// The word as a number of `fewest` to `most` digits; `most` is at most 6.
 std::optional<int> numberOf(std::string_view word, std::size_t fewest, std::size_t most);
 
-/// The year that the word can be.
+/// The word as a year from 1900 to 2099.
 std::optional<int> yearOf(std::string_view word);
 
 /// "720p", "1080i", "1920x1080".
 bool isResolution(std::string_view word);
 
-/// Whether the word tells of a source, a codec or a cut. Words that titles use as well ("web", "cam",
-/// "proper") don't.
+/// Whether the word names a source, a codec or a cut, and doesn't occur in titles as "web" or "cam" do.
 bool isReleaseWord(std::string_view word);
 
-/// The number of a disc that the word tells of, or the word and the next one: "cd1", "disc 2".
+/// The disc number in the word, or in it and the next one: "cd1", "disc 2".
 std::optional<int> discIn(std::string_view word, std::string_view next);
 
-/// Whether any video may be called that: "movie", "episode", "track".
+/// Whether the word may name any video: "movie", "episode", "track".
 bool isGeneric(std::string_view word);
 
-/// What one or more words say of an episode: a season, episodes or both.
+/// A season, episodes, or both.
 struct Marker {
   std::optional<int> season;
   std::vector<int> episodes{};
-  std::size_t words = 1;
+  std::size_t words = 1;  // that it takes
 };
 
-/// "s01e02e03", "s01", "e02", "ep02", "1x02". Without an "s" an episode has so many digits at least. Takes no
-/// empty word.
+/// "s01e02e03", "s01", "e02", "ep02", "1x02". Without an "s", an episode has at least `fewest` digits. The
+/// word must not be empty.
 std::optional<Marker> markerIn(std::string_view word, std::size_t fewest = 2);
 
 }  // namespace caprion

@@ -18,7 +18,7 @@ namespace CAPRION_NAMESPACE {
 
 namespace {
 
-/// A number of the service's, which writes "0" and "" for those that it doesn't know.
+/// A number in a record. The service writes "0" or "" for an unknown one.
 std::optional<int> numberIn(std::string_view text) {
   int number = 0;
   const char* const end = text.data() + text.size();
@@ -26,17 +26,17 @@ std::optional<int> numberIn(std::string_view text) {
   return error == std::errc() && parsed == end && number >= 0 ? std::optional(number) : std::nullopt;
 }
 
-/// The year of a title; 0 where the service doesn't know it.
+/// 0 if the service doesn't know it.
 int movieYearOf(const Subtitle& hit) { return numberIn(hit.movieYear()).value_or(0); }
 
-/// Whether the hit is of a movie. The service's word for it says nothing beside the number of an episode.
+/// Whether the hit is for a movie. Season and episode numbers outweigh the kind that the service gives.
 bool isMovie(const Subtitle& hit) {
   const auto isKnown = [](auto number) { return number.value_or(0) > 0; };
   return hit.movieKind() == MovieKind::movie &&
          !(isKnown(numberIn(hit.seriesSeason())) && isKnown(numberIn(hit.seriesEpisode())));
 }
 
-/// The title of a movie, or of the series that an episode belongs to: `"Show" Episode`.
+/// The title of the movie, or of the series: the quoted part of `"Show" Episode`.
 std::string_view titleOf(const Subtitle& hit) {
   std::string_view title = hit.movieName();
   if (isMovie(hit) || !title.starts_with('"')) return title;
@@ -44,22 +44,22 @@ std::string_view titleOf(const Subtitle& hit) {
   return title.substr(0, title.find('"'));
 }
 
-/// A hit that suits, and what decides between equal evidence.
-struct Place {
+/// A matching hit, and what orders hits of equal evidence.
+struct Candidate {
   RankedSubtitle ranked;
   bool isNumberUnknown;
   std::size_t wordsInCommon;
   bool isOfOtherYear;
   std::size_t position = 0;
 
-  bool operator<(const Place& other) const {
+  bool operator<(const Candidate& other) const {
     return std::tuple(ranked.evidence, isNumberUnknown, other.wordsInCommon, isOfOtherYear, position) <
            std::tuple(other.ranked.evidence, other.isNumberUnknown, wordsInCommon, other.isOfOtherYear,
                       other.position);
   }
 };
 
-/// The video that hits are compared with.
+/// The video's name, prepared for comparing hits with it.
 class Video {
  public:
   explicit Video(const URL& url) {
@@ -71,8 +71,8 @@ class Video {
     words_.erase(std::unique(words_.begin(), words_.end()), words_.end());
   }
 
-  /// The hit's place among those that suit; absent if it doesn't.
-  std::optional<Place> placeOf(const std::shared_ptr<const Subtitle>& hit) const {
+  /// Absent if the hit doesn't match.
+  std::optional<Candidate> candidateFrom(const std::shared_ptr<const Subtitle>& hit) const {
     const Evidence evidence = evidenceOf(*hit);
     const std::string title = comparable(titleOf(*hit));
     const auto year = yearBeside(title);
@@ -92,18 +92,17 @@ class Video {
     if (common > 0)
       reason += ", " + std::to_string(common) + (common == 1 ? " word" : " words") + " in common";
     const bool isOfOtherYear = name_.laterYear && std::abs(movieYearOf(*hit) - *name_.laterYear) > 1;
-    return Place{{hit, evidence, std::move(reason)}, isNumberUnknown(*hit), common, isOfOtherYear};
+    return Candidate{{hit, evidence, std::move(reason)}, isNumberUnknown(*hit), common, isOfOtherYear};
   }
 
  private:
-  /// That the service knows a file of this name is worth what the name says: there are many "movie.mkv".
+  /// A match by file name proves nothing if the name is generic: there are many "movie.mkv".
   Evidence evidenceOf(const Subtitle& hit) const {
     if (hit.matchedBy() == "moviehash") return Evidence::content;
     return hit.matchedBy() == "tag" && name_.isOfRelease ? Evidence::release : Evidence::title;
   }
 
-  /// The name's year, unless it is a word of the hit's title that the name's lacks ("Wonder Woman 1984", of
-  /// 2020).
+  /// The year in the name, unless it is rather a word of the hit's title ("Wonder Woman 1984", from 2020).
   std::optional<int> yearBeside(std::string_view title) const {
     if (!name_.year) return std::nullopt;
     const auto isIn = [year = std::to_string(*name_.year)](std::string_view text) {
@@ -120,30 +119,31 @@ class Video {
   bool allowsEpisode(const Subtitle& hit, std::optional<int> year, Evidence evidence) const {
     const auto season = numberIn(hit.seriesSeason());
     const auto episode = numberIn(hit.seriesEpisode());
-    // A hit that was found by its title has nothing but its numbers to tell which episode it is.
+    // For a hit found by its title, only the numbers tell which episode it is.
     const bool mayBeUnknown = evidence != Evidence::title;
     const auto isUnknown = [&](auto number) { return mayBeUnknown && number.value_or(0) == 0; };
     if (name_.season && !isUnknown(season) && season != name_.season) return false;
     if (!isUnknown(episode) && !isEpisode(episode)) return false;
     if (isNumberUnknown(hit) && !isAllowedByFile(hit)) return false;
     if (name_.episodes.empty()) return evidence == Evidence::content && !year;
-    // No episode is older than the year that tells its series from another of the same title.
+    // A year in the name tells the series from an older one of the same title, and no episode predates its
+    // series.
     return !year || movieYearOf(hit) == 0 || movieYearOf(hit) >= *year - 1;
   }
 
-  /// Whether it is one of the name's episodes; of a name without any, all are.
+  /// Whether it is one of the name's episodes, or the name has none.
   bool isEpisode(std::optional<int> number) const {
     return name_.episodes.empty() ||
            (number && std::ranges::find(name_.episodes, *number) != name_.episodes.end());
   }
 
-  /// Whether the service's numbers leave open if the hit is of the name's season and episode.
+  /// Whether the service's numbers don't confirm the name's season and episode.
   bool isNumberUnknown(const Subtitle& hit) const {
     return name_.season &&
            !(numberIn(hit.seriesSeason()) == name_.season && isEpisode(numberIn(hit.seriesEpisode())));
   }
 
-  /// Whether the name of the subtitle file tells of no other season or episode.
+  /// Whether the subtitle file's name is consistent with the name's season and episode.
   bool isAllowedByFile(const Subtitle& hit) const {
     const ReleaseName file = releaseNameOf(stemOf(hit.subFileName()));
     return (!file.season || file.season == name_.season) &&
@@ -151,8 +151,8 @@ class Video {
             std::ranges::any_of(file.episodes, [&](int episode) { return isEpisode(episode); }));
   }
 
-  /// Whether the subtitle, of this disc by its file's name, is as long as the video: of the whole movie or of
-  /// the same disc. By content, a record of several discs may be of the very one.
+  /// Whether the subtitle covers the same part as the video: the whole movie, or the same disc. `disc` is
+  /// that in the subtitle file's name. A content match may be for the right disc of several.
   bool isOfSameLength(const Subtitle& hit, std::optional<int> disc, Evidence evidence) const {
     if (name_.isExcerpt) return false;
     const bool isWhole = !disc && numberIn(hit.subSumCD()).value_or(1) <= 1;
@@ -160,7 +160,7 @@ class Video {
     return disc ? disc == name_.disc : !isWhole && evidence == Evidence::content;
   }
 
-  /// How many words of the video's stem the name of the subtitle file has as well.
+  /// How many words of the video's name occur in the subtitle file's name.
   std::size_t wordsInCommon(const std::vector<Word>& fileWords) const {
     std::vector<bool> isCommon(words_.size());
     for (const Word& word : fileWords) {
@@ -174,7 +174,7 @@ class Video {
   bool isAlike(std::string_view title) const {
     const std::string key = keyOfTitle(title);
     if (key.empty()) return false;
-    // What reads as the year in the name may be the title's last word.
+    // What looks like the year may be the title's last word.
     return key == key_ || (name_.year && key == key_ + std::to_string(*name_.year));
   }
 
@@ -189,17 +189,17 @@ Result<std::vector<RankedSubtitle>> rankedSubtitles(const std::vector<std::share
                                                     const URL& video) noexcept {
   try {
     const Video compared(video);
-    std::vector<Place> places;
+    std::vector<Candidate> candidates;
     for (const auto& hit : hits) {
-      auto place = hit == nullptr ? std::nullopt : compared.placeOf(hit);
-      if (!place) continue;
-      place->position = places.size();
-      places.push_back(std::move(*place));
+      auto candidate = hit == nullptr ? std::nullopt : compared.candidateFrom(hit);
+      if (!candidate) continue;
+      candidate->position = candidates.size();
+      candidates.push_back(std::move(*candidate));
     }
-    std::sort(places.begin(), places.end());
+    std::sort(candidates.begin(), candidates.end());
     std::vector<RankedSubtitle> ranked;
-    ranked.reserve(places.size());
-    for (Place& place : places) ranked.push_back(std::move(place.ranked));
+    ranked.reserve(candidates.size());
+    for (Candidate& candidate : candidates) ranked.push_back(std::move(candidate.ranked));
     return ranked;
   } catch (const std::bad_alloc&) {
     return posixError(ENOMEM);

@@ -11,10 +11,10 @@ namespace caprion {
 
 namespace {
 
-/// Reads a name word by word.
-class Reader {
+/// Parses a name word by word.
+class NameParser {
  public:
-  explicit Reader(const std::string& stem) : stem_(stem), words_(wordsOf(stem)) {}
+  explicit NameParser(const std::string& stem) : stem_(stem), words_(wordsOf(stem)) {}
 
   DetailedName read() {
     first_ = firstWord();
@@ -41,7 +41,7 @@ class Reader {
     return i < words_.size() ? std::string_view(words_[i].folded) : std::string_view();
   }
 
-  /// What stands in front of a word and behind the word before.
+  /// The characters between word `i` and the one before it.
   std::string_view gapBefore(std::size_t i) const {
     const std::size_t begin = i == 0 ? 0 : words_[i - 1].end;
     const std::size_t end = i < words_.size() ? words_[i].begin : stem_.size();
@@ -50,8 +50,8 @@ class Reader {
 
   bool hasInGapBefore(std::size_t i, char c) const { return gapBefore(i).find(c) != std::string_view::npos; }
 
-  /// The word that the title begins with: the first one, or the one behind a group in brackets. "[REC]
-  /// (2007)" has no other title than the one in brackets.
+  /// The first word of the title, skipping a leading group in brackets, unless that is the title: "[REC]
+  /// (2007)".
   std::size_t firstWord() const {
     if (words_.empty() || !hasInGapBefore(0, '[')) return 0;
     std::size_t i = 1;
@@ -60,12 +60,12 @@ class Reader {
     return isAllThereIs ? 0 : i;
   }
 
-  /// The episode that word `i` and those behind it tell of.
+  /// The marker that begins at word `i`.
   std::optional<Marker> markerAt(std::size_t i) const {
     std::optional<Marker> marker = markerIn(word(i));
     if (!marker) return spelledOutMarkerAt(i);
     if (marker->episodes.empty()) readEpisodeBehindSeason(*marker, i);
-    // A season of one digit is taken for none ("S4") unless an episode follows.
+    // "S4" alone is no season.
     if (marker->episodes.empty()) return word(i).size() > 2 ? marker : std::nullopt;
     for (;; ++marker->words) {
       const std::size_t next = i + marker->words;
@@ -87,7 +87,7 @@ class Reader {
     return !further.episodes.empty() && (!further.season || further.season == marker.season);
   }
 
-  /// Adds an episode, and to the end of a range ("E02-E04") those between as well.
+  /// Adds an episode, or all up to it if it ends a range ("E02-E04").
   static void addEpisode(Marker& marker, int episode, bool isRange) {
     constexpr int longestRange = 100;
     int first = marker.episodes.back() + 1;
@@ -115,7 +115,7 @@ class Reader {
     }
   }
 
-  /// "Season 1 Episode 2". Without an episode, "Season" and "Episode" are words of titles.
+  /// "Season 1 Episode 2". Without an episode, "Season" may belong to the title.
   std::optional<Marker> spelledOutMarkerAt(std::size_t i) const {
     if (word(i) != "season") return std::nullopt;
     Marker marker{.season = numberOf(word(i + 1), 1, 2), .words = 2};
@@ -146,13 +146,13 @@ class Reader {
     }
   }
 
-  /// "720p", "x264", and in two words "WEB-DL", "Blu-ray".
+  /// "720p", "x264", or as two words "WEB-DL", "Blu-ray".
   bool isOfRelease(std::size_t i) const {
     const std::string pair = std::string(word(i)).append(word(i + 1));
     return isResolution(word(i)) || isReleaseWord(word(i)) || isReleaseWord(pair);
   }
 
-  /// "2017.05.12", as a daily show has it.
+  /// "2017.05.12", as in daily shows.
   bool isPartOfDate(std::size_t i) const {
     return numberOf(word(i + 1), 2, 2).value_or(32) <= 31 && numberOf(word(i + 2), 2, 2).value_or(32) <= 31;
   }
@@ -164,7 +164,7 @@ class Reader {
     return words_.size() != 2 || (word(0) != "the" && word(0) != "a");
   }
 
-  /// Whether a word of the title is one that tells videos apart.
+  /// Whether the title has a word that is neither a number nor generic.
   bool hasOwnTitle() const {
     for (std::size_t i = first_; i < titleEnd_; ++i) {
       const bool isNumber = word(i).find_first_not_of("0123456789") == std::string_view::npos;
@@ -219,7 +219,7 @@ std::optional<int> discIn(const std::vector<Word>& words) {
   return disc;
 }
 
-DetailedName releaseNameOf(const std::string& stem) { return Reader(stem).read(); }
+DetailedName releaseNameOf(const std::string& stem) { return NameParser(stem).read(); }
 
 ReleaseName ReleaseName::from(const URL& video) noexcept {
   try {

@@ -11,27 +11,27 @@
 
 namespace caprion {
 
-/// A file's name as it is read: comparable, and without the extension. A last part that is itself a marker
-/// ("Show.S01E02") is none.
+/// A file name without its extension, as comparable() gives it. A last part that is a marker ("Show.S01E02")
+/// is not an extension.
 std::string stemOf(std::string_view fileName);
 
-/// What a name says, and what only the ranking asks for.
+/// A ReleaseName with details that only the ranking needs.
 struct DetailedName : ReleaseName {
-  /// Whether the name is one that a release can be known by: it has a title, of more than numbers and words
-  /// for any video ("movie", "track"), and an episode, a year or a release word behind it.
+  /// Whether the name can identify a release: it has a title that isn't generic, and a season, a year or a
+  /// release word.
   bool isOfRelease = false;
-  /// The first year behind an episode: the show's, the episode's or a word of its title.
+  /// The first year after the episode: the show's, the episode's, or a word of its title.
   std::optional<int> laterYear;
-  /// The disc of several that the video was cut to fit on.
+  /// The number of the disc, if the video is split over several.
   std::optional<int> disc;
   /// Whether it is a sample or a trailer.
   bool isExcerpt = false;
 };
 
-/// The number behind the first "cd", "disc" or "disk" of a name: "cd1", "Disc 2".
+/// The first disc number in a name: "cd1", "Disc 2".
 std::optional<int> discIn(const std::vector<Word>& words);
 
-/// What the stem of a file's name says. Throws std::bad_alloc.
+/// Parses the stem of a file name. Throws std::bad_alloc.
 DetailedName releaseNameOf(const std::string& stem);
 
 }  // namespace caprion

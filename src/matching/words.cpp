@@ -10,8 +10,7 @@ namespace caprion {
 
 namespace {
 
-/// The letters from U+00C0 and from U+1E00 on without their marks, in lower case; "." where there is no such
-/// one letter.
+/// The base letters of U+00C0 and of U+1E00 and following, in lower case; "." for those without a single one.
 constexpr std::string_view latinLetters =
     "aaaaaa.ceeeeiiiidnooooo.ouuuuy..aaaaaa.ceeeeiiiidnooooo.ouuuuy.y"
     "aaaaaaccccccccddddeeeeeeeeeegggggggghhhhiiiiiiiiii..jjkkklllllll"
@@ -22,8 +21,8 @@ constexpr std::string_view furtherLatinLetters =
     "wwwwwwwwwwxxxxyyzzzzzzhtwy......aaaaaaaaaaaaaaaaaaaaaaaaeeeeeeee"
     "eeeeeeeeiiiioooooooooooooooooooooooouuuuuuuuuuuuuuyyyyyyyy......";
 
-/// Other letters in lower case that are compared as others: those with marks of the scripts and languages
-/// that titles are often written in, which some file systems write as a letter and a mark.
+/// Foldings of further lower-case letters: those of scripts common in titles, which some file systems store
+/// decomposed.
 struct OtherLetter {
   char32_t code;
   std::string_view plain;
@@ -41,7 +40,7 @@ struct Range {
   char32_t first, last;
 };
 
-/// Characters beyond ASCII that are no part of a word.
+/// Non-ASCII characters that separate words.
 constexpr Range punctuation[] = {
     {0x80, 0xA9},     {0xAB, 0xB1},       {0xB4, 0xB4},     {0xB6, 0xB8},     {0xBB, 0xBB},
     {0xBF, 0xBF},     {0xD7, 0xD7},       {0xF7, 0xF7},     {0x2000, 0x20CF}, {0x2190, 0x2BFF},
@@ -55,7 +54,7 @@ struct Character {
   std::size_t length;
 };
 
-/// The character that well-formed text begins with.
+/// The first character of well-formed text.
 Character firstOf(std::string_view text) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const auto rest = [&](std::size_t i) { return static_cast<char32_t>(byte(i) & 0x3F); };
@@ -80,14 +79,14 @@ bool isPartOfWord(char32_t code) {
   return std::ranges::none_of(punctuation, [&](Range range) { return isIn(range, code); });
 }
 
-/// The letter of a table for the code, if it has one.
+/// The base letter in a table; empty if there is none.
 std::string_view letterIn(std::string_view table, char32_t first, char32_t code) {
   if (code < first || code - first >= table.size() || table[code - first] == '.') return {};
   return table.substr(code - first, 1);
 }
 
-/// What a letter in lower case is compared as.
-std::string_view comparedAs(char32_t code, std::string_view letter) {
+/// The folding of a lower-case letter.
+std::string_view foldedLetter(char32_t code, std::string_view letter) {
   std::string_view plain = letterIn(latinLetters, 0xC0, code);
   if (plain.empty()) plain = letterIn(furtherLatinLetters, 0x1E00, code);
   if (!plain.empty()) return plain;
@@ -107,7 +106,7 @@ std::string folded(std::string_view word) {
     if (isIn({0xFF01, 0xFF5E}, code)) {
       result += static_cast<char>(code - 0xFEE0);
     } else {
-      result += code < 0x80 ? letter : comparedAs(code, letter);
+      result += code < 0x80 ? letter : foldedLetter(code, letter);
     }
   }
   return result;

@@ -7,24 +7,24 @@
 
 namespace caprion {
 
-/// As much of any text as is looked at. No file name and no title is that long.
+/// Longer texts are truncated. No file name or title is that long.
 inline constexpr std::size_t longestText = 1024;
 
-/// What is looked at of a text, in well-formed UTF-8.
+/// The text, truncated and as well-formed UTF-8.
 std::string comparable(std::string_view text);
 
-/// A word of a text: as it is compared with other words, and which bytes of the text it is.
+/// A word in its folded form, and its byte range in the text.
 struct Word {
   std::string folded;
   std::size_t begin, end;
 };
 
-/// The words of a well-formed UTF-8 text: what stands between blanks and punctuation. Folded are letter case,
-/// accents and full-width forms; apostrophes are dropped, and "&" is the word "and".
+/// The words of a well-formed UTF-8 text, separated by blanks and punctuation. Folding removes letter case,
+/// accents, full-width forms and apostrophes; "&" becomes "and".
 std::vector<Word> wordsOf(std::string_view text);
 
-/// What titles that are alike have in common: the folded words without a leading article, in one piece. Empty
-/// for a title without words.
+/// A key that is equal for matching titles: the concatenated folded words without the article. Empty for a
+/// title without words.
 std::string keyOfTitle(std::string_view title);
 
 }  // namespace caprion

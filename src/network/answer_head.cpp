@@ -8,7 +8,7 @@ namespace caprion {
 
 namespace {
 
-/// Of all heads of an exchange and of the trailers, in bytes.
+/// In bytes, of all heads of an exchange and its trailers together.
 constexpr std::size_t headSizeLimit = std::size_t{256} << 10;
 
 bool isRedirect(int statusCode) {
@@ -53,7 +53,7 @@ void AnswerHead::addField(std::string_view line) {
 void AnswerHead::end() {
   long statusCode = 0;
   curl_easy_getinfo(easy_, CURLINFO_RESPONSE_CODE, &statusCode);
-  if (statusCode < 200 && statusCode != 101) return;  // another head follows
+  if (statusCode < 200 && statusCode != 101) return;  // interim: another head follows
   statusCode_ = static_cast<int>(statusCode);
   if (!isRedirect(statusCode_) || location_.value_or("").empty()) location_.reset();
 }

@@ -13,22 +13,22 @@
 
 namespace caprion {
 
-/// What the lines of an exchange's heads say: those of hints that come before the answer's own, that one, and
-/// the trailers.
+/// Parses the header lines of an exchange: interim (1xx) heads, the final head, and trailers.
 class AnswerHead {
  public:
   explicit AnswerHead(CURL* easy) : easy_(easy) {}
 
-  /// Takes a line as libcurl hands it over. Returns why the answer can't be taken. Throws std::bad_alloc.
+  /// Parses one line as libcurl delivers it. Returns an error if the answer must be rejected. Throws
+  /// std::bad_alloc.
   std::optional<Error> add(std::string_view line);
 
-  /// Whether the answer's head is over, after which the rest is known.
+  /// Whether the final head is complete. Everything below is known only then.
   bool isOver() const { return statusCode_ != 0; }
   int statusCode() const { return statusCode_; }
   /// The value of the Location field of a redirect; absent for any other answer.
   const std::optional<std::string>& redirect() const { return location_; }
   ContentEncoding encoding() const { return encodings_.encoding(); }
-  /// Whether the body comes in a form that can be undone. That of a redirect doesn't matter.
+  /// Whether the body's encoding is supported. Of no interest for a redirect.
   bool isDecodable() const { return isDecodable_; }
 
  private:

@@ -15,8 +15,8 @@ namespace caprion {
 
 namespace {
 
-/// How long sent bytes may stay without an answer by the server's machine.
-constexpr unsigned unansweredLimit = 15'000;  // ms
+/// How long sent data may stay unacknowledged.
+constexpr unsigned unacknowledgedLimit = 15'000;  // ms
 
 int localPortOf(int socket) {
   sockaddr_storage address{};
@@ -38,15 +38,15 @@ void ConnectionSockets::serve(CURL* easy) noexcept {
 bool ConnectionSockets::isReady(int localPort) const noexcept {
   for (const int socket : sockets_) {
     if (localPortOf(socket) != localPort) continue;
-    ::setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unansweredLimit, sizeof unansweredLimit);
+    ::setsockopt(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, &unacknowledgedLimit, sizeof unacknowledgedLimit);
     pollfd readable{.fd = socket, .events = POLLIN, .revents = 0};
     if (::poll(&readable, 1, 0) != 0) return false;
   }
   return true;
 }
 
-/// A program that the host starts doesn't inherit the socket, and it is never descriptor 0, 1 or 2: a host
-/// that has closed those would have its own output sent to the server.
+/// Child processes don't inherit the socket, and it is never descriptor 0, 1 or 2: a host that has closed
+/// those would otherwise send its output to the server.
 curl_socket_t ConnectionSockets::open(void* self, curlsocktype, curl_sockaddr* address) noexcept {
   const int socket =
       pastStandardDescriptors(::socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol));

@@ -6,16 +6,15 @@
 
 namespace caprion {
 
-/// The sockets of libcurl's connections, which are ours to open and to close, as libcurl doesn't tell which
-/// of them a request is about to go out on.
+/// Opens and closes the sockets of libcurl's connections, as libcurl doesn't tell which socket a request is
+/// about to be sent on.
 class ConnectionSockets {
  public:
-  /// Has the easy handle's connections use sockets of this, which must outlive all of them.
+  /// Makes the easy handle open its sockets here. This object must outlive all connections.
   void serve(CURL* easy) noexcept;
 
-  /// Whether the connection from this local port can carry a request: whether there is nothing to read on it.
-  /// From now on the system counts it as lost when what is sent stays without an answer, such as behind a
-  /// router that has forgotten it.
+  /// Whether the connection from this local port can carry a request: whether it has no unread data. Also
+  /// sets TCP_USER_TIMEOUT on it, so that a connection that a NAT router has dropped is noticed.
   bool isReady(int localPort) const noexcept;
 
  private:

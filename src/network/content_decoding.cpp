@@ -12,13 +12,13 @@ namespace caprion {
 namespace {
 
 constexpr std::size_t pieceSize = std::size_t{32} << 10;
-/// How zlib's inflateInit2 wants to be told the formats of RFC 1950, 1951 and 1952.
+/// The window bits by which inflateInit2 tells RFC 1950, 1951 and 1952 apart.
 constexpr int zlibWindow = 15;
 constexpr int rawWindow = -15;
 constexpr int gzipWindow = 16 + 15;
 
-/// What servers send as "deflate" is a zlib stream, as it should be, or what such a stream consists of. The
-/// first byte of a zlib stream names the method 8; nobody writes a raw stream that begins like that.
+/// Servers send "deflate" as a zlib stream, which is correct, or as raw deflate data. The first byte of a
+/// zlib stream names method 8; no raw stream in practice begins like that.
 bool beginsZlibStream(std::string_view input) {
   const auto first = static_cast<unsigned char>(input.front());
   return (first & 0x0F) == 8 && (first >> 4) <= 7;
@@ -48,7 +48,7 @@ ContentDecoding::Inflation::Inflation(int window) {
   if (::inflateInit2(&stream, window) != Z_OK) throw std::bad_alloc();
 }
 
-/// Begins a stream: the first, or a further member of a gzip file (RFC 1952, 2.2).
+/// Begins the first stream, or a further member of a gzip file (RFC 1952, 2.2).
 void ContentDecoding::begin(std::string_view input) {
   if (inflation_) {
     ::inflateReset(&inflation_->stream);

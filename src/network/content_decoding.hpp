@@ -11,14 +11,14 @@
 
 namespace caprion {
 
-/// How the body of an HTTP answer is encoded, by its head.
+/// The Content-Encoding of an answer.
 enum class ContentEncoding { identity, gzip, deflate };
 
-/// Gathers the encodings that the fields of a head name, of which a body may have one.
+/// Collects the encodings that a head names. At most one is supported.
 class ContentEncodings {
  public:
-  /// Takes the value of a Content-Encoding field. False when the body can't be decoded: by a name that is not
-  /// known, or by a second encoding over the first.
+  /// Adds the value of a Content-Encoding field. Returns false if it names an unknown encoding or a second
+  /// one.
   bool add(std::string_view value);
 
   ContentEncoding encoding() const { return encoding_; }
@@ -27,10 +27,10 @@ class ContentEncodings {
   ContentEncoding encoding_ = ContentEncoding::identity;
 };
 
-/// Undoes the encoding of a body, piece by piece, so that no single step takes long, whatever comes in.
+/// Decodes a body in short steps, whatever comes in.
 class ContentDecoding {
  public:
-  /// A piece of the decoded body, valid until the next step, and how much of the input it took.
+  /// Some decoded output, valid until the next step, and how much input it consumed.
   struct Step {
     std::size_t consumed = 0;
     std::string_view output;
@@ -39,19 +39,19 @@ class ContentDecoding {
 
   explicit ContentDecoding(ContentEncoding encoding) : encoding_(encoding) {}
 
-  /// Decodes a beginning of the input. Takes all of it, unless it makes more output than fits into a piece.
-  /// To be called while there is input, or hasOutputLeft(). Throws std::bad_alloc.
+  /// Decodes from the start of the input: all of it, unless the output buffer fills up. Call it while there
+  /// is input or hasOutputLeft(). Throws std::bad_alloc.
   Step step(std::string_view input);
 
-  /// Whether there may be more output for what was taken.
+  /// Whether consumed input may still produce output.
   bool hasOutputLeft() const { return isInside_ && inflation_->stream.avail_out == 0; }
 
-  /// Whether the body may end here: an encoded one may where its stream does, or before it has begun.
+  /// Whether the body may end here, that is, outside a compressed stream.
   bool mayEnd() const { return !isInside_; }
 
  private:
   struct Inflation {
-    /// Throws std::bad_alloc. `window` tells the format, as zlib's inflateInit2 has it.
+    /// `window` is that of inflateInit2. Throws std::bad_alloc.
     explicit Inflation(int window);
     ~Inflation() { ::inflateEnd(&stream); }
     Inflation(const Inflation&) = delete;
@@ -63,7 +63,7 @@ class ContentDecoding {
   void begin(std::string_view input);
 
   const ContentEncoding encoding_;
-  bool isInside_ = false;  // a stream that has begun and not ended
+  bool isInside_ = false;  // a compressed stream
   std::unique_ptr<Inflation> inflation_;
   std::unique_ptr<char[]> piece_;
 };

@@ -18,14 +18,14 @@ using namespace std::chrono_literals;
 
 constexpr std::size_t connectionsPerHost = 6;
 constexpr int redirectLimit = 20;
-/// Of a URL, in bytes. libcurl takes no request head of more than a megabyte.
+/// In bytes. libcurl accepts no request head of more than a megabyte.
 constexpr std::size_t urlLimit = 1'000'000;
-/// How long a turn may decode.
+/// How long one pass of the event loop may decode.
 constexpr auto decodingTime = 20ms;
-constexpr auto closingPatience = 1500ms;
+constexpr auto closeTimeout = 1500ms;
 
-/// Held by the thread that is inside libcurl. A child made meanwhile would find locks of OpenSSL's taken for
-/// ever, at its exit at the latest.
+/// Held while inside libcurl. A process forked then would inherit locked mutexes of OpenSSL, and deadlock on
+/// them at exit at the latest.
 constinit Mutex driving(MutexLevel::driving);
 
 Transfer::Time now() { return std::chrono::steady_clock::now(); }
@@ -37,7 +37,7 @@ std::optional<Error> Exchanges::open() {
   const StandardDescriptorsTaken taken;
   multi_ = curl_multi_init();
   if (multi_ == nullptr) return outOfMemory();
-  // Without descriptors to spare, libcurl makes a handle that can't be woken up.
+  // Out of descriptors, libcurl creates a handle that can't be woken up.
   if (curl_multi_wakeup(multi_) != CURLM_OK) {
     curl_multi_cleanup(multi_);
     multi_ = nullptr;
@@ -50,8 +50,8 @@ std::optional<Error> Exchanges::open() {
 
 void Exchanges::close() CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
   isClosed_ = true;
-  if (!driving.lockWithin(closingPatience)) return;
-  // Nothing is left behind of what the exit has caught halfway.
+  if (!driving.lockWithin(closeTimeout)) return;
+  // Removes the temporary files of unfinished downloads.
   for (auto& [name, host] : hosts_) {
     for (const Exchange& exchange : host.running) {
       if (exchange.task != nullptr) exchange.task->clear();
@@ -60,7 +60,7 @@ void Exchanges::close() CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
 }
 
 bool Exchanges::perform() {
-  Mutex::giveWayToFork();
+  Mutex::yieldToFork();
   const Lock lock(driving);
   if (isClosed_) return false;
   takeCommands();
@@ -69,7 +69,7 @@ bool Exchanges::perform() {
   curl_multi_perform(multi_, &running);
   finishTransfers();
   hasMoreToDecode_ = decode();
-  if (isClosed_) return false;  // which may have come while a body was written to a slow disk
+  if (isClosed_) return false;  // closed while a body was written to a slow disk
   settle();
   startWaiting();
   return !hosts_.empty();
@@ -82,12 +82,12 @@ void Exchanges::wait(std::chrono::milliseconds longest) {
 }
 
 void Exchanges::takeCommands() {
-  while (const auto taken = intake_.take()) {
-    SessionTask& task = *taken->task;
-    if (taken->toResume && task.phase == SessionTask::Phase::suspended) {
+  while (const auto pending = intake_.next()) {
+    SessionTask& task = *pending->task;
+    if (pending->toResume && task.phase == SessionTask::Phase::suspended) {
       task.request ? enqueue(task, task.request->url.absoluteString()) : end(task, task.request.error());
     }
-    if (taken->toCancel) cancel(task);
+    if (pending->toCancel) cancel(task);
   }
 }
 
@@ -96,8 +96,8 @@ void Exchanges::cancel(SessionTask& task) {
   if (task.phase == SessionTask::Phase::waiting)
     task.host->waiting.erase(task.host->waiting.iterator_to(task));
   if (task.phase == SessionTask::Phase::exchanging) {
-    if (task.exchange->transfer.isLookingUp()) {
-      // It keeps its place meanwhile, or there would be look-ups without number.
+    if (task.exchange->transfer.isResolving()) {
+      // Keeps its slot until the name is resolved, or cancelled searches would pile up resolver threads.
       task.exchange->transfer.abandon();
       task.exchange->task = nullptr;
     } else {
@@ -107,7 +107,7 @@ void Exchanges::cancel(SessionTask& task) {
   end(task, urlError(url_error::cancelled));
 }
 
-/// Lets the task wait for its turn with the URL's host, or ends it when the URL can't be followed.
+/// Queues the task for the URL's host, or ends it when the URL can't be followed.
 void Exchanges::enqueue(SessionTask& task, const std::string& text) {
   try {
     const std::string scheme = schemeOf(text);
@@ -125,9 +125,9 @@ void Exchanges::enqueue(SessionTask& task, const std::string& text) {
     return end(task, outOfMemory());
   }
   task.phase = SessionTask::Phase::waiting;
-  task.waitsSince = now();
+  task.waitingSince = now();
   auto& waiting = task.host->waiting;
-  const bool goesFirst = task.redirects > 0 || task.needsFreshConnection;  // it has had a turn
+  const bool goesFirst = task.redirects > 0 || task.needsFreshConnection;  // it had a slot before
   waiting.insert(goesFirst ? waiting.begin() : waiting.end(), task);
 }
 
@@ -135,7 +135,7 @@ void Exchanges::startWaiting() {
   const bool isFull = threads_.isFull();
   for (auto entry = hosts_.begin(); entry != hosts_.end();) {
     Host& host = entry->second;
-    if (isFull) host.lastMove = now();  // it isn't the host that the tasks wait for
+    if (isFull) host.lastSlotFreed = now();  // the completions are the bottleneck, not the host
     while (!isFull && !host.waiting.empty() && host.running.size() < connectionsPerHost) {
       SessionTask& task = host.waiting.front();
       host.waiting.pop_front();
@@ -173,7 +173,7 @@ void Exchanges::finishTransfers() {
   }
 }
 
-/// Returns whether there is more to decode than there was time for.
+/// Returns whether there is more left to decode.
 bool Exchanges::decode() {
   const auto share = decodingTime / std::max(std::exchange(busy_, 0), 1);
   for (auto& [name, host] : hosts_) {
@@ -184,8 +184,8 @@ bool Exchanges::decode() {
   return busy_ > 0;
 }
 
-/// Goes on with what has come to its end, gives up what has made no progress for too long, and notes when
-/// there will be something to give up next.
+/// Handles finished transfers, times out stalled ones and stalled waiting tasks, and computes the next
+/// deadline.
 void Exchanges::settle() {
   const auto time = now();
   nextDeadline_ = time + 1min;
@@ -194,7 +194,7 @@ void Exchanges::settle() {
       const auto exchange = next++;
       Transfer& transfer = exchange->transfer;
       if (exchange->task == nullptr) {
-        if (!transfer.isLookingUp()) endExchange(exchange, host);
+        if (!transfer.isResolving()) endExchange(exchange, host);
         continue;
       }
       SessionTask& task = *exchange->task;
@@ -210,7 +210,7 @@ void Exchanges::settle() {
     }
     while (!host.waiting.empty()) {
       SessionTask& task = host.waiting.front();
-      const auto deadline = std::max(task.waitsSince, host.lastMove) + task.request->timeoutInterval;
+      const auto deadline = std::max(task.waitingSince, host.lastSlotFreed) + task.request->timeoutInterval;
       nextDeadline_ = std::min(nextDeadline_, deadline);
       if (deadline > time) break;
       host.waiting.pop_front();
@@ -234,11 +234,11 @@ void Exchanges::follow(SessionTask& task, Transfer::Outcome outcome) {
   }
 }
 
-/// Takes the exchange off libcurl, with its connection closed if the transfer was not over.
+/// Removes the exchange from libcurl, which closes the connection if the transfer was not complete.
 void Exchanges::endExchange(std::list<Exchange>::iterator exchange, Host& host) {
   curl_multi_remove_handle(multi_, exchange->transfer.easy());
   host.running.erase(exchange);
-  host.lastMove = now();
+  host.lastSlotFreed = now();
 }
 
 void Exchanges::end(SessionTask& task, std::optional<Error> error, std::optional<HTTPURLResponse> response) {

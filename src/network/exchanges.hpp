@@ -19,9 +19,9 @@
 
 namespace caprion {
 
-/// A task's turn with its host.
+/// A running exchange of a task with its host.
 struct Exchange {
-  /// Gone when the task was cancelled while its name was being looked up.
+  /// Null if the task was cancelled during name resolution.
   SessionTask* task;
   Transfer transfer;
 
@@ -29,7 +29,7 @@ struct Exchange {
       : task(&whose), transfer(whose, settings, sockets) {}
 };
 
-/// The tasks of one host: at most six at a time, and the others wait for their turn.
+/// The tasks of one host: at most six run, the others are queued.
 struct Host {
   using Queue =
       boost::intrusive::list<SessionTask,
@@ -37,21 +37,21 @@ struct Host {
                                                            &SessionTask::waitingHook>>;
   Queue waiting;
   std::list<Exchange> running;
-  /// When a place last became free.
-  Transfer::Time lastMove{};
+  /// When a slot last became free.
+  Transfer::Time lastSlotFreed{};
 };
 
-/// All that belongs to whichever of the session's threads drives: the hosts and their queues, libcurl's multi
-/// handle, the time-outs. Runs none of the host program's code.
+/// The state of the event loop, used by the driver thread alone: per-host queues, libcurl's multi handle,
+/// timeouts. Runs none of the host program's code.
 class Exchanges final : public SessionWork {
  public:
   Exchanges(TaskIntake& intake, SessionThreads& threads) : intake_(intake), threads_(threads) {}
 
-  /// Makes what is needed before anybody drives. Absent when that is there.
+  /// Creates the multi handle, if there is none yet. Returns an error on failure.
   std::optional<Error> open();
 
-  /// Keeps all threads out of libcurl for the rest of the process, for its exit. Waits until the one that is
-  /// in there has come out, which takes a moment; if it does not, goes on without it.
+  /// For process exit: keeps all threads out of libcurl from now on. Waits for the one inside to leave, up to
+  /// 1.5 s.
   void close();
 
   bool perform() override;
@@ -82,7 +82,7 @@ class Exchanges final : public SessionWork {
 
   std::map<std::string, Host> hosts_;
   bool hasMoreToDecode_ = false;
-  int busy_ = 0;  // exchanges with more to decode
+  int busy_ = 0;  // exchanges that had more to decode in the last pass
   Time nextDeadline_{};
 };
 

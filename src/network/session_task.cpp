@@ -12,16 +12,16 @@ void SessionTask::resume() noexcept { session_.submit(*this, TaskIntake::Command
 void SessionTask::cancel() noexcept { session_.submit(*this, TaskIntake::Command::cancel); }
 
 void SessionTask::run() noexcept {
-  // The call that started this task is at its end, as a rule long ago. That is polled for: a thread that is
-  // woken up for it would often be faster than the call's last instructions.
-  constexpr int turns = 100;
+  // The call that started this task has usually returned long ago, so polling is enough. A wake-up from the
+  // call could run the completion before the call's last instructions.
+  constexpr int spins = 100;
   for (int i = 0; holds_ > 0; ++i) {
-    i < turns ? std::this_thread::yield() : std::this_thread::sleep_for(std::chrono::microseconds(100));
+    i < spins ? std::this_thread::yield() : std::this_thread::sleep_for(std::chrono::microseconds(100));
   }
-  runAtOnce();
+  runNow();
 }
 
-void SessionTask::runAtOnce() noexcept {
+void SessionTask::runNow() noexcept {
   const auto kept = std::exchange(self, nullptr);
   complete();
 }
@@ -47,7 +47,7 @@ void DownloadTask::complete() {
   const auto completion = std::exchange(completion_, nullptr);
   std::optional<URL> location;
   try {
-    if (!error) error = append({});  // a body without a byte is a file all the same
+    if (!error) error = append({});  // an empty body makes an empty file
     if (!error) location = URL::fileURLWithPath(file_->path());
   } catch (const std::bad_alloc&) {
     error = outOfMemory();

@@ -21,34 +21,34 @@ class SessionTask;
 struct Exchange;
 struct Host;
 
-/// How tasks reach the thread that drives.
+/// The queue of commands from any thread to the driver thread.
 class TaskIntake {
  public:
   enum class Command { resume, cancel };
 
-  /// Takes a command in. Called on any thread.
+  /// Queues a command. Called on any thread.
   virtual void submit(SessionTask& task, Command command) noexcept = 0;
 
-  struct Taken {
+  struct Pending {
     std::shared_ptr<SessionTask> task;
     bool toResume, toCancel;
   };
-  /// The next task that something was asked of. Called by the thread that drives.
-  virtual std::optional<Taken> take() noexcept = 0;
+  /// The next task with pending commands. Called on the driver thread.
+  virtual std::optional<Pending> next() noexcept = 0;
 
  protected:
   ~TaskIntake() = default;
 };
 
-/// A task of the session, with its body. Its way through the session, on which it keeps itself alive:
+/// A task of the session, with its body. It keeps itself alive until its completion has run. Its states:
 ///
-///   suspended --resume()--> waiting --its turn--> exchanging --the answer's end--> ended --> completion
+///   suspended --resume()--> waiting --a free slot--> exchanging --end of answer--> ended --> completion
 ///       |                    ^   |                 |   |                             ^
 ///       |                    |   |                 |   |                             |
 ///       |                    +---|----redirected---+   |                             |
 ///       +--------cancel()--------+---------------------+----cancel(), a failure------+
 ///
-/// A task that is refused at the intake goes from suspended to ended at once.
+/// A task that the session refuses goes from suspended to ended at once.
 class SessionTask : public URLSessionTask,
                     public SessionCompletion,
                     public std::enable_shared_from_this<SessionTask> {
@@ -61,46 +61,46 @@ class SessionTask : public URLSessionTask,
   void holdCompletion() noexcept override { ++holds_; }
   void releaseCompletion() noexcept override { --holds_; }
 
-  // Where the body goes, on the thread that drives.
+  // Storage of the body. Called on the driver thread.
 
-  /// How many bytes a body may have.
+  /// The largest body, in bytes.
   virtual std::size_t sizeLimit() const = 0;
-  /// Adds to the body. Throws std::bad_alloc.
+  /// Appends to the body. Throws std::bad_alloc.
   virtual std::optional<Error> append(std::string_view bytes) = 0;
-  /// Throws away what there is of the body.
+  /// Discards the body.
   virtual void clear() noexcept = 0;
 
-  /// Runs the completion with the outcome, as soon as nobody holds it back, and lets go of the task.
+  /// Waits until no holdCompletion() is in effect, runs the completion, and releases the task.
   void run() noexcept override;
-  /// The same without waiting for those who hold it back.
-  void runAtOnce() noexcept;
+  /// The same without waiting for holdCompletion().
+  void runNow() noexcept;
 
   const Result<URLRequest> request;
 
-  /// What the intake knows of the task, under its mutex.
+  /// Guarded by the mutex of the TaskIntake.
   struct Intake {
     enum { fresh, accepted, refused } state = fresh;
-    bool toResume = false, toCancel = false;  // one of which lists it
+    bool toResume = false, toCancel = false;  // either one puts it in the list
     std::shared_ptr<SessionTask> next;        // in that list
   } intake;
 
   /// Keeps the task alive from the first command to the completion.
   std::shared_ptr<SessionTask> self;
 
-  /// The rest belongs to the thread that drives, until the task has ended, and then to the completion.
+  /// From here on: owned by the driver thread until the task has ended, then by the completion.
   enum class Phase { suspended, waiting, exchanging, ended } phase = Phase::suspended;
-  WebURL url{};  // of the request, and then of the redirects
+  WebURL url{};  // of the request, then of the latest redirect
   int redirects = 0;
   bool needsFreshConnection = false;
   Host* host = nullptr;                              // while it waits or exchanges
   boost::intrusive::list_member_hook<> waitingHook;  // in the host's queue
   std::list<Exchange>::iterator exchange{};          // while it exchanges
-  std::chrono::steady_clock::time_point waitsSince{};
+  std::chrono::steady_clock::time_point waitingSince{};
   std::optional<HTTPURLResponse> response;  // the outcome
   std::optional<Error> error;
 
  protected:
-  /// Runs the completion, and lets go of it and of all that it holds.
+  /// Runs the completion and destroys it.
   virtual void complete() = 0;
 
  private:

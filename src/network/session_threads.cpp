@@ -15,24 +15,23 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::size_t fewestThreads = 2;
-constexpr std::size_t usualThreads = 5;
-constexpr std::size_t mostThreadsToAdd = 4;
+constexpr std::size_t minThreads = 2;
+constexpr std::size_t softMaxThreads = 5;
+constexpr std::size_t maxThreadsToAdd = 4;
 constexpr std::chrono::seconds idleLimit{10};
 constexpr std::chrono::minutes longestWait{1};
-/// How long completions may wait without one getting on before threads are added.
-constexpr std::chrono::milliseconds patience{10};
+/// How long completions may wait with none finishing before threads are added.
+constexpr std::chrono::milliseconds stuckAfter{10};
 constexpr std::chrono::milliseconds stopLimit{200};
 
-/// In the memory that a thread has from its start: the system ends a process that hasn't got any more to give
-/// for a variable of a thread.
+/// In static TLS: if lazily allocated TLS runs out of memory, glibc aborts the process.
 [[gnu::tls_model("initial-exec")]] thread_local bool isRunningCompletion = false;
 
 }  // namespace
 
 bool SessionThreads::start() noexcept {
   const Lock lock(mutex_);
-  while (threads_.size() < fewestThreads) {
+  while (threads_.size() < minThreads) {
     if (!addThread()) return false;
   }
   return true;
@@ -49,11 +48,11 @@ void SessionThreads::drive() noexcept {
 void SessionThreads::complete(SessionCompletion& completion) noexcept {
   const Lock lock(mutex_);
   if (waiting_.empty()) {
-    looked_ = Clock::now();
-    doneWhenLooked_ = done_;
+    lastCheck_ = Clock::now();
+    doneAtLastCheck_ = done_;
   }
   waiting_.push_back(completion);
-  if (waiting_.size() > idle_ && threads_.size() < usualThreads) addThread();
+  if (waiting_.size() > idle_ && threads_.size() < softMaxThreads) addThread();
 }
 
 bool SessionThreads::isFull() const noexcept {
@@ -69,7 +68,7 @@ void SessionThreads::stop() noexcept {
   const std::size_t own = isRunningCompletion ? 1 : 0;  // exit() may be called by a completion
   const auto end = Clock::now() + stopLimit;
   while ((hasDriver() || running_ > own) && changed_.waitUntil(mutex_, end)) continue;
-  // A thread that has ended may still be about to clean up what OpenSSL keeps for it.
+  // A finished thread may still be running OpenSSL's thread-local cleanup.
   for (std::thread& thread : ended_) {
     while (::pthread_tryjoin_np(thread.native_handle(), nullptr) == EBUSY && Clock::now() < end) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -85,18 +84,18 @@ bool SessionThreads::addThread() noexcept {
       return true;
     }
     threads_.erase(self);
-  } catch (const std::bad_alloc&) {  // one thread fewer, as when the system has none to give
+  } catch (const std::bad_alloc&) {  // do with one thread fewer
   }
   return false;
 }
 
-/// Whether there is something to do for a thread that does nothing.
+/// Whether an idle thread has something to do.
 bool SessionThreads::isNeeded() const {
   return isStopping_ || !waiting_.empty() || (hasWork_ && !hasDriver());
 }
 
 void SessionThreads::run(Threads::iterator self) noexcept {
-  Threads before;
+  Threads finished;
   {
     const Lock lock(mutex_);
     while (true) {
@@ -111,17 +110,17 @@ void SessionThreads::run(Threads::iterator self) noexcept {
         const auto end = Clock::now() + idleLimit;
         while (!isNeeded() && changed_.waitUntil(mutex_, end)) continue;
         --idle_;
-        if (!isNeeded() && threads_.size() > fewestThreads && (hasDriver() || idle_ > 0)) break;
+        if (!isNeeded() && threads_.size() > minThreads && (hasDriver() || idle_ > 0)) break;
       }
     }
-    before.swap(ended_);
+    finished.swap(ended_);
     ended_.splice(ended_.end(), threads_, self);
   }
-  // Without the mutex, as a host's thread-local objects may use the library when their thread ends.
-  for (std::thread& thread : before) thread.join();
+  // Without the mutex: destructors of a host's thread-local objects may call the library.
+  for (std::thread& thread : finished) thread.join();
 }
 
-/// Drives until there is a completion to run and somebody else to drive, or until there is nothing to do.
+/// Drives until there is a completion to run and another thread free to drive, or nothing left to do.
 void SessionThreads::driveHere() {
   driver_ = std::this_thread::get_id();
   while (!isStopping_) {
@@ -132,7 +131,7 @@ void SessionThreads::driveHere() {
     hasWork_ = hasWork_ || hasMore;
     growIfStuck();
     if (waiting_.empty() ? !hasWork_ : idle_ > 0) break;
-    const auto longest = waiting_.empty() ? std::chrono::milliseconds(longestWait) : patience;
+    const auto longest = waiting_.empty() ? std::chrono::milliseconds(longestWait) : stuckAfter;
     mutex_.unlock();
     work_.wait(longest);
     mutex_.lock();
@@ -141,29 +140,29 @@ void SessionThreads::driveHere() {
   if (isStopping_) changed_.notifyAll();
 }
 
-/// Adds threads when no completion has got on for a while.
+/// Adds threads when no completion has finished for a while.
 void SessionThreads::growIfStuck() {
   const auto time = Clock::now();
-  if (waiting_.empty() || time - looked_ < patience) return;
-  if (done_ != doneWhenLooked_ || idle_ > 0) {
+  if (waiting_.empty() || time - lastCheck_ < stuckAfter) return;
+  if (done_ != doneAtLastCheck_ || idle_ > 0) {
     threadsToAdd_ = 1;
   } else {
     for (std::size_t i = 0; i < threadsToAdd_; ++i) addThread();
-    threadsToAdd_ = std::min(threadsToAdd_ * 2, mostThreadsToAdd);
+    threadsToAdd_ = std::min(threadsToAdd_ * 2, maxThreadsToAdd);
   }
-  doneWhenLooked_ = done_;
-  looked_ = time;
+  doneAtLastCheck_ = done_;
+  lastCheck_ = time;
 }
 
 void SessionThreads::runCompletion() {
   SessionCompletion& completion = waiting_.front();
   waiting_.pop_front();
   ++running_;
-  const bool isRelieved = waiting_.size() == backlogLimit_;
+  const bool isNoLongerFull = waiting_.size() == backlogLimit_;
   const bool isAnotherNeeded = !hasDriver() && (hasWork_ || !waiting_.empty());
   mutex_.unlock();
   if (isAnotherNeeded) changed_.notifyOne();
-  if (isRelieved) work_.wake();
+  if (isNoLongerFull) work_.wake();
   isRunningCompletion = true;
   completion.run();
   isRunningCompletion = false;

@@ -11,7 +11,8 @@
 
 namespace caprion {
 
-/// What a session's thread runs when an exchange has ended. Waits for its turn without any memory of its own.
+/// What a thread runs when an exchange has ended. An intrusive list node, so that queueing it needs no
+/// memory.
 class SessionCompletion : public boost::intrusive::slist_base_hook<> {
  public:
   virtual void run() noexcept = 0;
@@ -20,48 +21,48 @@ class SessionCompletion : public boost::intrusive::slist_base_hook<> {
   ~SessionCompletion() = default;
 };
 
-/// What a session does with its exchanges, on one thread at a time, which is then its driver.
+/// The event loop of a session, run by one thread at a time, the driver.
 class SessionWork {
  public:
-  /// Does what there is to be done, and hands the completions of what has ended to SessionThreads::complete.
-  /// Returns whether there are exchanges left to wait for. Runs none of the host's code.
+  /// One pass: does what is due, and hands the completions of ended tasks to SessionThreads::complete.
+  /// Returns whether exchanges are left. Runs none of the host's code.
   virtual bool perform() = 0;
 
-  /// Waits until there is something to be done for an exchange, but no longer than this.
+  /// Waits until an exchange has something to do, or for `longest`.
   virtual void wait(std::chrono::milliseconds longest) = 0;
 
-  /// Ends the wait that is under way, or else the next one. Called on any thread.
+  /// Ends the current wait, or else the next one. Called on any thread.
   virtual void wake() = 0;
 
  protected:
   ~SessionWork() = default;
 };
 
-/// A session's threads, as leader and followers: one at a time drives the exchanges. When one has ended, the
-/// driver leaves the driving to another thread and runs the completion itself, so that no answer is held up
-/// by a change of threads. While there are no exchanges, nobody drives.
+/// A session's threads, in the leader/follower pattern: one at a time, the driver, runs the event loop. When
+/// an exchange ends, the driver passes that role to another thread and runs the completion itself, which
+/// saves a context switch. While there are no exchanges, no thread drives.
 ///
-/// Completions are the host's code and may block on one another. One thread never runs them, so that there is
-/// always one to drive. When none of the completions gets on while others wait, threads are added, as many as
-/// it takes; usually there are a few. Threads that have nothing to do for a while end.
+/// Completions are the host's code and may block on one another. One thread is always kept free for driving.
+/// Threads are added while completions wait and none finishes; threads that stay idle end.
 class SessionThreads {
  public:
   SessionThreads(SessionWork& work, std::size_t backlogLimit) : work_(work), backlogLimit_(backlogLimit) {}
 
-  /// Makes sure that there are the threads it takes; false when the system hasn't got them to give.
+  /// Starts the minimum number of threads; false if the system refuses.
   bool start() noexcept;
 
-  /// Has the work performed soon.
+  /// Requests a pass of the event loop.
   void drive() noexcept;
 
-  /// Runs a completion soon, which has to be there until it has run. Called by the driver.
+  /// Queues a completion, which must stay alive until it has run. Called by the driver.
   void complete(SessionCompletion& completion) noexcept;
 
-  /// Whether more completions wait than the limit allows. When they don't any more, the work is performed.
+  /// Whether more than `backlogLimit` completions wait. When that is no longer so, the event loop is woken
+  /// up.
   bool isFull() const noexcept;
 
-  /// Ends the driving, starts no further completion, and gives the driver and the completions that run a
-  /// moment to end. The threads that are left do nothing more until the process ends.
+  /// Stops the event loop, starts no further completions, and waits briefly for the driver and the running
+  /// completions. The remaining threads then sleep until the process ends.
   void stop() noexcept;
 
  private:
@@ -82,17 +83,17 @@ class SessionThreads {
   mutable Mutex mutex_{MutexLevel::threads};
   Condition changed_;
   Threads threads_ CAPRION_GUARDED_BY(mutex_);
-  Threads ended_ CAPRION_GUARDED_BY(mutex_);  // to be joined by the next to end, or the stop
+  Threads ended_ CAPRION_GUARDED_BY(mutex_);  // to be joined by the next thread that ends, or by stop()
   std::size_t idle_ CAPRION_GUARDED_BY(mutex_) = 0;
   std::thread::id driver_ CAPRION_GUARDED_BY(mutex_);
   bool hasWork_ CAPRION_GUARDED_BY(mutex_) = false;
   Completions waiting_ CAPRION_GUARDED_BY(mutex_);
   std::size_t running_ CAPRION_GUARDED_BY(mutex_) = 0;
-  std::size_t done_ CAPRION_GUARDED_BY(mutex_) = 0;  // completions that have run so far
-  // At the last look at how the completions get on:
-  Time looked_ CAPRION_GUARDED_BY(mutex_);
-  std::size_t doneWhenLooked_ CAPRION_GUARDED_BY(mutex_) = 0;
-  std::size_t threadsToAdd_ CAPRION_GUARDED_BY(mutex_) = 1;  // when the next look finds them stuck
+  std::size_t done_ CAPRION_GUARDED_BY(mutex_) = 0;  // completions run so far
+  // At the last check for stuck completions:
+  Time lastCheck_ CAPRION_GUARDED_BY(mutex_);
+  std::size_t doneAtLastCheck_ CAPRION_GUARDED_BY(mutex_) = 0;
+  std::size_t threadsToAdd_ CAPRION_GUARDED_BY(mutex_) = 1;  // at the next check that finds them stuck
   bool isStopping_ CAPRION_GUARDED_BY(mutex_) = false;
 };
 

@@ -8,7 +8,7 @@
 #include <new>
 #include <utility>
 
-/// OpenSSL's, where libcurl has brought that into the process.
+/// From OpenSSL, if libcurl is linked with it.
 extern "C" int SSL_pending(const void* connection) __attribute__((weak));
 
 namespace caprion {
@@ -17,25 +17,25 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// How much may wait to be decoded before libcurl is to bring no more.
+/// How much undecoded data is buffered before libcurl is paused.
 constexpr std::size_t pendingLimit = std::size_t{128} << 10;
-/// How much of a redirect's body is read, and how long, so that the connection can be kept.
+/// How much of a redirect's body is read, and for how long, to keep the connection reusable.
 constexpr std::size_t redirectSizeLimit = std::size_t{16} << 10;
 constexpr auto redirectPatience = 500ms;
-/// How long an unused connection is kept, and when it is probed meanwhile.
+/// How long an idle connection is kept, and after how long it is probed.
 constexpr long unusedLimit = 60;     // s
 constexpr long idleUntilProbe = 20;  // s
-/// How many pieces libcurl may read in one turn without handing anything over. Of what a proxy says before
-/// its tunnel is there, it reads single bytes, and doesn't come back before there are no more.
-constexpr long unheardLimit = 20'000;
+/// How many reads libcurl may do in a row without delivering anything. It reads a proxy's answer to CONNECT
+/// byte by byte, and doesn't return while there is more.
+constexpr long silentReadLimit = 20'000;
 
 template <typename Value>
 void set(CURL* easy, CURLoption option, Value value) {
-  // The options used here are all known to this libcurl, so what is left to fail is a copy of a text.
+  // All options used here exist in this libcurl, so only copying a string can fail.
   if (curl_easy_setopt(easy, option, value) == CURLE_OUT_OF_MEMORY) throw std::bad_alloc();
 }
 
-/// How much has come in on a transfer's connection that OpenSSL has decrypted and nobody has read.
+/// How many decrypted bytes OpenSSL holds for the transfer's connection.
 int decryptedBytes(CURL* easy) {
   const curl_tlssessioninfo* tls = nullptr;
   curl_easy_getinfo(easy, CURLINFO_TLS_SSL_PTR, &tls);
@@ -44,8 +44,8 @@ int decryptedBytes(CURL* easy) {
   return isOpenSSL && SSL_pending != nullptr ? SSL_pending(tls->internals) : 0;
 }
 
-/// Whether memory is to be had. libcurl tells the end of the memory and a line of a head that is too long for
-/// it by the same code.
+/// Whether memory is available. libcurl uses the same error code for running out of memory and for a header
+/// line that is too long.
 bool hasMemory() {
   void* const some = std::malloc(pendingLimit);
   std::free(some);
@@ -66,8 +66,8 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
   };
   for (const auto& [field, value] : task.request->headerFields)
     addField(std::string(field).append(": ").append(value));
-  // libcurl isn't told of encodings, as it would undo them: several on top of one another, and without coming
-  // back before it has output.
+  // CURLOPT_ACCEPT_ENCODING isn't used, as libcurl would then decode itself: several layers of encoding, and
+  // without returning until there is output.
   addField("Accept-Encoding: gzip, deflate");
 
   const std::string& url = task.url.text;
@@ -78,12 +78,11 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
   set(easy, CURLOPT_HTTPHEADER, headers_.get());
   set(easy, CURLOPT_HTTP_CONTENT_DECODING, 0L);
 
-  // Texts are set even when empty: libcurl would look into the environment itself, which a host may be
-  // changing.
+  // Set even when empty, or libcurl would read the environment itself, which the host may be changing.
   set(easy, CURLOPT_PROXY, (task.url.isSecure ? settings.httpsProxy : settings.httpProxy).c_str());
   set(easy, CURLOPT_NOPROXY, settings.noProxy.c_str());
   if (!settings.certificateFile.empty() || !settings.certificateFolder.empty()) {
-    // Where one is given, the system's own of the other kind is not trusted either.
+    // If one is given, the system's default for the other is not used either.
     const auto orNone = [](const std::string& path) { return path.empty() ? nullptr : path.c_str(); };
     for (const CURLoption option : {CURLOPT_CAINFO, CURLOPT_PROXY_CAINFO})
       set(easy, option, orNone(settings.certificateFile));
@@ -99,7 +98,7 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
   set(easy, CURLOPT_TCP_KEEPINTVL, idleUntilProbe / 4);
 
   set(easy, CURLOPT_NOSIGNAL, 1L);
-  set(easy, CURLOPT_QUICK_EXIT, 1L);  // don't wait for a name look-up that nobody needs any more
+  set(easy, CURLOPT_QUICK_EXIT, 1L);  // don't wait for the resolver thread
   sockets.serve(easy);
   set(easy, CURLOPT_PREREQFUNCTION, checkConnection);
   set(easy, CURLOPT_PREREQDATA, this);
@@ -110,7 +109,7 @@ Transfer::Transfer(SessionTask& task, const TransportSettings& settings, Connect
   set(easy, CURLOPT_WRITEFUNCTION, receive);
   set(easy, CURLOPT_WRITEDATA, this);
   set(easy, CURLOPT_HEADERFUNCTION, receiveLine);
-  set(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);  // of a proxy's tunnel, which are no answer
+  set(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);  // those of a proxy's answer to CONNECT
   set(easy, CURLOPT_HEADERDATA, this);
   // libcurl 7.88 gets stuck over TLS on a request that doesn't fit into its buffer twice.
   if (url.size() > 32'768) set(easy, CURLOPT_UPLOAD_BUFFERSIZE, 2L << 20);
@@ -122,7 +121,7 @@ bool Transfer::isConnected() const noexcept {
   return connected > 0;
 }
 
-bool Transfer::isLookingUp() const noexcept {
+bool Transfer::isResolving() const noexcept {
   curl_off_t found = 0;
   curl_easy_getinfo(easy(), CURLINFO_NAMELOOKUP_TIME_T, &found);
   return found == 0 && !result_;
@@ -134,29 +133,28 @@ std::optional<Transfer::Time> Transfer::deadline() noexcept {
   return lastProgress_ + (redirect_ ? redirectPatience : task_.request->timeoutInterval);
 }
 
-/// Called when there is a connection, right before the request is sent on it.
+/// Called right before the request is sent on a connection.
 int Transfer::checkConnection(void* self, char*, char*, int, int localPort) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   long newConnections = 0;
   curl_easy_getinfo(transfer.easy(), CURLINFO_NUM_CONNECTS, &newConnections);
-  // What there is to read on a kept connection came behind an earlier answer, and would be taken for this
-  // one.
+  // Unread data on a reused connection follows an earlier answer, and would be taken for this one.
   const bool isQuiet = transfer.sockets_.isReady(localPort) && decryptedBytes(transfer.easy()) == 0;
   transfer.isStale_ = !isQuiet && newConnections == 0;
   return transfer.isStale_ ? CURL_PREREQFUNC_ABORT : CURL_PREREQFUNC_OK;
 }
 
-/// Called for each piece that libcurl reads, and once a turn in any event.
+/// Called after each read of libcurl, and at least once per pass.
 int Transfer::watchProxy(void* self, curl_off_t, curl_off_t, curl_off_t, curl_off_t) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
-  if (++transfer.unheard_ < unheardLimit) return 0;
+  if (++transfer.silentReads_ < silentReadLimit) return 0;
   transfer.failure_ = urlError(url_error::cannotConnectToHost, "The proxy's answer has no end");
   return 1;
 }
 
 std::size_t Transfer::receiveLine(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
-  transfer.unheard_ = 0;
+  transfer.silentReads_ = 0;
   if (transfer.failure_) return 0;
   try {
     transfer.failure_ = transfer.readLine({bytes, one * count});
@@ -166,7 +164,7 @@ std::size_t Transfer::receiveLine(char* bytes, std::size_t one, std::size_t coun
   return transfer.failure_ ? 0 : one * count;
 }
 
-/// Takes a line of a head or of the trailers.
+/// Processes a line of a head or of the trailers.
 std::optional<Error> Transfer::readLine(std::string_view line) {
   const bool wasOver = head_.isOver();
   if (auto error = head_.add(line)) return error;
@@ -189,7 +187,7 @@ std::optional<Error> Transfer::readLine(std::string_view line) {
 std::size_t Transfer::receive(char* bytes, std::size_t one, std::size_t count, void* self) noexcept {
   auto& transfer = *static_cast<Transfer*>(self);
   const std::size_t size = one * count;
-  transfer.unheard_ = 0;
+  transfer.silentReads_ = 0;
   if (transfer.failure_) return CURL_WRITEFUNC_ERROR;
   if (transfer.pending_.size() >= pendingLimit) {
     transfer.isPaused_ = true;
@@ -216,7 +214,7 @@ bool Transfer::hasMoreToDecode() const {
 }
 
 bool Transfer::decode(std::chrono::nanoseconds longest) noexcept {
-  unheard_ = 0;  // a turn is over
+  silentReads_ = 0;  // a new pass begins
   if (!hasMoreToDecode()) return false;
   const Time begin = std::chrono::steady_clock::now();
   Time now = begin;
@@ -247,7 +245,7 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
   Outcome outcome;
   outcome.statusCode = head_.statusCode();
   if (redirect_) {
-    // Decided by the head; what becomes of the rest doesn't matter.
+    // The head decides; the body doesn't matter.
     if (!result_ && std::chrono::steady_clock::now() < *deadline()) return std::nullopt;
     outcome.redirect = std::exchange(redirect_, std::nullopt);
   } else if (failure_) {
@@ -258,7 +256,7 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
     outcome.needsFreshConnection = true;
   } else if (*result_ != CURLE_OK) {
     outcome.error = failure(*result_);
-  } else if (!decoding_) {  // a head that has no end is an answer without a body to libcurl
+  } else if (!decoding_) {  // to libcurl, an unfinished head is an answer without a body
     outcome.error = urlError(url_error::networkConnectionLost);
   } else if (!decoding_->mayEnd()) {
     outcome.error = urlError(url_error::networkConnectionLost, "The encoded answer ends too early");
@@ -269,9 +267,9 @@ std::optional<Transfer::Outcome> Transfer::outcome() noexcept {
 Error Transfer::failure(CURLcode result) const {
   if (result == CURLE_OUT_OF_MEMORY && isConnected() && !head_.isOver() && hasMemory())
     return urlError(url_error::dataLengthExceedsMaximum, "A line in the head of the answer is too long");
-  // Of a proxy that it can't understand, libcurl repeats the name and password.
-  const bool isTelling = std::string_view(message_.data()).find('@') != std::string_view::npos;
-  return transportError(result, easy(), isTelling ? "" : message_.data());
+  // libcurl's message about a malformed proxy URL contains the user name and password.
+  const bool mayHoldPassword = std::string_view(message_.data()).find('@') != std::string_view::npos;
+  return transportError(result, easy(), mayHoldPassword ? "" : message_.data());
 }
 
 }  // namespace caprion

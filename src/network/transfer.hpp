@@ -20,15 +20,15 @@
 
 namespace caprion {
 
-/// One HTTP exchange with one URL on a libcurl easy handle: set up here, driven by the session's multi
-/// handle. libcurl only brings bytes. What they mean, the encoding and the redirects included, is worked out
-/// here, in steps that are short whatever a server sends.
+/// One HTTP exchange with one URL on a libcurl easy handle, driven by the session's multi handle. libcurl
+/// only transports bytes; decoding and redirects are handled here, in steps that are short whatever a server
+/// sends.
 class Transfer {
  public:
   using Time = std::chrono::steady_clock::time_point;
 
-  /// What came of a transfer: another try on a fresh connection, a redirect to follow, an error, or neither,
-  /// which is a response.
+  /// The result of a transfer: a retry on a new connection, a redirect to follow, an error, or else a
+  /// response.
   struct Outcome {
     bool needsFreshConnection = false;
     std::optional<std::string> redirect;  // where to, as WebURL::resolved() gives it
@@ -43,25 +43,24 @@ class Transfer {
 
   CURL* easy() const { return easy_.get(); }
 
-  /// Notes that libcurl has ended the transfer.
+  /// Records libcurl's result.
   void finish(CURLcode result) { result_ = result; }
 
-  /// To be called after each turn of libcurl's. Decodes what has come in and hands it to the task, for as
-  /// long as there is time, and lets libcurl bring more. Returns whether there is more to decode.
+  /// To be called after each curl_multi_perform. Decodes received data into the task, for at most `longest`,
+  /// and unpauses libcurl. Returns whether there is more to decode.
   bool decode(std::chrono::nanoseconds longest) noexcept;
 
-  /// What came of the transfer; absent until it is over and everything is decoded, or the rest doesn't
-  /// matter.
+  /// Absent until the transfer is complete and decoded, or the rest of it doesn't matter.
   std::optional<Outcome> outcome() noexcept;
 
-  /// When the transfer is to be given up, or followed if it is a redirect; absent before there is a
-  /// connection, for which libcurl has a time-out of its own.
+  /// When the transfer times out or, for a redirect, is followed. Absent before there is a connection:
+  /// libcurl times out connecting itself.
   std::optional<Time> deadline() noexcept;
 
-  /// Whether ending the transfer now would leave a thread behind that looks a name up.
-  bool isLookingUp() const noexcept;
+  /// Whether ending the transfer now would leave a resolver thread behind.
+  bool isResolving() const noexcept;
 
-  /// Takes nothing more of the answer, and leaves the task alone from now on.
+  /// Ignores the rest of the answer, and no longer uses the task.
   void abandon() noexcept;
 
  private:
@@ -89,21 +88,21 @@ class Transfer {
   std::unique_ptr<CURL, FreeEasy> easy_;
 
   bool wasConnected_ = false;
-  bool isStale_ = false;  // the connection that was to be used
-  long unheard_ = 0;      // pieces read since libcurl has handed something over
+  bool isStale_ = false;                                  // the reused connection had unread data
+  long silentReads_ = 0;                                  // reads since libcurl last delivered something
   Time lastProgress_ = std::chrono::steady_clock::now();  // of the connection, the head or the body
 
   AnswerHead head_;
-  std::optional<std::string> redirect_;  // decided on, and not yet followed
+  std::optional<std::string> redirect_;  // not yet followed
 
   std::size_t received_ = 0;  // bytes of the body, encoded
   std::size_t decoded_ = 0;
   std::string pending_;  // received and not yet decoded
   bool isPaused_ = false;
-  std::optional<ContentDecoding> decoding_;  // from the end of the head on, but for a redirect
+  std::optional<ContentDecoding> decoding_;  // set at the end of the head, except for a redirect
 
   std::optional<CURLcode> result_;
-  std::optional<Error> failure_;  // why this ended the transfer itself
+  std::optional<Error> failure_;  // why this object ended the transfer
 };
 
 }  // namespace caprion

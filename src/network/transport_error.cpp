@@ -51,8 +51,7 @@ const char* description(int code) {
   }
 }
 
-/// What the check of the certificate found. libcurl passes OpenSSL's result on, one of the X509_V_ERR_*
-/// numbers of its x509_vfy.h.
+/// The code for a failed certificate check. libcurl passes on OpenSSL's result, an X509_V_ERR_* number.
 int certificateCode(CURL* easy) {
   constexpr long unableToGetIssuer = 2;
   constexpr long notYetValid = 9;
@@ -74,7 +73,7 @@ int certificateCode(CURL* easy) {
     case unableToGetIssuerLocally:
     case unableToVerifyLeaf:
       return url_error::serverCertificateHasUnknownRoot;
-    default:  // such as a name that isn't the server's, which OpenSSL doesn't count as a fault
+    default:  // such as a wrong host name, for which libcurl reports X509_V_OK
       return url_error::serverCertificateUntrusted;
   }
 }
@@ -93,7 +92,7 @@ int urlErrorCode(CURLcode result, CURL* easy) {
       return url_error::cannotConnectToHost;
     case CURLE_SEND_ERROR:
     case CURLE_RECV_ERROR: {
-      // A proxy that refuses the tunnel ends here as well.
+      // Also the result when a proxy refuses CONNECT.
       long connectStatus = 0;
       curl_easy_getinfo(easy, CURLINFO_HTTP_CONNECTCODE, &connectStatus);
       return connectStatus >= 300 ? url_error::cannotConnectToHost : url_error::networkConnectionLost;
@@ -103,7 +102,7 @@ int urlErrorCode(CURLcode result, CURL* easy) {
       return url_error::networkConnectionLost;
     case CURLE_BAD_CONTENT_ENCODING:
       return url_error::cannotDecodeContentData;
-    case CURLE_UNSUPPORTED_PROTOCOL:  // libcurl's word for an answer without an HTTP head: schemes were
+    case CURLE_UNSUPPORTED_PROTOCOL:  // libcurl's code for an answer without an HTTP head: schemes were
                                       // checked
     case CURLE_WEIRD_SERVER_REPLY:
       return url_error::cannotParseResponse;

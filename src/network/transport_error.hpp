@@ -8,7 +8,7 @@
 
 namespace caprion {
 
-/// The well-known codes of NSURLErrorDomain that the session gives.
+/// The codes of NSURLErrorDomain in use.
 namespace url_error {
 inline constexpr int unknown = -1;
 inline constexpr int cancelled = -999;
@@ -30,11 +30,11 @@ inline constexpr int serverCertificateHasUnknownRoot = -1203;
 inline constexpr int serverCertificateNotYetValid = -1204;
 }  // namespace url_error
 
-/// The error of this code, with its description; `message` is the transport's own account, if it has one.
-/// That the memory has run out, when there is none for the error.
+/// The error with this code, its description, and the transport's own message, if any; outOfMemory() if there
+/// isn't the memory for it.
 Error urlError(int code, std::string_view message = {}) noexcept;
 
-/// The error of a transfer that libcurl ended with `result`. `message` is the content of its error buffer.
+/// The error for a transfer that libcurl ended with `result`. `message` is its error buffer.
 Error transportError(CURLcode result, CURL* easy, const char* message) noexcept;
 
 }  // namespace caprion

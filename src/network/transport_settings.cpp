@@ -7,7 +7,7 @@ namespace caprion {
 
 namespace {
 
-/// The first of the variables that is set and not empty. Nothing is read in a set-uid program.
+/// The first variable that is set and not empty. Always empty in a set-uid program.
 std::string environment(std::initializer_list<const char*> names) {
   for (const char* name : names) {
     const char* value = ::secure_getenv(name);
@@ -20,7 +20,7 @@ std::string environment(std::initializer_list<const char*> names) {
 
 TransportSettings TransportSettings::fromEnvironment() {
   TransportSettings settings;
-  // HTTP_PROXY is left out: to a CGI program that is what a client's "Proxy" header field becomes.
+  // Not HTTP_PROXY: in a CGI program it holds the client's "Proxy" header field.
   settings.httpProxy = environment({"http_proxy", "all_proxy", "ALL_PROXY"});
   settings.httpsProxy = environment({"https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"});
   settings.noProxy = environment({"no_proxy", "NO_PROXY"});

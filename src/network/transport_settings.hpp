@@ -4,8 +4,8 @@
 
 namespace caprion {
 
-/// Where this process finds its proxies and its certificate authorities, as the environment tells. An empty
-/// text means none, or the system's own authorities.
+/// Proxies and certificate authorities from the environment. Empty means no proxy, or the system's
+/// authorities.
 struct TransportSettings {
   std::string httpProxy;
   std::string httpsProxy;

@@ -12,7 +12,7 @@ namespace caprion {
 /// An HTTP GET request.
 struct URLRequest {
   URL url;
-  /// How long the exchange may make no progress: to connect, and then without a byte.
+  /// For connecting, and then without progress.
   std::chrono::milliseconds timeoutInterval;
   /// Names and values, without line breaks.
   std::vector<std::pair<std::string, std::string>> headerFields = {};

@@ -21,23 +21,22 @@ namespace caprion {
 
 namespace {
 
-/// How many answers may wait for their completions before the exchanges that wait for their turn are held
-/// back: what bounds the memory when answers come in faster than the host takes them.
+/// How many finished tasks may wait for a thread before no new exchanges are started: bounds the memory when
+/// answers arrive faster than the host's completions process them.
 constexpr std::size_t backlogLimit = 16;
 
 constinit Mutex latestTasks(MutexLevel::leaf);
 
-/// libcurl writes the secrets of its connections to the file that SSLKEYLOGFILE names, in a set-uid program
-/// too.
-bool wouldGiveSecretsAway() { return ::getauxval(AT_SECURE) != 0 && std::getenv("SSLKEYLOGFILE") != nullptr; }
+/// libcurl writes TLS session keys to the file that SSLKEYLOGFILE names, even in a set-uid program.
+bool wouldLogTLSKeys() { return ::getauxval(AT_SECURE) != 0 && std::getenv("SSLKEYLOGFILE") != nullptr; }
 
 }  // namespace
 
-/// The way in to the threads that drive, and out of it when the process exits.
+/// Accepts tasks, starts the threads on demand, and stops them at exit.
 class URLSession::Impl final : public TaskIntake {
  public:
   void submit(SessionTask& task, Command command) noexcept override;
-  std::optional<Taken> take() noexcept override;
+  std::optional<Pending> next() noexcept override;
 
  private:
   std::optional<Error> start() CAPRION_REQUIRES(mutex_);
@@ -45,9 +44,10 @@ class URLSession::Impl final : public TaskIntake {
   bool isInChild() const CAPRION_REQUIRES(mutex_) { return process_ != 0 && process_ != ::getpid(); }
 
   Mutex mutex_{MutexLevel::intake};
-  std::shared_ptr<SessionTask> first_ CAPRION_GUARDED_BY(mutex_);  // of those that something is asked of
+  std::shared_ptr<SessionTask> first_
+      CAPRION_GUARDED_BY(mutex_);  // head of the list of tasks with pending commands
   SessionTask* last_ CAPRION_GUARDED_BY(mutex_) = nullptr;
-  pid_t process_ CAPRION_GUARDED_BY(mutex_) = 0;  // that the session was first used in
+  pid_t process_ CAPRION_GUARDED_BY(mutex_) = 0;  // in which the session was first used
   bool isRunning_ CAPRION_GUARDED_BY(mutex_) = false;
   bool stopsAtExit_ CAPRION_GUARDED_BY(mutex_) = false;
   bool isStopping_ CAPRION_GUARDED_BY(mutex_) = false;
@@ -111,28 +111,27 @@ void URLSession::Impl::submit(SessionTask& task, Command command) noexcept {
   }
   if (!refused) return threads_.drive();
   task.error = command == Command::cancel ? urlError(url_error::cancelled) : *refused;
-  runInBackground([&task](bool isInBackground) { isInBackground ? task.run() : task.runAtOnce(); });
+  runInBackground([&task](bool isInBackground) { isInBackground ? task.run() : task.runNow(); });
 }
 
-std::optional<TaskIntake::Taken> URLSession::Impl::take() noexcept {
+std::optional<TaskIntake::Pending> URLSession::Impl::next() noexcept {
   const Lock lock(mutex_);
   if (!first_) return std::nullopt;
   const auto task = std::move(first_);
   first_ = std::move(task->intake.next);
-  return Taken{task, std::exchange(task->intake.toResume, false),
-               std::exchange(task->intake.toCancel, false)};
+  return Pending{task, std::exchange(task->intake.toResume, false),
+                 std::exchange(task->intake.toCancel, false)};
 }
 
-/// Starts the threads, once; or tells why no task can be taken in. What can't be had now may be had the next
-/// time.
+/// Starts the threads once; returns why if it can't. The next task tries again.
 std::optional<Error> URLSession::Impl::start() {
   if (isStopping_) return posixError(ECANCELED);
   if (isInChild()) return posixError(ECHILD);  // a child of fork() has none of the threads
   if (isRunning_) return std::nullopt;
   process_ = ::getpid();
-  if (wouldGiveSecretsAway()) return posixError(EPERM);
-  // libcurl first, then the stop at exit: exit() runs in reverse, and OpenSSL may not be cleaned up under a
-  // thread.
+  if (wouldLogTLSKeys()) return posixError(EPERM);
+  // libcurl first, then the exit handler: exit() runs in reverse order, and the threads must stop before
+  // OpenSSL is cleaned up.
   if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) return outOfMemory();
   if (auto error = exchanges_.open()) return error;
   if (!stopsAtExit_ && std::atexit([] { shared().impl_->stop(); }) != 0) return outOfMemory();
@@ -142,8 +141,7 @@ std::optional<Error> URLSession::Impl::start() {
   return std::nullopt;
 }
 
-/// Ends within two seconds, whatever the threads are doing. Only when the one inside libcurl does not come
-/// out of it in that time, the process exits around it.
+/// Returns within two seconds, whatever the threads are doing, even if one is still inside libcurl.
 void URLSession::Impl::stop() noexcept {
   {
     const Lock lock(mutex_);

@@ -13,7 +13,7 @@
 
 namespace caprion {
 
-/// What an HTTP exchange answered with, beside the body.
+/// The response of an HTTP exchange, without the body.
 struct HTTPURLResponse {
   int statusCode;
 };
@@ -23,57 +23,56 @@ class URLSessionTask {
  public:
   virtual ~URLSessionTask() = default;
 
-  /// Starts the exchange and returns at once; does nothing the second time.
+  /// Starts the exchange and returns at once. Further calls do nothing.
   virtual void resume() noexcept = 0;
 
-  /// Ends the exchange, if it has not ended yet, with the error -999 of NSURLErrorDomain. Returns at once.
+  /// Ends the exchange with error -999 of NSURLErrorDomain, unless it has ended already. Returns at once.
   virtual void cancel() noexcept = 0;
 
-  /// Keeps the completion from running until the release, which must come soon: a thread waits for it. A call
-  /// that starts a task for a host holds its completion until the call is over.
+  /// Delays the completion until releaseCompletion(), which must follow soon, as a thread polls for it. Keeps
+  /// the completion from running before the host's call that started the task returns.
   virtual void holdCompletion() noexcept = 0;
   virtual void releaseCompletion() noexcept = 0;
 };
 
-/// The latest of several tasks. Any thread may call its members.
+/// The most recently started of several tasks. Thread-safe.
 class LatestTask {
  public:
-  /// Makes this the latest task; returns the one before.
+  /// Stores a new latest task; returns the previous one.
   std::shared_ptr<URLSessionTask> exchange(std::shared_ptr<URLSessionTask> task);
 
   /// Cancels the latest task, if there is one.
   void cancel() noexcept;
 
  private:
-  std::shared_ptr<URLSessionTask> task_;  // under a mutex that all of these share
+  std::shared_ptr<URLSessionTask> task_;  // guarded by one mutex for all LatestTasks
 };
 
-/// The process's HTTP client. One thread at a time drives all exchanges; there are at most six at a time with
-/// one host, and the others wait for their turn. Any thread may call its members.
+/// The process's HTTP client. One thread at a time drives all exchanges, of which at most six run per host;
+/// the others are queued. Thread-safe.
 ///
-/// A completion runs exactly once per task that is resumed or cancelled, on a background thread and never
-/// inside resume() or cancel(). It gets the response and the body, or an error. (Only when the system refuses
-/// its very first threads, or the memory for them, the completion has to run on the caller's.)
+/// The completion of a task that is resumed or cancelled runs exactly once, on a background thread and never
+/// inside resume() or cancel(). It receives the response and the body, or an error. (Only if no thread at all
+/// can be started, it runs on the caller's.)
 class URLSession {
  public:
   using DataCompletion =
       std::function<void(std::optional<std::string>, std::optional<HTTPURLResponse>, std::optional<Error>)>;
-  /// Gets the body's file in place of the body.
+  /// Receives the body's file instead of the body.
   using DownloadCompletion =
       std::function<void(std::optional<URL>, std::optional<HTTPURLResponse>, std::optional<Error>)>;
 
-  /// The one session, made on first use, which is when it reads the proxies and the certificate authorities
-  /// from the environment. Starts no thread before the first task does. Never destroyed. Throws
-  /// std::bad_alloc.
+  /// The one session. Reads proxies and certificate authorities from the environment on first use; starts no
+  /// threads before the first task is resumed. Never destroyed. Throws std::bad_alloc.
   static URLSession& shared();
 
-  /// A task whose body goes to a new file in the folder, which is gone after the completion unless that has
-  /// moved it away. Past 256 MiB it ends with an error. Throws std::bad_alloc.
+  /// A task whose body goes to a new file in the folder; the file is removed after the completion, unless
+  /// that has moved it. A body of more than 256 MiB is an error. Throws std::bad_alloc.
   std::shared_ptr<URLSessionTask> downloadTask(URLRequest request, std::string folder,
                                                DownloadCompletion completion);
 
-  /// A task whose body is kept in memory. Without a request it ends with that error; past 64 MiB it ends with
-  /// an error. Throws std::bad_alloc.
+  /// A task whose body is kept in memory. If `request` is an error, the task ends with it. A body of more
+  /// than 64 MiB is an error. Throws std::bad_alloc.
   std::shared_ptr<URLSessionTask> dataTask(Result<URLRequest> request, DataCompletion completion);
 
  private:

@@ -12,10 +12,10 @@ namespace caprion {
 
 namespace {
 
-/// A URL taken apart by libcurl, which is what decides where an exchange goes.
+/// A URL parsed by libcurl, as it is libcurl that connects to it.
 class ParsedURL {
  public:
-  /// Sets the URL, or resolves a reference against the one that was set; false when the text is neither.
+  /// Sets the URL, or resolves a reference against the current one; false if the text is neither.
   bool set(const std::string& text, unsigned flags) {
     return isDone(curl_url_set(handle(), CURLUPART_URL, text.c_str(), flags));
   }
@@ -41,10 +41,10 @@ class ParsedURL {
   std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> handle_{curl_url(), curl_url_cleanup};
 };
 
-/// Whether a character may stand in a URL, of those that libcurl leaves as they are.
+/// Whether a character needs no percent-encoding, of those that libcurl doesn't encode.
 bool mayStay(char c) { return std::string_view("\"<>\\^`{|}").find(c) == std::string_view::npos; }
 
-/// Whether the text begins with a scheme and "///". libcurl would take "https:///x" for the host x.
+/// Whether the text begins with a scheme and "///". libcurl would read "https:///x" as the host x.
 bool lacksHost(const std::string& text) {
   const std::string scheme = schemeOf(text);
   return !scheme.empty() && text.compare(scheme.size(), 4, ":///") == 0;

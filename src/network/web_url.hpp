@@ -6,18 +6,16 @@
 
 namespace caprion {
 
-/// The address of an exchange: an http or https URL with a host, and without a user's name and password,
-/// which the library never sends.
+/// An http or https URL with a host, and without user name and password, which the library never sends.
 struct WebURL {
   std::string text;
-  std::string host;  // in lower case
-  bool isSecure;     // whether it is https
+  std::string host;  // lower case
+  bool isSecure;     // https
 
   /// Absent for a text that is no such URL.
   static std::optional<WebURL> from(const std::string& text);
 
-  /// Where a redirect from here leads to: the value of its Location field, resolved. Any text, if that is no
-  /// URL reference.
+  /// The target of a redirect from here: its Location field, resolved, or as it is if it is no URL reference.
   std::string resolved(const std::string& location) const;
 };
 

@@ -9,9 +9,8 @@
 
 namespace caprion {
 
-/// The same open file under a descriptor past 2, which a program that is started doesn't inherit; -1 and an
-/// errno for a failure, or if there was none to begin with. A host that has closed 0, 1 or 2 may open
-/// something else there, or write to them, at any time.
+/// Moves a descriptor past 2, with O_CLOEXEC. Returns -1 with errno set on failure, or if given -1. A host
+/// that has closed 0, 1 or 2 may write to them, or open something else there, at any time.
 inline int pastStandardDescriptors(int descriptor) {
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
   const int moved = ::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -21,8 +20,8 @@ inline int pastStandardDescriptors(int descriptor) {
   return moved;
 }
 
-/// Keeps descriptors 0 to 2 taken while it lives, so that what is opened meanwhile does not become one of
-/// them in a host that has closed them.
+/// Occupies descriptors 0 to 2 for its lifetime if the host has closed them, so that nothing opened meanwhile
+/// gets one of them.
 class StandardDescriptorsTaken {
  public:
   StandardDescriptorsTaken() {

@@ -79,7 +79,7 @@ Error outOfMemory() noexcept {
   return *error;
 }
 
-/// Makes it when the library is loaded, by which time there is memory.
+/// Created while the library is loaded, when memory is still available.
 [[gnu::constructor]] static void makeOutOfMemory() { outOfMemory(); }
 
 Error posixError(int number) noexcept {

@@ -9,18 +9,18 @@
 
 namespace caprion {
 
-/// The keyed values of an error with that description. To be used instead of a list in braces, whose values
-/// are copied: an Error::Value whose copying runs out of memory breaks in libstdc++ 12, moving one doesn't.
+/// The `userInfo` of an error with this description. Use it instead of an initializer list, which copies its
+/// values: in libstdc++ 12, copying an Error::Value breaks if it runs out of memory.
 Error::UserInfo describedBy(std::string description);
 
-/// An error that the library words itself: no domain, code 0 and the message as its description. That the
-/// memory has run out, when there is none for it; the same goes for the errors below.
+/// An error of the library's own: empty domain, code 0, and the message as its description. Like the
+/// functions below, returns outOfMemory() if there isn't the memory for it.
 Error libraryError(std::string_view message) noexcept;
 
-/// The error that the memory has run out. Its own is there beforehand.
+/// ENOMEM. Needs no memory, as it is created beforehand.
 Error outOfMemory() noexcept;
 
-/// What the work returns, or outOfMemory() when there isn't the memory for it.
+/// The result of `work`, or outOfMemory() if it throws std::bad_alloc.
 template <typename Work>
 std::invoke_result_t<Work> orOutOfMemory(Work&& work) noexcept {
   try {
@@ -30,10 +30,10 @@ std::invoke_result_t<Work> orOutOfMemory(Work&& work) noexcept {
   }
 }
 
-/// An error of the system, from an errno value.
+/// The error for an errno value.
 Error posixError(int number) noexcept;
 
-/// The same at a path, with a reason that says more where there is one.
+/// The same with a path and, optionally, a reason more specific than the system's text.
 Error fileError(int number, const std::string& path, std::string_view reason = {}) noexcept;
 
 }  // namespace caprion

@@ -32,7 +32,7 @@ std::string environment(const char* name) {
   return value != nullptr ? value : "";
 }
 
-/// The user's folder for what can be fetched again, by the XDG base directory rules.
+/// The user's cache folder by the XDG base directory specification.
 std::string cacheDirectory() {
   if (std::string folder = environment("XDG_CACHE_HOME"); folder.starts_with('/')) return folder;
   if (const std::string home = environment("HOME"); home.starts_with('/')) return home + "/.cache";
@@ -47,8 +47,7 @@ struct CloseFolder {
   void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-/// What is in a folder, in the order of the file system, and the errno of what kept it from being read to its
-/// end.
+/// The entries of a folder in directory order, and the errno if it couldn't be read to the end.
 struct Listing {
   std::vector<std::string> names;
   int error = 0;
@@ -69,11 +68,10 @@ Listing listingOf(const std::string& folder) {
   return listing;
 }
 
-enum class Walk { on, past, end };
+enum class Walk { descend, skip, stop };
 
-/// Walks through all that lies at a path, by which a link is a link and not what it leads to, each folder
-/// before its content. `visit` gets the mode of each entry, and answers whether to go on, past what is below
-/// the entry, or no further. No descriptor is kept open on the way, however deep it leads.
+/// Walks a tree in pre-order without following symbolic links. `visit` returns whether to descend into the
+/// entry, skip what is below it, or stop. No descriptor stays open, however deep the tree is.
 void walk(const std::string& root, const std::function<Walk(const std::string& path, mode_t mode)>& visit,
           const std::function<void(const std::string& path, int error)>& failed) {
   std::vector<std::string> ahead{root};
@@ -86,8 +84,8 @@ void walk(const std::string& root, const std::function<Walk(const std::string& p
       continue;
     }
     const Walk next = visit(path, status.st_mode);
-    if (next == Walk::end) return;
-    if (next == Walk::past || !S_ISDIR(status.st_mode)) continue;
+    if (next == Walk::stop) return;
+    if (next == Walk::skip || !S_ISDIR(status.st_mode)) continue;
     const Listing listing = listingOf(path);
     if (listing.error != 0) failed(path, listing.error);
     // NOLINTNEXTLINE(modernize-loop-convert): clang 14 has no view for it
@@ -100,9 +98,9 @@ void walk(const std::string& root, const std::function<Walk(const std::string& p
 void removeTree(const std::string& root, bool withRoot) {
   std::vector<std::string> found;
   const auto visit = [&](const std::string& path, mode_t mode) {
-    if (S_ISDIR(mode)) ::chmod(path.c_str(), privateMode);  // or it may not be possible to look into it
+    if (S_ISDIR(mode)) ::chmod(path.c_str(), privateMode);  // or it might not be readable
     if (withRoot || path != root) found.push_back(path);
-    return Walk::on;
+    return Walk::descend;
   };
   walk(root, visit, [](const auto&, int) {});
   // NOLINTNEXTLINE(modernize-loop-convert)
@@ -121,7 +119,7 @@ std::optional<std::string> realPath(const std::string& path) {
 std::string temporaryDirectory() {
   std::string directory = environment("TMPDIR");
   if (directory.empty()) directory = cacheDirectory();
-  directory = URL::fileURLWithPath(directory).path();  // from the working directory, if it is relative
+  directory = URL::fileURLWithPath(directory).path();  // made absolute
   while (directory.size() > 1 && directory.ends_with('/')) directory.pop_back();
   return directory;
 }
@@ -182,7 +180,7 @@ std::optional<Error> createDirectories(const std::string& path) {
     }
     if (errno == EEXIST) continue;
     const int error = errno;
-    // On the way there may be folders that are there but that nothing can be made in.
+    // An existing folder on the way is fine, even if nothing can be created in it.
     if (struct stat status{}; ::stat(folder.c_str(), &status) != 0) return fileError(error, folder);
   }
   struct stat status {};
@@ -198,8 +196,8 @@ void removeContents(const std::string& path) { removeTree(path, false); }
 std::optional<Error> moveItem(const std::string& from, const std::string& to) {
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return std::nullopt;
   if (errno != EXDEV && errno != EINVAL && errno != ENOSYS) return fileError(errno, to);
-  // A file system or a system that lacks the flag, or the descriptor of a file without a name, which is a
-  // link into another file system and has to be followed. A new name for a file can't replace another either.
+  // Either the flag isn't supported, or `from` is a /proc link to an unnamed file, which is on another file
+  // system and must be followed. link(2) doesn't replace a file either.
   int failed = ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), 0);
   if (failed != 0 && errno == EXDEV) {
     failed = ::linkat(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), AT_SYMLINK_FOLLOW);
@@ -216,7 +214,7 @@ std::optional<std::string> pathWithin(const std::string& folder, const std::stri
   return target->substr(root->size() + 1);
 }
 
-void letUserIn(const std::string& folder, const std::string& path) {
+void grantOwnerAccess(const std::string& folder, const std::string& path) {
   for (std::size_t end = 0; end != std::string::npos;) {
     end = path.find('/', end + 1);
     const std::string item = folder + '/' + path.substr(0, end);
@@ -238,9 +236,9 @@ void enumerate(const std::string& folder, const std::function<bool(const std::st
   walk(
       folder,
       [&](const std::string& path, mode_t) {
-        if (path == folder) return Walk::on;
-        if (isHidden(path)) return Walk::past;
-        return visit(path) ? Walk::on : Walk::end;
+        if (path == folder) return Walk::descend;
+        if (isHidden(path)) return Walk::skip;
+        return visit(path) ? Walk::descend : Walk::stop;
       },
       [&](const std::string& path, int error) {
         if (path == folder || !isHidden(path)) failed(path, fileError(error, path));

@@ -28,7 +28,7 @@ Error notJSON(std::string_view why) {
                        "The data is not valid JSON: " + std::string(why));
 }
 
-/// Finds the keys of a list. An answer has thousands of keys, most of which nobody asked for.
+/// A small hash table of the wanted keys. An answer has thousands of keys, most of them unwanted.
 class KeyIndex {
  public:
   explicit KeyIndex(CodingKeys keys) : keys_(keys), next_(keys.size()) {
@@ -38,7 +38,7 @@ class KeyIndex {
     }
   }
 
-  /// The position of a key in the list; past its end when it isn't there.
+  /// The index of a key in the list, or the list's size if it isn't in it.
   std::size_t find(std::string_view name) const {
     std::size_t key = first_[bucketOf(name)];
     while (key != keys_.size() && keys_[key] != name) key = next_[key];
@@ -58,13 +58,13 @@ class KeyIndex {
 
 }  // namespace
 
-/// Follows the parser through the text and fills one view after the other, from each value at a certain
-/// depth: the text's only value, or each element of its array.
+/// A SAX handler that fills a view from each value at a certain depth: the document itself, or each element
+/// of its array.
 class JSONReader {
  public:
   using Visit = std::function<void(const KeyedView&)>;
 
-  // Limits that the parser asks for: none beside the memory.
+  // Required by the parser; unlimited.
   static constexpr std::size_t max_object_size = static_cast<std::size_t>(-1);
   static constexpr std::size_t max_array_size = static_cast<std::size_t>(-1);
   static constexpr std::size_t max_key_size = static_cast<std::size_t>(-1);
@@ -74,7 +74,7 @@ class JSONReader {
       : view_(keys),
         index_(keys),
         slot_(keys.size()),
-        viewed_(elements ? 1 : 0),
+        viewDepth_(elements ? 1 : 0),
         elements_(elements),
         visit_(visit) {}
 
@@ -82,8 +82,8 @@ class JSONReader {
   bool on_document_end(boost::json::error_code&) { return true; }
 
   bool on_object_begin(boost::json::error_code&) {
-    // The members of an object lie at the depth of an array's elements, but there is nothing to view in them.
-    if (elements_ && depth_ == 0) viewed_ = nowhere;
+    // Not an array: its members are at the same depth as elements, but must not be visited.
+    if (elements_ && depth_ == 0) viewDepth_ = noDepth;
     begin(Found::object);
     ++depth_;
     return true;
@@ -129,10 +129,10 @@ class JSONReader {
     return scalar(Found::integer, number);
   }
   bool on_uint64(std::uint64_t, boost::json::string_view, boost::json::error_code&) {
-    return scalar(Found::other);  // past the range of int64, or it would have come as one
+    return scalar(Found::other);  // beyond int64
   }
   bool on_double(double number, boost::json::string_view, boost::json::error_code&) {
-    // Both bounds are left out: -2^63 is also what an integer just below it is rounded to.
+    // -2^63 is excluded too, as integers just below it are rounded to it.
     constexpr double limit = 9223372036854775808.0;  // 2^63
     if (number > -limit && number < limit && number == std::trunc(number)) {
       return scalar(Found::integer, static_cast<std::int64_t>(number));
@@ -145,18 +145,18 @@ class JSONReader {
   bool on_comment(boost::json::string_view, boost::json::error_code&) { return true; }
 
   bool isArray() const { return isArray_; }
-  /// How many values have been visited so far.
+  /// How many values have been visited.
   std::size_t visited() const { return visited_; }
 
  private:
   using Found = KeyedView::Found;
-  static constexpr std::size_t nowhere = static_cast<std::size_t>(-2);
+  static constexpr std::size_t noDepth = static_cast<std::size_t>(-2);
 
-  /// Whether the parser stands among the members of a viewed object.
-  bool inside() const { return depth_ == viewed_ + 1; }
+  /// Whether the parser is directly inside a value to view.
+  bool inside() const { return depth_ == viewDepth_ + 1; }
 
   void begin(Found found, std::int64_t integer = 0) {
-    if (depth_ == viewed_) {
+    if (depth_ == viewDepth_) {
       std::fill(view_.slots_.begin(), view_.slots_.end(), KeyedView::Slot());
       view_.texts_.clear();
       view_.value_ = found;
@@ -168,12 +168,12 @@ class JSONReader {
 
   bool scalar(Found found, std::int64_t integer = 0) {
     begin(found, integer);
-    if (depth_ == viewed_) visit();
+    if (depth_ == viewDepth_) visit();
     return true;
   }
 
   bool containerEnd() {
-    if (--depth_ == viewed_) visit();
+    if (--depth_ == viewDepth_) visit();
     return true;
   }
 
@@ -184,11 +184,11 @@ class JSONReader {
 
   KeyedView view_;
   const KeyIndex index_;
-  std::string key_;   // the parts of a key so far, when it comes in several
-  std::size_t slot_;  // of the key whose value comes next; past the end for a key that nobody asked for
+  std::string key_;   // the parts so far of a key that arrives in several
+  std::size_t slot_;  // of the key whose value comes next; keys_.size() for an unwanted key
   std::size_t textBegin_ = 0;
   std::size_t depth_ = 0;  // of the value that comes next
-  std::size_t viewed_;     // the depth of the values to view
+  std::size_t viewDepth_;  // of the values to view
   bool elements_;
   bool isArray_ = false;
   std::size_t visited_ = 0;
@@ -197,7 +197,7 @@ class JSONReader {
 
 namespace {
 
-/// The text with each exponent of more than four digits cut down to 400, which is beyond all bounds as well.
+/// The text with each exponent of more than four digits replaced by 400, which over- or underflows as well.
 std::string withShortExponents(std::string_view json) {
   std::string result;
   bool inString = false;
@@ -214,7 +214,7 @@ std::string withShortExponents(std::string_view json) {
   return result;
 }
 
-/// Runs a reader over the whole text; the reason when it isn't JSON, or not the array that it should be.
+/// Parses the whole text. Returns an error if it isn't JSON, or isn't an array where `elements` is set.
 std::optional<Error> read(std::string_view json, CodingKeys keys, bool elements,
                           const JSONReader::Visit& visit) {
   constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
@@ -225,8 +225,7 @@ std::optional<Error> read(std::string_view json, CodingKeys keys, bool elements,
   boost::json::error_code error;
   const std::size_t parsed = parser.write_some(false, json.data(), json.size(), error);
   if (error == boost::json::error::exponent_overflow) {
-    // A number that JSON allows and the parser doesn't. The second time, what was visited before is passed
-    // over.
+    // A number that JSON allows and the parser doesn't. Parses again, without visiting values twice.
     std::size_t visited = parser.handler().visited();
     return read(withShortExponents(json), keys, elements,
                 [&](const KeyedView& view) { visited > 0 ? static_cast<void>(--visited) : visit(view); });

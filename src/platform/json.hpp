@@ -12,28 +12,28 @@
 
 namespace caprion {
 
-/// The keys that a type maps, in the order in which it reads and writes them.
+/// The JSON keys of a type, in the order in which they are read and written.
 using CodingKeys = std::span<const std::string_view>;
 
-/// One JSON value, seen through a list of keys: what stood under each of them. A key is named by its position
-/// in the list. Texts live as long as the view.
+/// The values that one JSON object has under the keys of a list. Keys are given by their index in the list.
+/// Strings live as long as the view.
 class KeyedView {
  public:
   explicit KeyedView(CodingKeys keys) : keys_(keys), slots_(keys.size()) {}
 
-  /// The reason why the value has no keys to look at; absent for a JSON object.
+  /// An error if the value is not an object.
   std::optional<Error> notAnObject() const;
 
-  /// A text that has to be there.
+  /// A required string.
   Result<std::string_view> text(std::size_t key) const;
 
-  /// A text that may be missing or null.
+  /// A string that may be missing or null.
   Result<std::optional<std::string_view>> optionalText(std::size_t key) const;
 
   /// An integer that may be missing or null.
   Result<std::optional<std::int64_t>> optionalInteger(std::size_t key) const;
 
-  /// An error of decoding at this key.
+  /// A decoding error at this key.
   Error error(DecodingErrorKind kind, std::size_t key) const;
 
  private:
@@ -49,37 +49,35 @@ class KeyedView {
 
   CodingKeys keys_;
   std::vector<Slot> slots_;
-  std::string texts_;  // of all slots, in the order in which they came
+  std::string texts_;  // of all slots, in document order
   Found value_ = Found::nothing;
 };
 
-/// Decodes JSON texts (RFC 8259). A text is decoded only if the whole of it is valid JSON, in UTF-8, with
-/// nothing but a byte order mark before it, nothing after it, and nested at most 512 levels deep; a key that
-/// comes twice counts as it came last.
-/// Has no state, so any thread may use it.
+/// Decodes JSON (RFC 8259). The whole text must be valid: UTF-8, optionally with a byte order mark, nothing
+/// after the value, at most 512 levels of nesting. Of a duplicate key, the last value counts. Stateless.
 class JSONDecoder {
  public:
-  /// The view of a text that is a single value.
+  /// Decodes the text as one value.
   Result<KeyedView> decodeValue(std::string_view json, CodingKeys keys) const;
 
-  /// Calls `visit` with the view of each element of a text that is an array, in order. Returns why the text
-  /// was not decoded, which may come to light after some elements have been visited.
+  /// Decodes the text as an array and calls `visit` for each element in order. An error may be found after
+  /// some elements have been visited.
   std::optional<Error> decodeArray(std::string_view json, CodingKeys keys,
                                    const std::function<void(const KeyedView&)>& visit) const;
 };
 
-/// Why something has no JSON text.
+/// An error of encoding.
 Error encodingError(std::string_view why);
 
-/// Writes one JSON object, key by key, in the order of the calls.
+/// Writes one JSON object, with its keys in the order of the calls.
 class JSONObjectWriter {
  public:
   void text(std::string_view key, std::string_view value);
   void integer(std::string_view key, std::int64_t value);
-  /// `json` is the text of a JSON value, written as it is.
+  /// `json` is written as it is.
   void raw(std::string_view key, std::string_view json);
 
-  /// The text of the object, or why it has none: a text that is not UTF-8.
+  /// The object's text; an error if a string was not UTF-8.
   Result<std::string> finish() &&;
 
  private:

@@ -24,14 +24,13 @@ std::string lowercasedASCII(std::string_view text) {
 
 std::string lowercased(std::string_view text) {
   if (text.empty() || !isValidUTF8(text)) return lowercasedASCII(text);
-  // PCRE2 has the letters of all scripts, for substitutions that change the case. Compiled on first use,
-  // which is tried again after a failure, and never destroyed.
+  // PCRE2 knows the case of all scripts, for use in substitutions.
   struct Anything {
     RegularExpression expression{"(?s).+"};
   };
   static constinit MadeOnce<Anything> made;
   const RegularExpression& anything = made.get().expression;
-  std::string result(text.size() * 2 + 1, '\0');  // no letter grows more than that
+  std::string result(text.size() * 2 + 1, '\0');  // a letter grows at most so
   PCRE2_SIZE length = result.size();
   const int count =
       pcre2_substitute(anything.code(), codeUnits(text), text.size(), 0,

@@ -5,11 +5,10 @@
 
 namespace caprion {
 
-/// The text with its letters A to Z in lower case.
+/// The text with A to Z in lower case.
 std::string lowercasedASCII(std::string_view text);
 
-/// The text with all its letters in lower case, as Unicode has them. Takes well-formed UTF-8; of any other
-/// text the letters A to Z change alone.
+/// The text in lower case by Unicode's rules. If it isn't well-formed UTF-8, only A to Z change.
 std::string lowercased(std::string_view text);
 
 }  // namespace caprion

@@ -6,12 +6,12 @@
 
 namespace caprion {
 
-/// A value that is made at its first use and never destroyed. Unlike that of a static variable, its making is
-/// over before the process forks, so that a child doesn't wait for a thread that it hasn't got.
+/// A value that is constructed on first use and never destroyed. Unlike the guard of a static local, its
+/// mutex is held across fork(), so a child can't deadlock on a construction that another thread had begun.
 template <typename T>
 class MadeOnce {
  public:
-  /// Throws what T's constructor throws; the next call tries again then.
+  /// Throws what T's constructor throws; the next call then tries again.
   T& get() {
     if (T* const made = made_.load(std::memory_order_acquire)) return *made;
     const Lock lock(mutex_);

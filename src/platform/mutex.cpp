@@ -8,27 +8,27 @@ namespace caprion {
 
 namespace {
 
-constexpr std::chrono::seconds forkPatience{1};
+constexpr std::chrono::seconds driverTimeout{1};
 constexpr std::chrono::microseconds pause{100};
 
 std::atomic<Mutex*> firstMutex = nullptr;
 std::atomic<int> waitingForks = 0;
-std::mutex oneFork;  // at a time
+std::mutex oneFork;  // serializes forks
 
 }  // namespace
 
-const bool Mutex::isForkWatched =
+const bool Mutex::isAtForkInstalled =
     ::pthread_atfork(&Mutex::lockAll, &Mutex::unlockAll, &Mutex::unlockAllInChild) == 0;
 
 void Mutex::lock() noexcept {
-  if (!isAdded_.load(std::memory_order_relaxed)) addToForks();
+  if (!isRegistered_.load(std::memory_order_relaxed)) registerForFork();
   mutex_.lock();
 }
 
 void Mutex::unlock() noexcept { mutex_.unlock(); }
 
 bool Mutex::lockWithin(std::chrono::milliseconds longest) noexcept {
-  if (!isAdded_.load(std::memory_order_relaxed)) addToForks();
+  if (!isRegistered_.load(std::memory_order_relaxed)) registerForFork();
   const auto end = std::chrono::steady_clock::now() + longest;
   while (!mutex_.try_lock()) {
     if (std::chrono::steady_clock::now() >= end) return false;
@@ -37,12 +37,12 @@ bool Mutex::lockWithin(std::chrono::milliseconds longest) noexcept {
   return true;
 }
 
-void Mutex::giveWayToFork() noexcept {
+void Mutex::yieldToFork() noexcept {
   while (waitingForks.load() > 0) std::this_thread::sleep_for(pause);
 }
 
-void Mutex::addToForks() noexcept {
-  if (isAdded_.exchange(true)) return;
+void Mutex::registerForFork() noexcept {
+  if (isRegistered_.exchange(true)) return;
   next_ = firstMutex.load();
   while (!firstMutex.compare_exchange_weak(next_, this)) continue;
 }
@@ -56,9 +56,9 @@ void Mutex::lockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) 
       if (mutex->level_ != level) continue;
       bool isHeld = true;
       if (level == MutexLevel::driving) {
-        isHeld = mutex->lockWithin(forkPatience);
+        isHeld = mutex->lockWithin(driverTimeout);
       } else {
-        mutex->lock();  // which others hold for moments only
+        mutex->lock();  // only ever held briefly
       }
       if (isHeld) mutex->isHeldByFork_ = true;
     }
@@ -77,7 +77,7 @@ void Mutex::unlockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis
 
 void Mutex::unlockAllInChild() noexcept {
   unlockAll();
-  waitingForks = 0;  // the others went on in the parent
+  waitingForks = 0;  // other forking threads exist only in the parent
 }
 
 bool Condition::waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point end) {

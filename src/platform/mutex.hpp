@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <mutex>
 
-// What clang's -Wthread-safety checks: which mutex guards a field, and which a function needs or takes.
+// Annotations for clang's -Wthread-safety.
 #if defined(__clang__)
 #define CAPRION_THREAD_SAFETY(attribute) __attribute__((attribute))
 #else
@@ -17,12 +17,12 @@
 
 namespace caprion {
 
-/// The order of the library's mutexes: a thread that holds one takes only mutexes of a later level.
+/// The lock order: a thread that holds a mutex may lock only mutexes of a later level.
 enum class MutexLevel : std::uint8_t { driving, intake, threads, leaf };
 
-/// A mutex of the library. While the process forks, the forking thread holds them all: otherwise a child, in
-/// which no other thread lives on, could find one locked for ever. For the driver's it waits a second at
-/// most, and then goes on without. Needs no initialization at run time; never destroyed.
+/// A mutex that is safe across fork(): the forking thread locks them all, or the child could inherit one
+/// locked by a thread that it hasn't got. For the driver's mutex it waits at most a second, then forks
+/// without it. Constant-initialized; never destroyed.
 class CAPRION_THREAD_SAFETY(capability("mutex")) Mutex {
  public:
   constexpr explicit Mutex(MutexLevel level) noexcept : level_(level) {}
@@ -32,31 +32,31 @@ class CAPRION_THREAD_SAFETY(capability("mutex")) Mutex {
   void lock() noexcept CAPRION_THREAD_SAFETY(acquire_capability());
   void unlock() noexcept CAPRION_THREAD_SAFETY(release_capability());
 
-  /// Tries for so long; false if it was in vain.
+  /// Polls for at most `longest`; false if that wasn't enough.
   bool lockWithin(std::chrono::milliseconds longest) noexcept
       CAPRION_THREAD_SAFETY(try_acquire_capability(true));
 
-  /// Lets a fork that is waiting go first. For a thread that holds no mutex, and takes one again at once each
-  /// time that it has released it.
-  static void giveWayToFork() noexcept;
+  /// Waits while a fork is pending. For a thread that would otherwise relock a mutex right after unlocking
+  /// it, and starve the fork. The caller must hold no mutex.
+  static void yieldToFork() noexcept;
 
  private:
   friend class Condition;
 
-  void addToForks() noexcept;
+  void registerForFork() noexcept;
   static void lockAll() noexcept;
   static void unlockAll() noexcept;
   static void unlockAllInChild() noexcept;
-  static const bool isForkWatched;
+  static const bool isAtForkInstalled;
 
   std::mutex mutex_;
   const MutexLevel level_;
-  std::atomic<bool> isAdded_ = false;
+  std::atomic<bool> isRegistered_ = false;
   bool isHeldByFork_ = false;
   Mutex* next_ = nullptr;
 };
 
-/// Holds a mutex while it lives.
+/// Locks a mutex for its lifetime.
 class CAPRION_THREAD_SAFETY(scoped_lockable) Lock {
  public:
   explicit Lock(Mutex& mutex) noexcept CAPRION_THREAD_SAFETY(acquire_capability(mutex)) : mutex_(mutex) {
@@ -70,13 +70,13 @@ class CAPRION_THREAD_SAFETY(scoped_lockable) Lock {
   Mutex& mutex_;
 };
 
-/// What threads that hold a mutex wait for.
+/// A condition variable for Mutex.
 class Condition {
  public:
   void notifyOne() noexcept { condition_.notify_one(); }
   void notifyAll() noexcept { condition_.notify_all(); }
 
-  /// Releases the mutex until there may be something new, or the time has come; false for the latter.
+  /// Unlocks the mutex while waiting; false on timeout. May wake spuriously.
   bool waitUntil(Mutex& mutex, std::chrono::steady_clock::time_point end) CAPRION_REQUIRES(mutex);
   void wait(Mutex& mutex) CAPRION_REQUIRES(mutex);
 

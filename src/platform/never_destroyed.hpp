@@ -2,12 +2,12 @@
 
 namespace caprion {
 
-/// A value that needs no initialization at run time, and is there for the threads that outlive the static
-/// objects of a process that exits.
+/// A constant-initialized value whose destructor never runs, as threads may still use it while the process
+/// exits.
 template <typename T>
 union NeverDestroyed {
   constexpr NeverDestroyed() noexcept : value() {}
-  ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): which would destroy the value
+  ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): that would be deleted
 
   T value;
 };

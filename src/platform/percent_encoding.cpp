@@ -7,7 +7,7 @@ namespace caprion {
 namespace {
 
 int valueOf(char digit) {
-  return digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10;  // the bit that makes a letter lower-case
+  return digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10;  // 0x20 makes a letter lower-case
 }
 
 }  // namespace

@@ -5,11 +5,11 @@
 
 namespace caprion {
 
-/// The text with each byte that may not stay as it is written as "%" and two upper-case hexadecimal digits.
-/// It can be taken back only if '%' is one of them.
+/// Percent-encodes each byte for which `mayStay` is false. Reversible only if '%' is one of those.
 std::string percentEncoded(std::string_view text, bool mayStay(char));
 
-/// The text with its percent-escapes resolved, so possibly any bytes. All of them have to be whole.
+/// Decodes percent-escapes, so the result may be any bytes. Every '%' must be followed by two hexadecimal
+/// digits.
 std::string percentDecoded(std::string_view text);
 
 }  // namespace caprion

@@ -31,8 +31,8 @@ namespace caprion {
 
 namespace {
 
-/// Lowers a limit of a process that has just been started; returns 0 or an errno. At the hard limit on its
-/// time there would be SIGKILL, which doesn't say why.
+/// Lowers a resource limit of a child; returns 0 or an errno. The hard limit is one higher: reaching that of
+/// RLIMIT_CPU would mean SIGKILL, which doesn't tell why.
 int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   rlimit limit{};
   if (::prlimit(process, resource, nullptr, &limit) != 0) return errno;
@@ -41,8 +41,8 @@ int lowerLimit(pid_t process, __rlimit_resource resource, rlim_t value) {
   return ::prlimit(process, resource, &limit, nullptr) == 0 ? 0 : errno;
 }
 
-/// A number that the system tells in a file of its own, behind a word; 0 when it doesn't.
-std::uint64_t numberFromSystem(const char* file, const char* word, int base) {
+/// The number after a word in a file of /proc; 0 if there is none.
+std::uint64_t numberInProc(const char* file, const char* word, int base) {
   std::array<char, 512> text{};
   const int descriptor = ::open(file, O_RDONLY | O_CLOEXEC);
   if (descriptor < 0) return 0;
@@ -52,8 +52,8 @@ std::uint64_t numberFromSystem(const char* file, const char* word, int base) {
   return found == nullptr ? 0 : std::strtoull(found + std::strlen(word), nullptr, base);
 }
 
-/// A child that has been started. The descriptor is its own, proof against the number going to another child
-/// meanwhile; -1 where the system has none.
+/// A child process. Uses a pidfd, if the system has them, as the host may reap the child and its PID be
+/// reused.
 class Child {
  public:
   explicit Child(pid_t process)
@@ -68,10 +68,10 @@ class Child {
     descriptor_ < 0 ? ::kill(process_, SIGKILL) : ::pidfd_send_signal(descriptor_, SIGKILL, nullptr, 0);
   }
 
-  /// Whether it has exited, by the end of the time. It is reaped then, unless the host has done so or ignores
-  /// its children.
+  /// Waits for the child to exit and reaps it, unless the host has done so or ignores SIGCHLD. False on
+  /// timeout.
   bool exits(std::chrono::milliseconds within) {
-    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};  // one of -1 is passed over
+    pollfd exited{.fd = descriptor_, .events = POLLIN, .revents = 0};  // poll ignores -1
     if (::poll(&exited, 1, static_cast<int>(within.count())) < 0 && errno != EINTR) {
       std::this_thread::sleep_for(within);
     }
@@ -89,14 +89,14 @@ class Child {
     return exited.revents != 0 || (failed != 0 && errno == ECHILD);
   }
 
-  /// As of Process::run(), once it has exited.
+  /// As Process::run() returns it.
   std::optional<int> status() const { return status_; }
 
-  /// How many bytes it has written so far.
+  /// How many bytes the child has written so far.
   std::uint64_t written() const {
-    std::array<char, 32> file{};  // no text that may find no memory, with a child that runs on
+    std::array<char, 32> file{};  // no std::string: bad_alloc would leave the child running
     std::snprintf(file.data(), file.size(), "/proc/%d/io", static_cast<int>(process_));
-    return numberFromSystem(file.data(), "wchar: ", 10);
+    return numberInProc(file.data(), "wchar: ", 10);
   }
 
  private:
@@ -105,7 +105,7 @@ class Child {
   std::optional<int> status_;
 };
 
-/// The attributes and the descriptors of a process to be spawned.
+/// RAII for the attributes and file actions of posix_spawn.
 class SpawnSettings {
  public:
   explicit SpawnSettings(int sharedDescriptor) {
@@ -118,7 +118,7 @@ class SpawnSettings {
     ::posix_spawnattr_setsigmask(&attributes_, &signals);
     ::posix_spawnattr_setflags(&attributes_,
                                POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK);
-    // Left closed, 0 to 2 would become files that the program writes, with its messages in them.
+    // If 0 to 2 stayed closed, the program's messages would end up in files that it opens.
     for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
       note(::posix_spawn_file_actions_addopen(&actions_, descriptor, "/dev/null", O_RDWR, 0));
     }
@@ -135,7 +135,7 @@ class SpawnSettings {
 
   const posix_spawnattr_t* attributes() const { return &attributes_; }
   const posix_spawn_file_actions_t* actions() const { return &actions_; }
-  /// The errno of what could not be set; without all of it, the program would write to the host's output.
+  /// 0, or the errno of a setting that failed; without it, the program would write to the host's output.
   int error() const { return error_; }
 
  private:
@@ -148,10 +148,10 @@ class SpawnSettings {
   posix_spawn_file_actions_t actions_{};
 };
 
-/// Starts the program; returns 0 or an errno. A umask that would keep the user from what the program makes is
-/// the host's, and left alone: a thread can have one of its own.
+/// Starts the program; returns 0 or an errno. If the host's umask would deny the user access to the program's
+/// files, it is started from a thread with a umask of its own.
 int start(const Process& program, pid_t* process) {
-  // The arguments and the environment are not changed, for all that the signature says.
+  // posix_spawn doesn't modify its arguments.
   std::vector<char*> argv{const_cast<char*>(program.executable.c_str())};
   for (const std::string& argument : program.arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
@@ -165,7 +165,7 @@ int start(const Process& program, pid_t* process) {
                           argv.data(), environment);
   };
   std::optional<std::thread> thread;
-  if ((numberFromSystem("/proc/thread-self/status", "Umask:", 8) & S_IRWXU) != 0) {
+  if ((numberInProc("/proc/thread-self/status", "Umask:", 8) & S_IRWXU) != 0) {
     thread = startThread("caprion", [&] {
       if (::unshare(CLONE_FS) == 0) ::umask(S_IRWXG | S_IRWXO);
       spawn();
@@ -183,11 +183,11 @@ Result<std::optional<int>> Process::run(const std::stop_token& stop) const {
   if (const int error = start(*this, &process); error != 0) return fileError(error, executable);
   Child child(process);
 
-  // It can't have written much by now. Going past a limit ends it, without a core file.
+  // Early enough: it can't have written much yet. Exceeding a limit kills it, without a core dump.
   lowerLimit(process, RLIMIT_CORE, 0);
   int error = lowerLimit(process, RLIMIT_FSIZE, fileSizeLimit);
   if (error == 0) error = lowerLimit(process, RLIMIT_CPU, static_cast<rlim_t>(timeLimit.count()));
-  if (error == ESRCH) error = 0;  // it has exited already
+  if (error == ESRCH) error = 0;  // it has already exited
   while (error == 0 && !child.exits(std::chrono::milliseconds(10))) {
     if (stop.stop_requested()) error = ECANCELED;
     if (std::chrono::steady_clock::now() >= end) error = ETIMEDOUT;

@@ -21,8 +21,8 @@ RegularExpression::RegularExpression(std::string_view pattern) {
   code_.reset(pcre2_compile(units(pattern), pattern.size(), PCRE2_UTF | PCRE2_UCP | PCRE2_CASELESS, &error,
                             &offset, nullptr));
   if (code_ == nullptr) throw std::bad_alloc();
-  // Where the system allows no machine code to be made, PCRE2 interprets the pattern instead.
-  isMachineCode_ = pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE) == 0;
+  // Where the system forbids JIT compilation, PCRE2 interprets the pattern.
+  isJITCompiled_ = pcre2_jit_compile(code_.get(), PCRE2_JIT_COMPLETE) == 0;
 }
 
 RegularExpression::Matches::Matches(std::string_view subject)
@@ -37,12 +37,12 @@ void RegularExpression::Matches::of(const RegularExpression& expression) {
 
 bool RegularExpression::Matches::next() {
   const pcre2_code* const code = expression_->code_.get();
-  // The machine code can be called without the checks that pcre2_match makes each time.
-  const auto match = expression_->isMachineCode_ ? pcre2_jit_match : pcre2_match;
+  // pcre2_jit_match skips the checks of pcre2_match.
+  const auto match = expression_->isJITCompiled_ ? pcre2_jit_match : pcre2_match;
   const int found = match(code, units(subject_), subject_.size(), searchFrom_,
                           PCRE2_NO_UTF_CHECK | PCRE2_NOTEMPTY, data_.get(), nullptr);
   if (found == PCRE2_ERROR_NOMATCH) return false;
-  // Whatever else goes wrong is a lack of memory or stack; to go on would be to lose matches in silence.
+  // Any other failure is a lack of memory or stack; ignoring it would silently lose matches.
   if (found < 0) throw std::bad_alloc();
   searchFrom_ = pcre2_get_ovector_pointer(data_.get())[1];
   return true;

@@ -10,7 +10,7 @@
 namespace caprion {
 
 /// A case-insensitive regular expression over UTF-8 text, in PCRE2's syntax. Case, word characters and `\d`
-/// are Unicode's; a range such as `[0-9]` is what it says. Any thread may search with it.
+/// follow Unicode; `[0-9]` is ASCII. Thread-safe.
 class RegularExpression {
   struct Free {
     void operator()(pcre2_code* code) const { pcre2_code_free(code); }
@@ -18,34 +18,33 @@ class RegularExpression {
   };
 
  public:
-  /// Compiles the pattern, which is known to be a right one: throws std::bad_alloc whenever it can't.
+  /// Compiles the pattern, which must be valid: any failure throws std::bad_alloc.
   explicit RegularExpression(std::string_view pattern);
 
-  /// The compiled pattern, for what else PCRE2 can do with it.
+  /// The compiled pattern, for direct use of PCRE2.
   const pcre2_code* code() const noexcept { return code_.get(); }
 
-  /// The matches in one text that don't overlap, from left to right; of one expression after the other. An
-  /// empty match counts as none.
+  /// Iterates over the non-overlapping, non-empty matches in one text, for one expression after the other.
   ///
   ///     RegularExpression::Matches match(text);
   ///     for (match.of(expression); match.next();) use(match.text());
   class Matches {
    public:
-    /// `subject` has to be well-formed UTF-8, which is not checked, and to outlive this. Throws
-    /// std::bad_alloc, as next() does.
+    /// `subject` must be well-formed UTF-8, which is not checked, and outlive this object. Like next(),
+    /// throws std::bad_alloc.
     explicit Matches(std::string_view subject);
 
-    /// Begins with the matches of an expression, which has to outlive them.
+    /// Starts over with an expression, which must outlive the iteration.
     void of(const RegularExpression& expression);
 
-    /// Goes to the next match, to the first one at the first call; false when there is none.
+    /// Advances to the next match; false if there is none.
     bool next();
 
-    /// Where the match begins, in bytes. Only after next() returned true.
+    /// The byte offset of the match. Only after next() returned true.
     std::size_t position() const;
 
-    /// The text that the match, or one of its first two groups, covers; empty for a group that took no part.
-    /// Only after next() returned true.
+    /// The text of the match, or of group 1 or 2; empty for a group that didn't participate. Only after
+    /// next() returned true.
     std::string_view text(std::size_t group = 0) const;
 
    private:
@@ -57,7 +56,7 @@ class RegularExpression {
 
  private:
   std::unique_ptr<pcre2_code, Free> code_;
-  bool isMachineCode_ = false;
+  bool isJITCompiled_ = false;
 };
 
 }  // namespace caprion

@@ -25,14 +25,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr std::chrono::seconds readerPatience{5};
+constexpr std::chrono::seconds progressTimeout{5};
 
-/// Held for a whole line, so for as long as its reader takes: never wait for it without a limit.
-std::mutex turn;
+/// Held for a whole line, as long as its reader takes: never wait for it without a timeout.
+std::mutex writing;
 
-void nap() { ::poll(nullptr, 0, 1); }
+void sleepBriefly() { ::poll(nullptr, 0, 1); }
 
-/// Keeps a host whose standard output nobody reads any more from being ended for the library's writing.
+/// Blocks SIGPIPE for the calling thread, and discards one that a write has raised.
 class PipeSignalBlocked {
  public:
   PipeSignalBlocked() {
@@ -57,7 +57,7 @@ class PipeSignalBlocked {
   bool wasPending_ = false;
 };
 
-/// One line on its way out.
+/// A line being written.
 class Line {
  public:
   Line(std::string_view text, Clock::time_point end) : rest_(text), end_(end), descriptor_(open()) {}
@@ -69,20 +69,19 @@ class Line {
 
   void write() {
     while (!isOver_ && Clock::now() < end_) {
-      // The lock of `stdout` is never waited for either: a thread of the host's may hold it while it waits
-      // for the reader, or for this line.
+      // Don't block on the lock of `stdout` either: a thread of the host may hold it while waiting for the
+      // reader, or for this line.
       bool hasProgress = false;
       if (isWritable(timeToWait()) && ::ftrylockfile(stdout) == 0) {
         hasProgress = writeWhatFits();
         ::funlockfile(stdout);
       }
-      if (!hasProgress && !isOver_) nap();
+      if (!hasProgress && !isOver_) sleepBriefly();
     }
   }
 
  private:
-  /// Standard output under a descriptor of its own. Where it is a pipe or a terminal, that doesn't block,
-  /// whoever else writes there; the host's own descriptor keeps its flags.
+  /// Reopens a pipe or terminal in non-blocking mode, without changing the flags of the host's descriptor.
   static int open() {
     struct stat status {};
     int own = -1;
@@ -93,31 +92,32 @@ class Line {
     return own >= 0 ? own : STDOUT_FILENO;
   }
 
-  /// How long to wait at a time: not to the end, as a terminal doesn't always tell when there is room again.
+  /// How long to poll at a time: not up to the deadline, as a terminal doesn't always report that it is
+  /// writable again.
   milliseconds timeToWait() const {
     return std::clamp(std::chrono::ceil<milliseconds>(end_ - Clock::now()), milliseconds(0),
                       milliseconds(100));
   }
 
-  /// Whether PIPE_BUF bytes can be written without waiting, or not even one ever.
+  /// Whether PIPE_BUF bytes can be written without blocking, or writing will fail.
   bool isWritable(milliseconds timeout) const {
     pollfd output{.fd = descriptor_, .events = POLLOUT, .revents = 0};
     return ::poll(&output, 1, static_cast<int>(timeout.count())) > 0;
   }
 
-  /// Writes until the line is over, or would have to be waited for; false if not a byte was taken. Only with
-  /// the lock of `stdout`.
+  /// Writes until the line is complete or a write would block; false if nothing was written. Call with
+  /// `stdout` locked.
   bool writeWhatFits() {
     bool hasProgress = false;
     const std::size_t printedBefore = ::__fpending(stdout);
     if (isFirst_ && printedBefore > 0 && printedBefore <= PIPE_BUF) std::fflush(stdout);
     isFirst_ = false;
     while (!isOver_ && isWritable(milliseconds(0)) && writePiece()) hasProgress = true;
-    if (hasProgress) end_ = Clock::now() + readerPatience;
+    if (hasProgress) end_ = Clock::now() + progressTimeout;
     return hasProgress;
   }
 
-  /// Writes at most PIPE_BUF bytes, which a pipe takes whole or not at all; false if it took nothing.
+  /// Writes at most PIPE_BUF bytes, which is atomic on a pipe; false if nothing was written.
   bool writePiece() {
     std::array<char, PIPE_BUF> piece;
     const std::size_t length = rest_.copy(piece.data(), piece.size());
@@ -134,7 +134,7 @@ class Line {
     return count > 0;
   }
 
-  std::string_view rest_;  // without its line feed
+  std::string_view rest_;  // without the line feed
   Clock::time_point end_;  // when to give up, unless there is progress before
   const int descriptor_;
   bool isFirst_ = true;
@@ -144,10 +144,10 @@ class Line {
 }  // namespace
 
 void printLine(std::string_view text) noexcept {
-  const auto end = Clock::now() + readerPatience;
-  std::unique_lock mine(turn, std::try_to_lock);
+  const auto end = Clock::now() + progressTimeout;
+  std::unique_lock mine(writing, std::try_to_lock);
   while (!mine && Clock::now() < end) {
-    nap();
+    sleepBriefly();
     (void)mine.try_lock();
   }
   if (!mine) return;

@@ -4,19 +4,16 @@
 
 namespace caprion {
 
-/// Writes the text, whatever bytes it holds, and a line feed to standard output (descriptor 1), as long as
-/// somebody reads: after 5 seconds in which not a byte more could be written, what is left is given up.
+/// Writes the text, which may be any bytes, and a line feed to standard output (descriptor 1). Gives up after
+/// 5 seconds without progress.
 ///
-/// - Lines never mix with each other. A thread whose turn doesn't come within its own 5 seconds, as another's
-///   long line is still being read, gives its line up.
-/// - While it waits it holds no lock of the host's, so that the host can print and exit. The host's own text
-///   can come between the parts of a line only where the line had to be waited for, which is never so for one
-///   of less than PIPE_BUF (4,096) bytes.
-/// - What the host has printed to `stdout` before, and is still in its buffer, comes out before the line,
-///   unless it is more than PIPE_BUF bytes, which couldn't be written without waiting.
-/// - Nothing changes for the host: not the flags of its descriptor, not its signals (a closed pipe sends it
-/// no
-///   SIGPIPE). Failures, such as a full disk, are not told; what was written stays.
+/// - Lines don't interleave. A thread that waits 5 seconds for another's line drops its own.
+/// - `stdout` isn't locked while waiting, so the host can print and exit. The host's own output can split a
+///   line only while that waits, which never happens to lines of less than PIPE_BUF (4,096) bytes.
+/// - What is still in the buffer of `stdout` is flushed first, unless it is more than PIPE_BUF bytes, which
+///   might block.
+/// - The host's descriptor flags and signals stay as they are; a closed pipe raises no SIGPIPE. Failures are
+///   not reported.
 void printLine(std::string_view text) noexcept;
 
 }  // namespace caprion

@@ -8,20 +8,20 @@ namespace caprion {
 
 namespace {
 
-/// How the bytes begin: with a character, or with what is left of one.
+/// What some bytes begin with: a character, or an ill-formed part of one.
 struct Beginning {
   std::size_t length;
   bool wellFormed;
 };
 
-/// What bytes that aren't empty begin with, by the Unicode standard's table of well-formed byte sequences.
+/// By the Unicode standard's table of well-formed byte sequences. `bytes` must not be empty.
 Beginning beginningOf(std::string_view bytes) {
   const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
   const unsigned char lead = byte(0);
   if (lead < 0x80) return {1, true};
   if (lead < 0xC2 || lead > 0xF4) return {1, false};
   const std::size_t expected = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
-  // The second byte is where overlong forms, surrogates and what lies behind U+10FFFF are told apart.
+  // The range of the second byte excludes overlong forms, surrogates and code points past U+10FFFF.
   unsigned char low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
   unsigned char high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
   std::size_t length = 1;
@@ -33,7 +33,7 @@ Beginning beginningOf(std::string_view bytes) {
   return {length, length == expected};
 }
 
-/// How many bytes from `start` on are well-formed.
+/// The length of the well-formed run that begins at `start`.
 std::size_t wellFormedLength(std::string_view bytes, std::size_t start = 0) {
   std::size_t end = start;
   while (end < bytes.size()) {
@@ -44,13 +44,13 @@ std::size_t wellFormedLength(std::string_view bytes, std::size_t start = 0) {
   return end - start;
 }
 
-/// White space and newlines: Unicode's categories Z, U+0009 to U+000D and U+0085.
+/// Unicode's categories Z, U+0009 to U+000D and U+0085.
 constexpr std::string_view whitespacesAndNewlines[] = {
     " ",      "\t",     "\n",     "\v",     "\f",     "\r",     "\u0085", "\u00A0", "\u1680",
     "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
     "\u2009", "\u200A", "\u2028", "\u2029", "\u202F", "\u205F", "\u3000"};
 
-/// Whether the byte is an ASCII character to be seen, as most are.
+/// The common case: visible ASCII.
 bool isGraphic(char byte) { return byte > ' ' && byte <= '~'; }
 
 }  // namespace

@@ -13,7 +13,7 @@ std::optional<std::thread> startThread(const char* name, std::function<void()> b
   sigset_t before;
   sigfillset(&blocked);
   for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) sigdelset(&blocked, fault);
-  pthread_sigmask(SIG_SETMASK, &blocked, &before);  // a new thread inherits its maker's mask
+  pthread_sigmask(SIG_SETMASK, &blocked, &before);  // inherited by the new thread
   std::optional<std::thread> thread;
   try {
     thread.emplace(std::move(body));

@@ -9,13 +9,12 @@
 
 namespace caprion {
 
-/// Starts a thread on which signals are blocked, so that the host's handlers run on the host's own threads;
-/// only the faults of the thread itself (SIGSEGV and its like) get through to the host's crash handler.
-/// Absent when the system has no thread, or no memory for one, to give.
+/// Starts a thread with all signals blocked except synchronous ones (SIGSEGV and the like), so that the
+/// host's handlers run on its own threads, but its crash handler works. Absent if there isn't a thread, or
+/// the memory for one.
 std::optional<std::thread> startThread(const char* name, std::function<void()> body) noexcept;
 
-/// Calls work(true) on a thread of its own; work(false) on the caller's, if the system has neither a thread
-/// nor the memory for one to give.
+/// Calls work(true) on a new thread, or work(false) on the caller's if none can be started.
 template <typename Work>
 void runInBackground(Work work) noexcept {
   void* const memory = ::operator new(sizeof(Work), std::nothrow);

@@ -27,7 +27,7 @@ bool isUnreserved(char c) { return isAlpha(c) || isDigit(c) || isOneOf("-._~", c
 bool isSubDelim(char c) { return isOneOf("!$&'()*+,;=", c); }
 bool mayStandInPath(char c) { return isUnreserved(c) || isSubDelim(c) || isOneOf(":@/", c); }
 
-/// Whether the text is made of percent-escapes, characters of a path, and those in `more`.
+/// Whether the text consists of percent-escapes, path characters, and those in `more`.
 bool isMadeOf(std::string_view text, std::string_view more) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '%') {
@@ -48,7 +48,7 @@ bool isScheme(std::string_view text) {
   return true;
 }
 
-/// The pieces of a reference, split as appendix B of RFC 3986 tells.
+/// The components of a URL reference, split by appendix B of RFC 3986.
 struct Pieces {
   std::optional<std::string_view> scheme, authority;
   std::string_view path;
@@ -74,13 +74,13 @@ Pieces split(std::string_view text) {
   return pieces;
 }
 
-/// The authority's host and port: what stands behind the user.
+/// The authority without the user information.
 std::string_view hostAndPort(std::string_view authority) {
   const std::size_t at = authority.rfind('@');
   return at == std::string_view::npos ? authority : authority.substr(at + 1);
 }
 
-/// How many characters of `hostAndPort` are the host; an IP literal keeps its brackets.
+/// The length of the host, including the brackets of an IP literal.
 std::size_t hostLength(std::string_view hostAndPort) {
   const std::size_t start = hostAndPort.starts_with('[') ? hostAndPort.find(']') : 0;
   return std::min(hostAndPort.find(':', start), hostAndPort.size());
@@ -116,8 +116,7 @@ URL URL::fileURLWithPath(std::string_view path) {
   if (!path.starts_with('/')) {
     const std::unique_ptr<char, decltype(&std::free)> folder(::getcwd(nullptr, 0), std::free);
     if (!folder && errno == ENOMEM) throw std::bad_alloc();
-    // Without a working directory nothing can be found by a relative path, and nothing else may be found
-    // instead.
+    // The working directory is gone: give a URL that leads nowhere, not to some other file.
     if (!folder) return URL("./" + percentEncodedPath(path));
     absolute = folder.get();
     if (!absolute.ends_with('/')) absolute += '/';
@@ -142,7 +141,7 @@ std::string URL::scheme() const { return lowercasedASCII(split(text_).scheme.val
 
 bool URL::isFileURL() const noexcept {
   const auto scheme = split(text_).scheme.value_or("");
-  return scheme.size() == 4 && lowercasedASCII(scheme) == "file";  // so short that it takes no memory
+  return scheme.size() == 4 && lowercasedASCII(scheme) == "file";  // short enough to need no allocation
 }
 
 std::string URL::host() const {

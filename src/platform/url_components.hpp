@@ -7,16 +7,15 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// The parts to compose a URL from.
+/// Composes a URL.
 class URLComponents {
  public:
   std::string scheme;
   std::string host;
-  /// Plain text, whatever its bytes: those that may not stand in the path of a URL go out percent-encoded,
-  /// all others (the slash too) as they are.
+  /// Not encoded, any bytes. Those that aren't allowed in a URL's path are percent-encoded; slashes stay.
   std::string path;
 
-  /// Absent for a path that isn't empty and doesn't begin with a slash.
+  /// Absent if the path is not empty and doesn't begin with a slash.
   std::optional<URL> url() const;
 };
 

@@ -25,7 +25,7 @@ constexpr std::array<std::string_view, 17> codingKeys{
     "SubFormat",    "MovieName",     "MovieYear",       "MovieKind",       "IDMovieImdb",  "SeriesIMDBParent",
     "SeriesSeason", "SeriesEpisode", "ZipDownloadLink", "SubDownloadLink", "SubSumCD"};
 
-/// The number that the whole text is in decimal, with or without a sign; 0 when it isn't one.
+/// The text as a decimal number, with or without a sign; 0 if it isn't one.
 std::int64_t decimal(std::string_view text) {
   if (text.starts_with('+') && !text.starts_with("+-")) text.remove_prefix(1);
   std::int64_t number = 0;
@@ -70,7 +70,7 @@ Result<std::shared_ptr<const Subtitle>> SubtitleRecord::decode(const KeyedView& 
   }
   if (size > std::numeric_limits<std::uint32_t>::max()) return posixError(EOVERFLOW);
 
-  // The block gives its memory back and nobody destroys the record, which holds nothing that would need it.
+  // The record's destructor never runs; it isn't needed, as the record owns nothing.
   using Unit = std::max_align_t;
   const auto units = (sizeof(SubtitleRecord) + size + sizeof(Unit) - 1) / sizeof(Unit);
   const auto block = std::make_shared_for_overwrite<Unit[]>(units);

@@ -13,8 +13,8 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// What a Subtitle holds, and its mapping from JSON. The texts lie right behind the object, in the same block
-/// of memory, so that a record is one allocation.
+/// The implementation of Subtitle, and its mapping from JSON. The texts directly follow the object in memory,
+/// so a record is a single allocation.
 class SubtitleRecord final : public Subtitle {
  public:
   // In the order in which the keys are read and written.
@@ -41,7 +41,7 @@ class SubtitleRecord final : public Subtitle {
   /// The keys of the JSON object.
   static const CodingKeys keys;
 
-  /// The record in the view of one JSON value, or the fault of the first key that has one.
+  /// Decodes a record; fails with the error of the first faulty key.
   static Result<std::shared_ptr<const Subtitle>> decode(const KeyedView& view);
 
   static const SubtitleRecord& of(const Subtitle& subtitle) noexcept {
@@ -56,11 +56,11 @@ class SubtitleRecord final : public Subtitle {
     return of(subtitle).text(imdbIDSeriesKey);
   }
 
-  /// Has a NUL behind it; empty for a link that is absent.
+  /// NUL-terminated; empty for an absent link.
   std::string_view text(Key key) const noexcept {
     return {texts() + begins_[key], begins_[key + 1] - begins_[key] - 1};
   }
-  /// A text that only a link lacks.
+  /// Absent for an absent link only.
   std::optional<std::string_view> optionalText(Key key) const noexcept {
     const bool absent = (key == zipDownloadLinkKey && !hasZipDownloadLink_) ||
                         (key == subDownloadLinkKey && !hasSubDownloadLink_);

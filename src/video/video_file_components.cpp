@@ -20,11 +20,10 @@ namespace {
 enum Key : std::size_t { titleKey, yearKey, seasonKey, episodeKey, resolutionKey };
 constexpr std::array<std::string_view, 5> componentKeys{"title", "year", "season", "episode", "resolution"};
 
-/// What a word is made of, by Unicode's advice on regular expressions. PCRE2 has another idea of it.
+/// Word characters as defined by Unicode (UTS #18); PCRE2's \w differs.
 constexpr std::string_view inAWord = R"([\p{Alphabetic}\p{M}\p{Nd}\p{Pc}\x{200C}\x{200D}])";
 
-/// The markers in a name, compiled on first use, which is tried again after a failure, and never destroyed:
-/// the host may parse names while it exits.
+/// Never destroyed, as the host may parse names while it exits.
 struct Markers {
   RegularExpression seasonAndEpisode{"(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})"};
   RegularExpression resolution{
@@ -35,7 +34,7 @@ struct Markers {
 
 constinit MadeOnce<Markers> sharedMarkers;
 
-/// The number that the text is; absent unless it is made of ASCII digits, which `\d` doesn't promise.
+/// Absent unless all digits are ASCII, which `\d` doesn't guarantee.
 std::optional<std::int64_t> wholeNumber(std::string_view digits) {
   std::int64_t number = 0;
   const char* const end = digits.data() + digits.size();
@@ -44,11 +43,11 @@ std::optional<std::int64_t> wholeNumber(std::string_view digits) {
   return number;
 }
 
-/// The name as it is searched: without extension, with spaces for separators, in well-formed UTF-8.
+/// The name without its extension, with spaces for separators, in well-formed UTF-8.
 std::string nameOf(const URL& url) {
   std::string name = url.lastPathComponent();
   const std::size_t period = name.rfind('.');
-  // A period in front makes a hidden file, not an extension.
+  // A leading period is that of a hidden file.
   if (period != std::string::npos && period > 0) name.resize(period);
   for (char& c : name) {
     if (c == '.' || c == '_') c = ' ';
@@ -59,7 +58,7 @@ std::string nameOf(const URL& url) {
 VideoFileComponents parse(const std::string& name) {
   VideoFileComponents components;
   const Markers& markers = sharedMarkers.get();
-  // Each kind of marker is looked for in the whole name, and each match moves the end of the title.
+  // Each kind of marker is searched for in the whole name, and each match moves the end of the title.
   RegularExpression::Matches match(name);
   std::size_t titleEnd = name.size();
   for (match.of(markers.seasonAndEpisode); match.next();) {

@@ -30,11 +30,11 @@ int openForReading(const char* path, int flags) {
   return descriptor;
 }
 
-/// A file that is open for reading, as long as this lives.
+/// RAII for a file that is open for reading.
 class OpenFile {
  public:
   explicit OpenFile(const std::string& path) {
-    // Without waiting for the other end of a pipe, and without a terminal becoming the host's own.
+    // Don't wait for the other end of a pipe; don't acquire a controlling terminal.
     descriptor_ = openForReading(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (descriptor_ < 0 && errno == EWOULDBLOCK) waitForLease(path);
   }
@@ -44,7 +44,7 @@ class OpenFile {
   OpenFile(const OpenFile&) = delete;
   OpenFile& operator=(const OpenFile&) = delete;
 
-  /// The size in bytes; absent for what isn't open, or isn't a file or a block device.
+  /// Absent unless open, and a regular file or a block device.
   std::optional<std::uint64_t> size() const {
     struct stat status {};
     if (descriptor_ < 0 || ::fstat(descriptor_, &status) != 0) return std::nullopt;
@@ -54,7 +54,7 @@ class OpenFile {
     return static_cast<std::uint64_t>(end);
   }
 
-  /// Reads a whole block; false when there is less to read.
+  /// Reads a whole block; false if there is less.
   bool read(Block& block, std::uint64_t offset) const {
     std::size_t done = 0;
     while (done < block.size()) {
@@ -68,9 +68,9 @@ class OpenFile {
   }
 
  private:
-  /// Opens a file that another process holds a lease on: the system asks it to give that up, and takes it
-  /// away after a while (/proc/sys/fs/lease-break-time). What is waited for is the very file that was looked
-  /// at.
+  /// Opens a file on which another process holds a lease: blocks until the holder gives it up or the system
+  /// breaks it (/proc/sys/fs/lease-break-time). Checks the type through O_PATH first, so that it can't block
+  /// on a pipe.
   void waitForLease(const std::string& path) {
     const int place = openForReading(path.c_str(), O_PATH);
     struct stat status {};

@@ -16,18 +16,18 @@ constexpr OptionRule commonRules[] = {{"json", false},
                                       {"help", false, 'h'},
                                       {"version", false, 'V'}};
 
-// What getopt_long reports for a long option: its place in the list, out of the way of all letters.
+// getopt_long's value for a long option is its index plus this, beyond all letters.
 constexpr int firstLong = 256;
 
 }  // namespace
 
-// getopt_long and no parser library: those that were tried read lists into values such as "[720p]" or refuse
-// the empty one, and here every byte of a file name counts.
+// getopt_long rather than a parser library: those tried parse values such as "[720p]" as lists, or reject
+// empty ones.
 Arguments parseArguments(int argc, char** argv, std::span<const OptionRule> rules) {
   std::vector<OptionRule> all(std::begin(commonRules), std::end(commonRules));
   all.insert(all.end(), rules.begin(), rules.end());
 
-  std::string letters = ":";  // tell a missing value from an unknown option
+  std::string letters = ":";  // report a missing value as ':'
   std::vector<::option> longOptions;
   for (std::size_t i = 0; i < all.size(); ++i) {
     const int takesValue = all[i].takesValue ? required_argument : no_argument;

@@ -7,19 +7,19 @@
 
 namespace caprion::tool {
 
-/// The command line can't be understood; the text says why.
+/// The command line is invalid; what() says why.
 struct UsageError : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// An option of one command: --NAME, and -LETTER where there is one. Options of every command aren't listed.
+/// An option of one command: --NAME and, if set, -LETTER. Those that all commands have aren't listed.
 struct OptionRule {
   const char* name;
   bool takesValue = true;
   char letter = '\0';
 };
 
-/// The words behind a command's name. All views are of argv, byte for byte.
+/// The parsed arguments of a command. All views are of argv.
 struct Arguments {
   struct Option {
     std::string_view name;
@@ -28,20 +28,20 @@ struct Arguments {
 
   /// The command's own options, in the order they were given.
   std::vector<Option> options;
-  /// What is no option, and everything behind "--".
+  /// Arguments that are no options, and everything after "--".
   std::vector<std::string_view> operands;
 
   bool json = false;
   bool quiet = false;
   bool verbose = false;
-  /// The version was asked for; nothing behind that was looked at.
+  /// --version was given; the rest wasn't parsed.
   bool version = false;
-  /// Help was asked for; nothing behind that was looked at.
+  /// --help was given; the rest wasn't parsed.
   bool help = false;
 };
 
-/// Sorts the words of argv, whose first is the command's name. Throws UsageError. To be called once a
-/// process.
+/// Parses argv, whose first element is the command's name. Throws UsageError. May be called once only, as
+/// getopt_long has global state.
 Arguments parseArguments(int argc, char** argv, std::span<const OptionRule> rules);
 
 }  // namespace caprion::tool

@@ -10,18 +10,18 @@
 
 namespace caprion::tool {
 
-/// What the process reports when it ends.
+/// The exit status of the process.
 enum class ExitStatus { done = 0, nothingFound = 1, usage = 2, failed = 3 };
 
 /// One command of the program. Each has a file of its own and a line in main.cpp.
 struct Command {
   std::string_view name;
-  /// What it does, in one line of `caprion --help`.
+  /// Its line in `caprion --help`.
   std::string_view summary;
-  /// The page of `caprion NAME --help`, up to the options of every command.
+  /// The text of `caprion NAME --help`, without the common options.
   std::string_view help;
   std::span<const OptionRule> options;
-  /// Does the work. Prints the results and every failure; throws UsageError before anything was done.
+  /// Runs the command and prints results and failures. May throw UsageError before it has done anything.
   ExitStatus (*run)(const Arguments& arguments, Output& output);
 };
 
@@ -32,7 +32,7 @@ extern const Command hashCommand;
 extern const Command parseCommand;
 extern const Command languagesCommand;
 
-/// Downloads a subtitle and prints all that is reported of it.
+/// Downloads a subtitle and prints all reports.
 ExitStatus downloadAndPrint(const Subtitle& subtitle, Output& output);
 
 }  // namespace caprion::tool

@@ -44,11 +44,10 @@ A failure on the way doesn't always end a download: there may be several, and a
 path behind them. The exit status is 3 even then.
 )";
 
-// Many times the size of what a search prints. Whoever names a video by mistake isn't to wait until it is in
-// memory.
+// Many times the size of a search's output. Rejects a video that is named by mistake.
 constexpr std::size_t longestRecords = 64 << 20;
 
-/// The record in a text: its first line, as a search may have printed several, or all of it.
+/// Decodes the first line, as a search may have printed several, or else the whole text.
 Result<std::shared_ptr<const Subtitle>> recordFrom(std::string_view text) {
   const std::string_view line = text.substr(0, text.find_first_of("\r\n"));
   const bool isWhole = line.starts_with('{') && line.ends_with('}');

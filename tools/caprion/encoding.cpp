@@ -17,19 +17,18 @@ namespace caprion::tool {
 
 namespace {
 
-// No subtitles are longer; what is, isn't worth the time and memory that looking at it takes.
+// Longer texts are left alone. Subtitles aren't that long.
 constexpr std::size_t longestText = 4 << 20;
 
-// Below this share of its letters, a text is hardly in the language that it is said to be in.
+// A text with a lower likeness is hardly in the expected language.
 constexpr double leastLikeness = 0.5;
 
-/// How a language is written: the encodings that are usual for it, and the letters to expect beside those of
-/// ASCII, of which "а-я" is a range.
+/// The usual encodings of some languages, and the letters to expect beyond ASCII; "а-я" is a range.
 struct Writing {
   std::string_view languages, encodings, letters;
 };
 
-constexpr std::string_view western = "À-ÖØ-öø-ÿŒœŠšŽžŸªº";  // of those that aren't listed
+constexpr std::string_view western = "À-ÖØ-öø-ÿŒœŠšŽžŸªº";  // for languages that aren't listed
 constexpr Writing writings[] = {
     {"eng", "windows-1252", "ÀÇÈÉÊËÏÑÖàâäçèéêëïñöœ"},
     {"ger ltz", "windows-1252", "ÄÖÜßäöüéèëê"},
@@ -58,7 +57,7 @@ constexpr Writing writings[] = {
     {"kor", "euc-kr", "ㄱ-ㆎ가-힣"},
 };
 
-// Punctuation and signs of all languages, which speak for none.
+// Punctuation and symbols of all languages.
 constexpr std::string_view neutral = "\u00A0¡©«®°´·»¼-¿×÷‐-⁞€№™♩-♯、-】〜！-～\uFEFF";
 
 Writing writingOf(const Language& language) {
@@ -68,9 +67,9 @@ Writing writingOf(const Language& language) {
   return {"", "windows-1252", western};
 }
 
-/// The encoder that understands an encoding best: of some, newer ones hold all that the old ones do.
+/// The iconv name for an encoding: of some, a superset.
 const char* encoderFor(std::string_view encoding) {
-  if (encoding == "shift_jis") return "windows-31j";  // where a backslash is one, and no yen sign
+  if (encoding == "shift_jis") return "windows-31j";  // where 0x5C is a backslash, not a yen sign
   if (encoding == "euc-kr") return "uhc";
   return encoding.data();
 }
@@ -79,11 +78,11 @@ std::optional<std::string> converted(const std::string& text, const char* from, 
   iconv_t converter = ::iconv_open(to, from);
   if (reinterpret_cast<std::intptr_t>(converter) == -1) return std::nullopt;
   std::string result(text.size() * 4 + 4, '\0');
-  char* source = const_cast<char*>(text.data());  // which iconv leaves alone
+  char* source = const_cast<char*>(text.data());  // iconv doesn't modify it
   char* target = result.data();
   std::size_t unread = text.size();
   std::size_t room = result.size();
-  const bool isRight = ::iconv(converter, &source, &unread, &target, &room) == 0 &&  // 0 of no exact match
+  const bool isRight = ::iconv(converter, &source, &unread, &target, &room) == 0 &&  // 0 inexact conversions
                        ::iconv(converter, nullptr, nullptr, &target, &room) == 0;
   ::iconv_close(converter);
   if (!isRight) return std::nullopt;
@@ -91,7 +90,7 @@ std::optional<std::string> converted(const std::string& text, const char* from, 
   return result;
 }
 
-/// A text in UTF-8, if nothing of it was lost and there is nothing in it that no subtitle has.
+/// The text in UTF-8; absent if it doesn't convert back to the same bytes, or holds control characters.
 std::optional<std::string> decoded(const std::string& text, const char* encoding) {
   auto result = converted(text, encoding, "UTF-8");
   if (!result || converted(*result, "UTF-8", encoding) != text) return std::nullopt;
@@ -111,7 +110,7 @@ bool contains(std::u32string_view set, char32_t c) {
   return false;
 }
 
-/// How much a text looks like one in the language: the share of its letters beyond ASCII, from -1 to 1.
+/// From -1 to 1: of the characters beyond ASCII, the share of expected ones minus that of others.
 double likeness(const std::string& text, std::string_view letters) {
   const std::u32string expected = codePoints(letters), ignored = codePoints(neutral);
   std::ptrdiff_t count = 0, right = 0;
@@ -123,12 +122,13 @@ double likeness(const std::string& text, std::string_view letters) {
   return count == 0 ? 0 : static_cast<double>(right) / static_cast<double>(count);
 }
 
-bool hasMarkOfUTF16(std::string_view text) {
+bool hasUTF16Mark(std::string_view text) {
   return text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
 }
 
-/// Which kind of UTF-16 a text is in, by its mark or else by where its NULs are; null for none.
-const char* kindOfUTF16(std::string_view text) {
+/// The byte order of UTF-16, by the byte order mark, or else by whether NULs are at even or odd positions;
+/// null if it isn't UTF-16.
+const char* utf16Variant(std::string_view text) {
   if (text.starts_with("\xFF\xFE")) return "utf-16le";
   if (text.starts_with("\xFE\xFF")) return "utf-16be";
   std::size_t nulls[] = {0, 0};
@@ -138,11 +138,11 @@ const char* kindOfUTF16(std::string_view text) {
 }
 
 std::optional<std::string> fromUTF16(const std::string& text) {
-  const char* const kind = kindOfUTF16(text);
-  return kind ? decoded(text.substr(hasMarkOfUTF16(text) ? 2 : 0), kind) : std::nullopt;
+  const char* const kind = utf16Variant(text);
+  return kind ? decoded(text.substr(hasUTF16Mark(text) ? 2 : 0), kind) : std::nullopt;
 }
 
-/// What uchardet takes the text for, by the name of its family's largest member; empty when it can't tell.
+/// uchardet's guess, mapped to the superset used here; empty if it has none.
 std::string guessFor(const std::string& text) {
   const std::unique_ptr<uchardet, decltype(&::uchardet_delete)> detector(::uchardet_new(),
                                                                          &::uchardet_delete);
@@ -158,7 +158,7 @@ std::string guessFor(const std::string& text) {
   return guess;
 }
 
-/// The encodings that come into question, the likeliest first.
+/// The encodings to try, the likeliest first.
 std::vector<std::string> candidatesFor(const std::string& guess, std::string_view usual) {
   std::vector<std::string> candidates;
   while (!usual.empty()) {
@@ -182,7 +182,7 @@ EncodedText inUTF8(std::string bytes, const Language& language) {
   if (!hasNull && wellFormed(bytes) == bytes) return {std::move(bytes), {}, false};
   if (bytes.size() > longestText) return {std::move(bytes), {}, true};
   if (auto text = fromUTF16(bytes)) return {*std::move(text), "utf-16", false};
-  if (hasMarkOfUTF16(bytes)) return {std::move(bytes), {}, true};
+  if (hasUTF16Mark(bytes)) return {std::move(bytes), {}, true};
 
   const Writing writing = writingOf(language);
   const std::string guess = guessFor(bytes);
@@ -198,7 +198,7 @@ EncodedText inUTF8(std::string bytes, const Language& language) {
       best = {*std::move(text), encoding, false};
     }
   }
-  // Where hardly a letter speaks for the language, it may be another one, and uchardet's word counts.
+  // If the letters hardly match the language, it may be another one: trust uchardet.
   return bestLikeness < leastLikeness && !guessed.isUnknown ? guessed : best;
 }
 
@@ -206,7 +206,7 @@ bool isText(const std::string& bytes) {
   const std::string start = lowercased(std::string_view(bytes).substr(0, 1024));
   if (start.find("<html") != std::string::npos || start.find("<!doctype html") != std::string::npos)
     return false;
-  return hasMarkOfUTF16(bytes) || bytes.find('\0') == std::string::npos ||
+  return hasUTF16Mark(bytes) || bytes.find('\0') == std::string::npos ||
          (bytes.size() <= longestText && fromUTF16(bytes));
 }
 

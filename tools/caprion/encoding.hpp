@@ -6,20 +6,20 @@
 
 namespace caprion::tool {
 
-/// The text of a subtitle file, and what was found out about how it is encoded.
+/// The text of a subtitle file, and its encoding.
 struct EncodedText {
   std::string bytes;
-  /// What it was converted to UTF-8 from, as IANA names it, in lower case; empty when it stayed as it was.
+  /// The original encoding by its IANA name in lower case; empty if the text wasn't converted.
   std::string convertedFrom{};
-  /// It stayed as it was because nobody could tell what it is; else because it is UTF-8.
+  /// The encoding wasn't recognized. If false and not converted, the text was UTF-8 already.
   bool isUnknown = false;
 };
 
-/// Converts a text in a language to UTF-8: from UTF-16 if it is that, else from what uchardet and the
-/// letters of the language speak for, and only if the way back gives the same bytes.
+/// Converts a text in a known language to UTF-8: from UTF-16 if it is that, else from the encoding that
+/// uchardet and the language's letters suggest, and only if converting back gives the same bytes.
 EncodedText inUTF8(std::string bytes, const Language& language);
 
-/// Whether a file holds a text, and neither a web page nor other bytes than those of an encoding.
+/// Whether a file holds text, rather than a web page or binary data.
 bool isText(const std::string& bytes);
 
 }  // namespace caprion::tool

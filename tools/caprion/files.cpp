@@ -19,7 +19,7 @@ namespace caprion::tool {
 
 namespace {
 
-/// Makes a file that is nobody else's; returns its descriptor, or -1 and leaves an errno.
+/// Creates a new file; returns its descriptor, or -1 with errno set.
 int create(const std::filesystem::path& path) {
   return ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
 }
@@ -32,7 +32,7 @@ int renameTo(const std::filesystem::path& from, const std::filesystem::path& to,
   }
   if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
   if (errno == EEXIST) return EEXIST;
-  // Some file systems can't, network ones above all. There, an empty file takes the name first.
+  // Not supported on some file systems, mostly network ones: reserve the name with an empty file.
   const int reserved = create(to);
   if (reserved < 0) return errno;
   ::close(reserved);
@@ -91,22 +91,23 @@ Result<std::string> contentOf(const std::filesystem::path& file, std::size_t lim
 }
 
 int placeFile(std::string_view content, const std::filesystem::path& path, bool replace) {
-  static std::atomic<unsigned> drafts = 0;
-  const std::lock_guard lock(cleanEnd());
-  std::filesystem::path draft;
+  static std::atomic<unsigned> counter = 0;
+  const std::lock_guard lock(cleanupMutex());
+  std::filesystem::path temporary;
   int target = -1;
   int error = EEXIST;
   while (target < 0 && error == EEXIST) {
-    draft = path.parent_path() / (".caprion-" + std::to_string(::getpid()) + "-" + std::to_string(drafts++));
-    target = create(draft);
+    temporary =
+        path.parent_path() / (".caprion-" + std::to_string(::getpid()) + "-" + std::to_string(counter++));
+    target = create(temporary);
     error = target < 0 ? errno : 0;
   }
   if (target < 0) return error;
   error = writeAll(target, content);
-  // Some file systems tell only now that there was no room.
+  // Some file systems report a full disk only here.
   if (::close(target) != 0 && error == 0) error = errno;
-  if (error == 0) error = renameTo(draft, path, replace);
-  if (error != 0) ::unlink(draft.c_str());
+  if (error == 0) error = renameTo(temporary, path, replace);
+  if (error != 0) ::unlink(temporary.c_str());
   return error;
 }
 

@@ -25,43 +25,44 @@ namespace {
 
 constexpr std::string_view serviceHost = "rest.opensubtitles.org";
 
-// What the library unpacks has no more.
+// The library unpacks no larger files.
 constexpr std::size_t longestSubtitle = 256 << 20;
 
-// Many times the size of usual ones.
+// Many times the usual size.
 constexpr std::size_t longestKept = 1 << 20;
 
-/// What the service is asked about a video, the best question first.
-std::vector<std::vector<Arg>> questionsFor(const URL& video, const VideoHash& hash, std::string_view stem) {
-  std::vector<std::vector<Arg>> questions;
+/// The queries for a video, the most precise first.
+std::vector<std::vector<Arg>> queriesFor(const URL& video, const VideoHash& hash, std::string_view stem) {
+  std::vector<std::vector<Arg>> queries;
   if (!hash.fileHash.empty()) {
-    questions.push_back({Arg(Param::moviebytesize, std::to_string(hash.fileSize)),  //
-                         Arg(Param::moviehash, hash.fileHash)});
+    queries.push_back({Arg(Param::moviebytesize, std::to_string(hash.fileSize)),  //
+                       Arg(Param::moviehash, hash.fileHash)});
   }
-  questions.push_back({Arg(Param::tag, std::string(stem))});
+  queries.push_back({Arg(Param::tag, std::string(stem))});
   const ReleaseName name = ReleaseName::from(video);
-  if (name.title.empty()) return questions;
+  if (name.title.empty()) return queries;
   if (name.season && !name.episodes.empty()) {
-    questions.push_back({Arg(Param::query, name.title), Arg(Param::season, std::to_string(*name.season)),
-                         Arg(Param::episode, std::to_string(name.episodes.front()))});
+    queries.push_back({Arg(Param::query, name.title), Arg(Param::season, std::to_string(*name.season)),
+                       Arg(Param::episode, std::to_string(name.episodes.front()))});
   } else {
     std::string words = name.title;
     if (name.year) words.append(" ").append(std::to_string(*name.year));
-    questions.push_back({Arg(Param::query, std::move(words))});
+    queries.push_back({Arg(Param::query, std::move(words))});
   }
-  return questions;
+  return queries;
 }
 
-/// Whether a download failed on the way, and not because of this one link or archive.
-bool isOutOfReach(const Error& error) {
-  // Malformed, unsupported, redirected for ever, undecodable, too large.
-  constexpr std::int64_t ownFaults[] = {-1000, -1002, -1007, -1016, -1103};
+/// Whether a download failed because the service can't be reached, rather than because of this link or
+/// archive.
+bool isServiceFailure(const Error& error) {
+  // Malformed, unsupported, too many redirects, undecodable, too large.
+  constexpr std::int64_t linkFailures[] = {-1000, -1002, -1007, -1016, -1103};
   if (error.domain() != NSURLErrorDomain) return error.domain() == AnswerErrorDomain;
-  return std::find(std::begin(ownFaults), std::end(ownFaults), error.code()) == std::end(ownFaults);
+  return std::find(std::begin(linkFailures), std::end(linkFailures), error.code()) == std::end(linkFailures);
 }
 
-/// Whether the library couldn't unpack what it got, such as an error page.
-bool isOfNoArchive(const Error& error) {
+/// Whether what was downloaded is no archive, but an error page, say.
+bool isNoArchive(const Error& error) {
   return error.domain().empty() && error.localizedRecoverySuggestion() == "archive.zip\n";
 }
 
@@ -71,15 +72,15 @@ void failOpen(Task& task, const Error& error) {
   }
 }
 
-void cutOff(Task& task, const Error& error) {
-  task.isCutOff = true;
+void markUnreachable(Task& task, const Error& error) {
+  task.isUnreachable = true;
   task.isRefused = error.domain() == AnswerErrorDomain;
   failOpen(task, error);
 }
 
 }  // namespace
 
-/// The hits of one language that have been tried.
+/// The hits tried for one language.
 struct Finder::Attempts {
   static constexpr std::size_t most = 3;
   std::vector<std::string> identifiers;
@@ -97,20 +98,20 @@ void Finder::find(Task& task) {
   if (!hash) return failOpen(task, Error("", 0, {}, "Cannot create a video hash for the file"));
 
   std::vector<Attempts> attempts(task.outcomes.size());
-  for (std::vector<Arg>& question : questionsFor(url, *hash, stemOf(task.video.name()))) {
+  for (std::vector<Arg>& criteria : queriesFor(url, *hash, stemOf(task.video.name()))) {
     std::vector<Language> languages;
     for (const Outcome& outcome : task.outcomes) {
       if (outcome.isOpen()) languages.push_back(outcome.language);
     }
     if (languages.empty()) break;
 
-    task.hasAsked = true;
-    question.emplace_back(Param::sublanguageid, identifiersOf(languages));
-    const auto hits = persist(serviceHost, 1, [&question] { return query(question); });
+    task.hasQueried = true;
+    criteria.emplace_back(Param::sublanguageid, identifiersOf(languages));
+    const auto hits = withRetries(serviceHost, 1, [&criteria] { return query(criteria); });
     const auto ranked = hits ? rankedSubtitles(*hits, url) : hits.error();
     if (!ranked) {
       return ranked.error().domain() == NSPOSIXErrorDomain ? failOpen(task, ranked.error())
-                                                           : cutOff(task, ranked.error());
+                                                           : markUnreachable(task, ranked.error());
     }
     for (std::size_t i = 0; i < task.outcomes.size(); ++i) {
       if (task.outcomes[i].isOpen()) choose(task, task.outcomes[i], attempts[i], *ranked);
@@ -121,26 +122,26 @@ void Finder::find(Task& task) {
   }
 }
 
-void Finder::giveUp() { pace_.end(); }
+void Finder::stopRetrying() { limiter_.end(); }
 
-/// Tries again, after a pause, what was answered with something else than it should be. It takes so many
-/// requests to the host each time.
+/// Retries with back-off when the answer isn't what it should be. Each attempt makes `requests` requests to
+/// the host.
 template <typename Attempt>
-auto Finder::persist(std::string_view host, std::size_t requests, const Attempt& attempt)
+auto Finder::withRetries(std::string_view host, std::size_t requests, const Attempt& attempt)
     -> decltype(attempt()) {
   constexpr std::chrono::milliseconds pauses[] = {std::chrono::milliseconds(500),
                                                   std::chrono::milliseconds(2500), std::chrono::seconds(7)};
   for (auto pause = std::begin(pauses);; ++pause) {
     auto answer = [&] {
-      const auto turn = pace_.turnWith(host, requests);
+      const auto permit = limiter_.acquire(host, requests);
       return attempt();
     }();
     if (answer || answer.error().domain() != AnswerErrorDomain || pause == std::end(pauses)) return answer;
-    if (!pace_.pause(host, *pause)) return answer;
+    if (!limiter_.backOff(host, *pause)) return answer;
   }
 }
 
-/// Takes the best hit in the outcome's language.
+/// Takes the best usable hit in the outcome's language.
 void Finder::choose(Task& task, Outcome& outcome, Attempts& attempts,
                     const std::vector<RankedSubtitle>& ranked) {
   std::vector<RankedSubtitle> hits;
@@ -148,7 +149,7 @@ void Finder::choose(Task& task, Outcome& outcome, Attempts& attempts,
     const Subtitle& hit = *one.subtitle;
     if (Language::from(hit.subLanguageID()) == outcome.language &&
         !hit.zipDownloadLink().value_or("").empty() &&
-        !placeFor(task.video, hit, outcome.language, wish_).empty() && !attempts.include(hit))
+        !placeFor(task.video, hit, outcome.language, options_).empty() && !attempts.include(hit))
       hits.push_back(one);
   }
   if (picker_ && !hits.empty()) {
@@ -172,12 +173,12 @@ void Finder::choose(Task& task, Outcome& outcome, Attempts& attempts,
   }
 }
 
-/// Downloads and places one; true if its archive was of no use, so that another one may be tried.
+/// Downloads and places a hit. Returns true if its archive was unusable and the next one should be tried.
 bool Finder::fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit) {
   outcome.choice = hit;
-  outcome.subtitle = placeFor(task.video, *hit.subtitle, outcome.language, wish_);
-  const int obstacle = obstacleAt(outcome.subtitle, wish_.force);
-  if (wish_.dryRun || obstacle != 0) {
+  outcome.subtitle = placeFor(task.video, *hit.subtitle, outcome.language, options_);
+  const int obstacle = obstacleAt(outcome.subtitle, options_.force);
+  if (options_.dryRun || obstacle != 0) {
     settle(outcome, obstacle);
     return false;
   }
@@ -187,13 +188,13 @@ bool Finder::fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit) {
     return false;
   }
   outcome.errors.push_back(content.error());
-  if (!isOutOfReach(content.error())) return true;
+  if (!isServiceFailure(content.error())) return true;
   outcome.ending = Ending::failed;
-  cutOff(task, content.error());
+  markUnreachable(task, content.error());
   return false;
 }
 
-/// Downloads the text of a subtitle.
+/// Downloads a subtitle and returns the content of its file.
 Result<std::string> Finder::contentOf(const Video& video, const Subtitle& hit, Outcome& outcome) {
   Slot& slot = slots_[std::hash<std::string_view>()(hit.subtitleID()) % slots_.size()];
   const std::lock_guard lock(slot.mutex);
@@ -201,8 +202,8 @@ Result<std::string> Finder::contentOf(const Video& video, const Subtitle& hit, O
   if (record && *record == slot.hit) return slot.content;
 
   const auto link = URL::fromString(hit.zipDownloadLink().value());
-  // A download is often redirected once.
-  const auto reported = persist(link ? link->host() : "", 2, [&] { return fileOf(hit, outcome); });
+  // 2, as a download is often redirected once.
+  const auto reported = withRetries(link ? link->host() : "", 2, [&] { return fileOf(hit, outcome); });
   if (!reported) return reported.error();
   const auto unpacked = subtitleFor(video, hit, reported->path());
   if (!unpacked) return unpacked.error();
@@ -217,34 +218,34 @@ Result<std::string> Finder::contentOf(const Video& video, const Subtitle& hit, O
   return content;
 }
 
-/// Downloads a hit once. Of several reports, those before the last are put down as errors.
+/// Makes one attempt at a download. Errors reported before the last report are added to the outcome.
 Result<URL> Finder::fileOf(const Subtitle& hit, Outcome& outcome) {
   Downloader downloader;
   auto reports = download(downloader, hit);
   for (std::size_t i = 0; i + 1 < reports.size(); ++i) {
     if (!reports[i]) outcome.errors.push_back(reports[i].error());
   }
-  if (!reports.back() && isOfNoArchive(reports.back().error()))
+  if (!reports.back() && isNoArchive(reports.back().error()))
     return Error(std::string(AnswerErrorDomain), 0, {}, "The server's answer is no archive");
   return std::move(reports.back());
 }
 
 void Finder::place(Outcome& outcome, std::string content) {
   EncodedText text{std::move(content)};
-  if (!wish_.keepEncoding) text = inUTF8(std::move(text.bytes), outcome.language);
+  if (!options_.keepEncoding) text = inUTF8(std::move(text.bytes), outcome.language);
   outcome.convertedFrom = text.convertedFrom;
   outcome.isOfUnknownEncoding = text.isUnknown;
-  settle(outcome, placeFile(text.bytes, outcome.subtitle, wish_.force));
+  settle(outcome, placeFile(text.bytes, outcome.subtitle, options_.force));
 }
 
-/// Puts down what became of it: `error` is 0 or an errno.
+/// Records the result of placing a file; `error` is 0 or an errno.
 void Finder::settle(Outcome& outcome, int error) const {
   struct stat status {};
   if (error == 0) {
     outcome.ending = Ending::placed;
-  } else if (error == EEXIST && !wish_.force && ::stat(outcome.subtitle.c_str(), &status) == 0 &&
+  } else if (error == EEXIST && !options_.force && ::stat(outcome.subtitle.c_str(), &status) == 0 &&
              S_ISREG(status.st_mode)) {
-    outcome.ending = Ending::alreadyThere;  // since the run began
+    outcome.ending = Ending::alreadyThere;  // created since the run began
   } else {
     outcome.fail(systemError(error, outcome.subtitle));
   }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "get.hpp"
-#include "pace.hpp"
 #include "picking.hpp"
+#include "rate_limiter.hpp"
 
 #include <caprion/result.hpp>
 #include <caprion/search_request.hpp>
@@ -19,22 +19,22 @@
 
 namespace caprion::tool {
 
-/// Finds, downloads and places the subtitles of videos; any number of threads may do so at a time.
+/// Finds, downloads and places subtitles. Thread-safe.
 class Finder {
  public:
-  /// With a `picker`, that chooses; if it is null, the best hit is taken whose archive is of use.
-  Finder(const Wish& wish, Picker* picker) : wish_(wish), picker_(picker) {}
+  /// The user chooses through `picker`; if it is null, the best hit with a usable archive is taken.
+  Finder(const GetOptions& options, Picker* picker) : options_(options), picker_(picker) {}
 
-  /// Finds the subtitles of those outcomes that are open.
+  /// Finds subtitles for all pending outcomes of a task.
   void find(Task& task);
 
-  /// From now on, what the service answered with no list, or no archive, isn't tried again.
-  void giveUp();
+  /// Ends all retries, for good.
+  void stopRetrying();
 
  private:
   struct Attempts;
-  /// What was downloaded last, as copies of a video have the same subtitle. Besides, a subtitle's folder is
-  /// emptied when it is downloaded again, so nobody may do that before it was read.
+  /// A cache entry with the latest download, as copies of a video have the same subtitle. The mutex also
+  /// keeps a subtitle from being downloaded again, which empties its folder, before it was read.
   struct Slot {
     std::mutex mutex{};
     std::string hit{};
@@ -42,7 +42,8 @@ class Finder {
   };
 
   template <typename Attempt>
-  auto persist(std::string_view host, std::size_t requests, const Attempt& attempt) -> decltype(attempt());
+  auto withRetries(std::string_view host, std::size_t requests, const Attempt& attempt)
+      -> decltype(attempt());
   void choose(Task& task, Outcome& outcome, Attempts& attempts, const std::vector<RankedSubtitle>& ranked);
   bool fetch(Task& task, Outcome& outcome, const RankedSubtitle& hit);
   Result<std::string> contentOf(const Video& video, const Subtitle& hit, Outcome& outcome);
@@ -50,10 +51,10 @@ class Finder {
   void place(Outcome& outcome, std::string content);
   void settle(Outcome& outcome, int error) const;
 
-  const Wish& wish_;
+  const GetOptions& options_;
   Picker* const picker_;
-  Pace pace_;
-  std::array<Slot, 64> slots_;  // by the subtitles' identifiers
+  RateLimiter limiter_;
+  std::array<Slot, 64> slots_;  // by the hash of the subtitle's identifier
 };
 
 }  // namespace caprion::tool

@@ -14,13 +14,13 @@
 
 namespace caprion::tool {
 
-// What the rooms of `caprion get` hand to each other: the wish of the command line goes in, and each video
-// comes out with an outcome for each language.
+// The types that the parts of `caprion get` share: its options, and for each video a task with an outcome for
+// each language.
 
-struct Wish {
+struct GetOptions {
   std::vector<std::string_view> paths;
   std::vector<Language> languages;
-  /// Where the subtitles go, unless it is beside the videos.
+  /// Where the subtitles go; absent for beside the videos.
   std::optional<std::string> folder;
   std::size_t videosAtATime = 6;
   bool force = false;
@@ -32,18 +32,18 @@ struct Wish {
 
 enum class Ending { placed, alreadyThere, notFound, declined, failed };
 
-/// What became of one video in one language. Not found is what it begins with.
+/// The result for one video in one language. It is pending while it is notFound.
 struct Outcome {
   Language language;
   Ending ending = Ending::notFound;
-  /// Where the subtitle is, or in a dry run would be.
+  /// The path of the subtitle; in a dry run, where it would be.
   std::string subtitle{};
-  /// The hit that it is of, if it was not there already.
+  /// The hit that was taken, unless the subtitle was there already.
   RankedSubtitle choice{};
-  /// What the text was converted from, if it was.
+  /// The original encoding, if the text was converted.
   std::string convertedFrom{};
   bool isOfUnknownEncoding = false;
-  /// All that went wrong, in its order, even if there is a subtitle in the end.
+  /// All failures in order, even if there is a subtitle in the end.
   std::vector<Error> errors{};
 
   bool isOpen() const { return ending == Ending::notFound; }
@@ -53,14 +53,14 @@ struct Outcome {
   }
 };
 
-/// A video of the run, or a path that is none: then it has an error and no outcomes.
+/// A video of the run, or a path that is no video: then `video` has an error and there are no outcomes.
 struct Task {
   Video video;
   std::vector<Outcome> outcomes{};
-  /// Whether anything was asked of the service, and whether the service was out of reach then.
-  bool hasAsked = false;
-  bool isCutOff = false;
-  /// Whether it could be reached even so, and answered something else than it should.
+  /// Whether the service was queried, and whether it was unreachable.
+  bool hasQueried = false;
+  bool isUnreachable = false;
+  /// If so, whether it did answer, but not with what it should.
   bool isRefused = false;
 
   bool isOpen() const {
@@ -71,7 +71,7 @@ struct Task {
   }
 };
 
-/// Gets the subtitles, and tells what became of each video.
-ExitStatus get(const Wish& wish, Output& output);
+/// Gets the subtitles, and reports the result for each video.
+ExitStatus get(const GetOptions& options, Output& output);
 
 }  // namespace caprion::tool

@@ -41,7 +41,7 @@ What is there already stays as it is, and isn't asked for again.
   --any              take named files for videos whatever they are called
 )";
 
-// More would only wait for each other: the service takes six requests at a time from an address.
+// More would only wait: the library has at most six connections to a host.
 constexpr std::size_t mostAtATime = 64;
 
 std::size_t jobsFrom(std::string_view word) {
@@ -52,29 +52,29 @@ std::size_t jobsFrom(std::string_view word) {
   return number;
 }
 
-Wish wishFrom(const Arguments& arguments) {
+GetOptions optionsFrom(const Arguments& arguments) {
   if (arguments.operands.empty()) throw UsageError("name at least one video file or folder");
-  Wish wish;
-  wish.paths = arguments.operands;
+  GetOptions result;
+  result.paths = arguments.operands;
   for (const auto& [name, value] : arguments.options) {
-    if (name == "lang") addLanguages(wish.languages, value);
-    if (name == "output") wish.folder = value;
-    if (name == "force") wish.force = true;
-    if (name == "dry-run") wish.dryRun = true;
-    if (name == "jobs") wish.videosAtATime = jobsFrom(value);
-    if (name == "pick") wish.pick = true;
-    if (name == "keep-encoding") wish.keepEncoding = true;
-    if (name == "any") wish.any = true;
+    if (name == "lang") addLanguages(result.languages, value);
+    if (name == "output") result.folder = value;
+    if (name == "force") result.force = true;
+    if (name == "dry-run") result.dryRun = true;
+    if (name == "jobs") result.videosAtATime = jobsFrom(value);
+    if (name == "pick") result.pick = true;
+    if (name == "keep-encoding") result.keepEncoding = true;
+    if (name == "any") result.any = true;
   }
-  if (wish.languages.empty()) wish.languages = {languageOfLocale()};
+  if (result.languages.empty()) result.languages = {languageOfLocale()};
   std::error_code ignored;
-  if (wish.folder && !std::filesystem::is_directory(*wish.folder, ignored))
-    throw UsageError("there is no folder '" + *wish.folder + "'");
-  if (wish.pick && !canPick()) throw UsageError("--pick needs a terminal to ask on");
-  return wish;
+  if (result.folder && !std::filesystem::is_directory(*result.folder, ignored))
+    throw UsageError("there is no folder '" + *result.folder + "'");
+  if (result.pick && !canPick()) throw UsageError("--pick needs a terminal to ask on");
+  return result;
 }
 
-ExitStatus runGet(const Arguments& arguments, Output& output) { return get(wishFrom(arguments), output); }
+ExitStatus runGet(const Arguments& arguments, Output& output) { return get(optionsFrom(arguments), output); }
 
 }  // namespace
 

@@ -37,7 +37,7 @@ std::string identifiersOf(const std::vector<Language>& languages) {
   return list;
 }
 
-std::string_view pieceOf(const Language& language) {
+std::string_view fileNameCodeOf(const Language& language) {
   if (language.iso6392.empty()) return language.tag;  // pob, zht
   const bool isWithdrawn = language.identifier == "scc" || language.identifier == "mne";
   return isWithdrawn ? language.iso6392 : language.identifier;

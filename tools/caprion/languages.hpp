@@ -8,18 +8,18 @@
 
 namespace caprion::tool {
 
-/// Adds the languages of a list with commas, each in any form that Language::from knows and each once. Throws
-/// UsageError for what is none.
+/// Adds the languages of a comma-separated list of codes, without duplicates. Throws UsageError for an
+/// unknown code.
 void addLanguages(std::vector<Language>& languages, std::string_view list);
 
-/// The language of the user's locale; English where that is none, or none that the service has.
+/// The language of the locale; English if that is unset or unknown to the service.
 Language languageOfLocale();
 
-/// The service's identifiers, with commas between them.
+/// The service's identifiers, comma-separated.
 std::string identifiersOf(const std::vector<Language>& languages);
 
-/// The piece of a subtitle's file name by which players know its language: the service's identifier where
-/// that is a code of ISO 639-2, as most are, or else the tag with a region or ISO 639-2/T.
-std::string_view pieceOf(const Language& language);
+/// The language code for a subtitle's file name, as players understand it: the service's identifier if it is
+/// an ISO 639-2 code, as most are; else ISO 639-2/T or the tag with a region.
+std::string_view fileNameCodeOf(const Language& language);
 
 }  // namespace caprion::tool

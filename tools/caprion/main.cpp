@@ -52,7 +52,7 @@ std::string version() {
   return text.data();
 }
 
-/// Does what a command was asked for; argv starts at its name.
+/// Runs a command; argv starts at its name.
 ExitStatus runCommand(const Command& command, int argc, char** argv, Output& output) {
   try {
     const Arguments arguments = parseArguments(argc, argv, command.options);
@@ -105,9 +105,9 @@ ExitStatus run(int argc, char** argv, Output& output) {
 
 int main(int argc, char** argv) {
   using namespace caprion::tool;
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // widths of characters, whatever the environment says
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // for wcwidth, whatever the environment says
   Output output;
-  watchSignals();
+  handleSignals();
   const ExitStatus status = run(argc, argv, output);
   return static_cast<int>(output.finish() ? status : ExitStatus::failed);
 }

@@ -23,14 +23,14 @@ namespace caprion::tool {
 
 namespace {
 
-// A server's whole answer may be the description of an error. People need its start, some three lines.
+// About three lines. The description of an error may be a server's whole answer.
 constexpr std::size_t longestDescription = 240;
-// Many results are handed to the system at once.
+// Results are buffered up to this size.
 constexpr std::size_t longestUnwritten = 65'536;
 
 std::atomic<bool> isProgressShown = false;
 
-/// Whether escape sequences do something good there.
+/// Whether a terminal that understands escape sequences is there.
 bool takesEscapes(int descriptor) {
   const char* const terminal = std::getenv("TERM");
   return ::isatty(descriptor) && terminal && *terminal && std::string_view(terminal) != "dumb";
@@ -44,7 +44,7 @@ bool showsColour(int descriptor) {
 }  // namespace
 
 Output::Output() : results_(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)) {
-  // A standard descriptor that was closed would become the next socket or file, and be written into.
+  // A closed standard descriptor would be reused for the next socket or file.
   for (int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (::fcntl(descriptor, F_GETFD) < 0) ::open("/dev/null", O_RDWR);
   }
@@ -120,14 +120,14 @@ void Output::printUsageError(std::string_view message, std::string_view page) {
 void Output::printUsage(std::string_view page) { writeAll(STDERR_FILENO, page); }
 
 void Output::complain(std::string_view text) {
-  flush();  // so that both streams tell their story in its order
+  flush();  // keeps both streams in order
   const std::string_view name = showsColour(STDERR_FILENO) ? "\033[1;31mcaprion:\033[0m " : "caprion: ";
   writeAll(STDERR_FILENO, std::string(name).append(text).append("\n"));
 }
 
 bool Output::finish() {
   flush();
-  // Some file systems tell only now that there was no room.
+  // Some file systems report a full disk only here.
   if (results_ >= 0 && ::close(results_) != 0 && writeError_ == 0) writeError_ = errno;
   results_ = -1;
   if (writeError_ == 0) return true;
@@ -138,7 +138,7 @@ bool Output::finish() {
 Progress::Progress(const Output& output) : isVisible_(!output.quiet_ && takesEscapes(STDERR_FILENO)) {}
 
 std::size_t Progress::width() const {
-  // A line that the terminal had to break couldn't be taken back.
+  // A wrapped line couldn't be erased.
   return std::max<std::size_t>(widthOf(STDERR_FILENO).value_or(80), 2) - 1;
 }
 

@@ -13,60 +13,60 @@
 
 namespace caprion::tool {
 
-/// Everything the program writes: results to standard output, the rest to standard error. There is one, made
-/// before anything else is done; for the main thread alone.
+/// Everything the program writes: results to standard output, the rest to standard error. Create one before
+/// anything else. For the main thread only.
 ///
-/// The library writes diagnostic lines of its own to descriptor 1, all of them about errors that it reports
-/// too. They are dropped: this keeps the real standard output under another descriptor.
+/// The library writes diagnostics to descriptor 1, all about errors that it also reports. They are discarded:
+/// this class moves the real standard output to another descriptor.
 class Output {
  public:
   Output();
   Output(const Output&) = delete;
   Output& operator=(const Output&) = delete;
 
-  /// `json`: results and failures are lines of JSON on standard output. `quiet`: standard error stays empty.
-  /// `verbose`: of failures, the transport's own words too. Called at most once.
+  /// `json`: results and failures are lines of JSON on standard output. `quiet`: nothing but usage errors on
+  /// standard error. `verbose`: failures include the transport's message. Call at most once.
   void setMode(bool json, bool quiet, bool verbose);
   bool json() const { return json_; }
   bool verbose() const { return verbose_; }
 
-  /// Results couldn't be written; what else is printed is lost.
+  /// Results couldn't be written; further ones are discarded.
   bool failed() const { return writeError_ != 0; }
 
-  /// Writes results, for people; the text has to be printable.
+  /// Writes a result for people; the text must be printable.
   void print(std::string_view text);
 
-  /// Writes one line that is a path: every byte of it, unless that is a terminal's or would be two lines.
+  /// Writes a line with a path: unchanged, unless to a terminal or if it holds a line feed.
   void printPath(std::string_view path);
 
   /// Writes a table that fits the terminal.
   void printTable(Table table);
 
-  /// Writes one line of JSON; its texts have to be well-formed.
+  /// Writes a line of JSON; its strings must be well-formed.
   void printJSON(const boost::json::object& object);
 
-  /// Reports a failure of `what`, a file or an operation. In JSON, `line` has what it is about.
+  /// Reports a failure of `what`, a file or an operation. With --json, the error is added to `line`.
   void printFailure(std::string_view what, const Error& error, boost::json::object line = {});
 
-  /// Hands what was printed to the system, which happens by itself when the output ends.
+  /// Writes what is buffered. finish() does so too.
   void flush();
 
-  /// Tells people something that is no result.
+  /// Writes a remark to standard error.
   void printNote(std::string_view text);
 
-  /// Tells what was wrong with the command line and which page explains it; quiet or not.
+  /// Reports a usage error and the help page to read, even with --quiet.
   void printUsageError(std::string_view message, std::string_view page);
 
-  /// Writes a help page that wasn't asked for to standard error.
+  /// Writes a help page to standard error.
   void printUsage(std::string_view page);
 
-  /// Ends the output: false, and reported, when results couldn't be written.
+  /// Flushes and closes. Returns false and reports it if results couldn't be written.
   bool finish();
 
  private:
   friend class Progress;
 
-  /// Writes "caprion: TEXT" to standard error; the text has to be printable.
+  /// Writes "caprion: TEXT" to standard error; the text must be printable.
   void complain(std::string_view text);
 
   int results_;
@@ -77,8 +77,8 @@ class Output {
   bool verbose_ = false;
 };
 
-/// A line on the terminal that says what is going on, as long as this lives. There is one at a time, and
-/// nothing else may be written while it is shown.
+/// A progress line on the terminal, erased by the destructor. There is one at a time, and nothing else may be
+/// written while it is shown.
 class Progress {
  public:
   explicit Progress(const Output& output);
@@ -87,13 +87,13 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Whether anybody would see it.
+  /// Whether there is a terminal to show it on.
   bool isVisible() const { return isVisible_; }
-  /// How many columns there are for it.
+  /// In columns.
   std::size_t width() const;
 
   void show(std::string_view text);
-  /// Takes the line away; may be called by a thread that ends the process.
+  /// Erases the line. May be called by a thread that ends the process.
   static void hide();
 
  private:
@@ -101,15 +101,13 @@ class Progress {
   std::string shown_;
 };
 
-/// The width in columns of the terminal that a descriptor leads to; absent when it is none, or none that
-/// tells.
+/// The width in columns of the terminal at a descriptor; absent if unknown or no terminal.
 std::optional<std::size_t> widthOf(int descriptor);
 
-/// Puts a path into an object of JSON, whose texts are UTF-8: as a text, and if that lost something of it,
-/// the bytes too, under a key with "Bytes" behind it.
+/// Adds a path to a JSON object. If it isn't valid UTF-8, also adds KEYBytes with the percent-encoded bytes.
 void setPath(boost::json::object& object, std::string_view key, std::string_view path);
 
-/// An object of JSON about a file.
+/// A JSON object with the key "file".
 boost::json::object objectOf(std::string_view file);
 
 }  // namespace caprion::tool

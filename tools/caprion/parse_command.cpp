@@ -28,7 +28,7 @@ an empty title.
 )";
 
 VideoFileComponents componentsOf(std::string_view name) {
-  // The empty path would be the working directory. The slash spares the others the look for what that is.
+  // The empty path would mean the working directory. The slash saves looking that up for the others.
   if (name.empty()) return {};
   return VideoFileUtilities::componentsFrom(URL::fileURLWithPath(std::string("/").append(name)));
 }
@@ -59,7 +59,7 @@ ExitStatus parseStandardInput(Output& output) {
   std::string unread;
   std::array<char, 65'536> part;
   ssize_t count = 0;
-  // What was read at once is answered at once: fast for a file, and nothing waits for what comes later.
+  // Flush after each read: efficient for files, and prompt for pipes.
   while (!output.failed() && (count = readSome(STDIN_FILENO, part)) > 0) {
     std::size_t searched = unread.size();
     unread.append(part.data(), static_cast<std::size_t>(count));

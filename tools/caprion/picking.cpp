@@ -15,7 +15,7 @@ namespace caprion::tool {
 
 namespace {
 
-/// The next line of standard input without its end; absent when there is none.
+/// The next line of standard input without the line feed; absent at the end.
 std::optional<std::string> readLine() {
   std::string line;
   char c = 0;

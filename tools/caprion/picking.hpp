@@ -11,17 +11,17 @@
 
 namespace caprion::tool {
 
-/// Whether there is a terminal to ask on.
+/// Whether there is a terminal for asking.
 bool canPick();
 
-/// Shows the hits that suit a video on the terminal, the best first, and asks which to take.
+/// Shows the hits for a video on the terminal and asks which one to take.
 class Picker {
  public:
-  /// The place of the hit; absent for none.
+  /// The index of the chosen hit; absent for none.
   std::optional<std::size_t> operator()(const Video& video, const Language& language,
                                         const std::vector<RankedSubtitle>& hits);
 
-  /// Whether nobody answers any more.
+  /// Whether the input has ended.
   bool isOver() const { return isOver_; }
 
  private:

@@ -19,7 +19,7 @@ namespace caprion::tool {
 
 namespace {
 
-// Those that come in one file, and so can be placed, in front.
+// The first eight consist of a single file, so they can be placed.
 constexpr std::string_view formats[] = {"srt", "ass", "ssa", "sub", "smi", "vtt", "txt", "mpl", "idx", "sup"};
 constexpr std::span<const std::string_view> placeable(formats, 8);
 
@@ -27,10 +27,10 @@ bool isAmong(std::span<const std::string_view> words, std::string_view word) {
   return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-/// What a folder has under a name that a subtitle would have.
+/// An existing entry with a name that a subtitle would have.
 struct Found {
   std::string_view name;
-  int error = 0;  // no file that can be used, and why
+  int error = 0;  // why it isn't a usable file
 };
 
 int errorOf(const Folder& folder, const Folder::Entry& entry) {
@@ -40,7 +40,7 @@ int errorOf(const Folder& folder, const Folder::Entry& entry) {
   return S_ISREG(status.st_mode) ? 0 : S_ISDIR(status.st_mode) ? EISDIR : EEXIST;
 }
 
-/// Whether an entry STEM.REST is a subtitle in the language, by its name.
+/// Whether the name STEM.REST is that of a subtitle in the language.
 bool isSubtitle(std::string_view rest, const Language& language, bool isOnlyLanguage) {
   const std::size_t period = rest.rfind('.');
   const std::string format = lowercased(period == std::string_view::npos ? rest : rest.substr(period + 1));
@@ -67,13 +67,13 @@ std::optional<Found> subtitleIn(const Folder& folder, const Video& video, const 
   return found;
 }
 
-/// Where a video's subtitle of this name is to be.
-std::string placeOf(std::string_view name, const Video& video, const Wish& wish) {
+/// The path for a video's subtitle with this name.
+std::string placeOf(std::string_view name, const Video& video, const GetOptions& options) {
   const std::string_view path = video.path;
-  return pathOf(wish.folder ? *wish.folder : path.substr(0, path.size() - video.name().size()), name);
+  return pathOf(options.folder ? *options.folder : path.substr(0, path.size() - video.name().size()), name);
 }
 
-/// What a video's subtitles are called, and where.
+/// The folder and stem of a video's subtitles.
 using Name = std::pair<const Folder*, std::string_view>;
 struct HashOfName {
   std::size_t operator()(const Name& name) const {
@@ -81,18 +81,18 @@ struct HashOfName {
   }
 };
 
-void lookForOne(Outcome& outcome, const Folder& folder, const Video& video, const Wish& wish) {
-  const auto found = subtitleIn(folder, video, outcome.language, wish.languages.size() == 1);
+void lookForOne(Outcome& outcome, const Folder& folder, const Video& video, const GetOptions& options) {
+  const auto found = subtitleIn(folder, video, outcome.language, options.languages.size() == 1);
   if (!found) return;
-  outcome.subtitle = placeOf(found->name, video, wish);
+  outcome.subtitle = placeOf(found->name, video, options);
   if (found->error != 0) return outcome.fail(systemError(found->error, outcome.subtitle));
   outcome.ending = Ending::alreadyThere;
 }
 
 }  // namespace
 
-std::vector<Task> tasksFor(std::vector<Video> videos, const Wish& wish, Folders& folders) {
-  const Folder* const common = wish.folder ? &folders.at(*wish.folder) : nullptr;
+std::vector<Task> tasksFor(std::vector<Video> videos, const GetOptions& options, Folders& folders) {
+  const Folder* const common = options.folder ? &folders.at(*options.folder) : nullptr;
   std::unordered_map<Name, const Video*, HashOfName> owners;
   owners.reserve(videos.size());
   std::vector<Task> tasks;
@@ -103,14 +103,14 @@ std::vector<Task> tasksFor(std::vector<Video> videos, const Wish& wish, Folders&
     if (video.error) continue;
     const Folder* const folder = common ? common : video.folder;
     const auto [owner, isFirst] = owners.try_emplace(Name{folder, stemOf(video.name())}, &video);
-    for (const Language& language : wish.languages) {
+    for (const Language& language : options.languages) {
       Outcome& outcome = task.outcomes.emplace_back(Outcome{language});
       if (!isFirst) {
         outcome.fail(Error("", 0, {}, "Its subtitle would be called like that of " + owner->second->path));
       } else if (folder->error != 0) {
         outcome.fail(systemError(folder->error, folder->path));
-      } else if (!wish.force) {
-        lookForOne(outcome, *folder, video, wish);
+      } else if (!options.force) {
+        lookForOne(outcome, *folder, video, options);
       }
     }
   }
@@ -122,12 +122,13 @@ std::string_view stemOf(std::string_view name) {
   return period == 0 ? name : name.substr(0, period);
 }
 
-std::string placeFor(const Video& video, const Subtitle& hit, const Language& language, const Wish& wish) {
+std::string placeFor(const Video& video, const Subtitle& hit, const Language& language,
+                     const GetOptions& options) {
   const std::string format = lowercased(hit.subFormat());
   if (!isAmong(placeable, format)) return {};
   std::string name(stemOf(video.name()));
-  name.append(".").append(pieceOf(language)).append(".").append(format);
-  return placeOf(name, video, wish);
+  name.append(".").append(fileNameCodeOf(language)).append(".").append(format);
+  return placeOf(name, video, options);
 }
 
 int obstacleAt(const std::string& path, bool replace) {

@@ -43,13 +43,13 @@ Searches for subtitles and prints what was found, with a number for each.
                      the subtitle file
 )";
 
-/// What the command line asks for. Exactly one of the first three is there.
+/// The parsed options. Exactly one of the first three is set.
 struct Search {
   std::optional<std::string_view> file;
   std::optional<std::string_view> text;
   std::vector<Arg> criteria;
   std::string languages;
-  std::size_t download = 0;  // the number of a hit, or 0
+  std::size_t download = 0;  // the number of a hit; 0 for none
 };
 
 std::size_t hitNumberFrom(std::string_view word) {
@@ -121,7 +121,7 @@ ExitStatus printLines(const Hits& hits, Output& output) {
   return status;
 }
 
-/// Brings those that suit a video to the front, the best first; returns how many they are.
+/// Moves the hits that match the video to the front, the best first; returns how many there are.
 std::size_t sort(Hits& hits, const URL& video) {
   const auto ranked = rankedSubtitles(hits, video);
   if (!ranked) return 0;
@@ -135,7 +135,7 @@ std::size_t sort(Hits& hits, const URL& video) {
   return ranked->size();
 }
 
-/// `suitable` so many of the hits, in front, get a mark.
+/// The first `suitable` hits are marked.
 void printTable(const Hits& hits, std::size_t suitable, Output& output) {
   Table table;
   table.columns = {{"#"},

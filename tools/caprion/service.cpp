@@ -8,10 +8,10 @@ namespace caprion::tool {
 
 namespace {
 
-/// Starts a search by handing it a completion, and waits for what that is given.
+/// Calls `start` with a completion, and waits for the result.
 template <typename Start>
 Result<Hits> outcomeOf(const Start& start) {
-  // Shared with the callback, which may still be inside the promise when its value has been taken here.
+  // Shared, as the callback may still be inside set_value when get() returns.
   const auto outcome = std::make_shared<std::promise<Result<Hits>>>();
   start([outcome](std::optional<Hits> hits, const std::optional<Error>& error) {
     outcome->set_value(hits ? Result<Hits>(std::move(*hits)) : Result<Hits>(error.value()));

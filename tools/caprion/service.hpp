@@ -9,7 +9,7 @@
 
 namespace caprion::tool {
 
-// The library's operations on the service as calls that wait for the outcome.
+// Blocking versions of the library's operations.
 
 using Hits = CaprionHelper::SubtitleList;
 
@@ -17,8 +17,7 @@ Result<Hits> findSubtitles(const URL& videoFile, std::string_view language);
 Result<Hits> findSubtitles(Matching matching, std::string_view language);
 Result<Hits> query(const std::vector<Arg>& criteria);
 
-/// All that the library reports of a download, in its order, or the error that stands for no report at all.
-/// At most one is a file.
+/// All reports of a download in order, at most one of them a file; an error if there was no report.
 std::vector<Result<URL>> download(Downloader& downloader, const Subtitle& subtitle);
 
 }  // namespace caprion::tool

@@ -23,8 +23,8 @@ bool isDefault(int signal) {
 
 }  // namespace
 
-void watchSignals() {
-  // What would come to the very thread that writes is an error of its write instead.
+void handleSignals() {
+  // Ignored, these make the write fail instead.
   std::signal(SIGXFSZ, SIG_IGN);
   brokenPipeEnds = isDefault(SIGPIPE);
   std::signal(SIGPIPE, SIG_IGN);
@@ -32,29 +32,30 @@ void watchSignals() {
   sigset_t signals;
   ::sigemptyset(&signals);
   for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
-    if (isDefault(number)) ::sigaddset(&signals, number);  // nohup, for one, has them ignored
+    if (isDefault(number)) ::sigaddset(&signals, number);  // nohup ignores SIGHUP
   }
-  // No thread takes them but the one that waits for them, so that it may do whatever there is to do.
+  // Blocked in all threads and handled by one with sigwait, which isn't restricted to async-signal-safe
+  // functions.
   ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   try {
     std::thread([signals] {
       int number = 0;
       if (::sigwait(&signals, &number) == 0) endBy(number);
     }).detach();
-  } catch (const std::system_error&) {  // no thread to be had: the signals end the process by themselves
+  } catch (const std::system_error&) {  // without the thread, keep the default action
     ::pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
   }
 }
 
 bool endsAtBrokenPipe() { return brokenPipeEnds; }
 
-std::mutex& cleanEnd() {
-  static auto* const mutex = new std::mutex;  // never destroyed: threads use it until the very end
+std::mutex& cleanupMutex() {
+  static auto* const mutex = new std::mutex;  // never destroyed, as threads use it until the process ends
   return *mutex;
 }
 
 void endBy(int signal) {
-  const std::lock_guard lock(cleanEnd());
+  const std::lock_guard lock(cleanupMutex());
   Progress::hide();
   std::signal(signal, SIG_DFL);
   sigset_t only;

@@ -4,18 +4,17 @@
 
 namespace caprion::tool {
 
-/// Sees to it that signals that ask the process to end do so at once and leave nothing behind: no line of
-/// progress, and no half of a file. To be called before the first thread is started.
-void watchSignals();
+/// Makes termination signals end the process cleanly: without a progress line or temporary files left over.
+/// Call before starting any thread.
+void handleSignals();
 
-/// Whether a write into a pipe that nobody reads any more is to end the process, as it does by default; such
-/// a write is an error all the same.
+/// Whether EPIPE should end the process, that is, SIGPIPE wasn't ignored at the start.
 bool endsAtBrokenPipe();
 
-/// Held while there is something on disk that must not stay there when the process ends.
-std::mutex& cleanEnd();
+/// Locked while a temporary file exists.
+std::mutex& cleanupMutex();
 
-/// Ends the process as the signal would have, when cleanEnd() is free.
+/// Ends the process as the signal would have, after locking cleanupMutex().
 [[noreturn]] void endBy(int signal);
 
 }  // namespace caprion::tool

@@ -9,13 +9,13 @@ namespace caprion::tool {
 namespace {
 
 constexpr std::size_t gap = 2;
-// Where lines may be of any length, cells are never cut, but only these many columns are aligned: a single
-// huge cell must not blow up every other line.
+// Without a terminal, cells are never cut, but aligned only up to this width: a single huge cell must not
+// widen every line.
 constexpr std::size_t widestAligned = 80;
 constexpr std::size_t narrowestCut = 4;
 
-/// Takes away the columns whose cells say nothing.
-void dropIdle(Table& table) {
+/// Removes isForDifferences columns whose cells are all the same.
+void dropUniform(Table& table) {
   for (std::size_t i = table.columns.size(); i-- > 0;) {
     const auto& rows = table.rows;
     const auto isLikeTheFirst = [&](const auto& row) { return row[i] == rows.front()[i]; };
@@ -28,7 +28,7 @@ void dropIdle(Table& table) {
   }
 }
 
-/// Makes columns narrower until they fit: first those that may be cut, from the left, then the widest.
+/// Narrows columns until they fit: first those with a `narrowest`, from the left, then the widest.
 void fit(std::vector<std::size_t>& widths, const std::vector<Column>& columns, std::size_t width) {
   std::size_t total = std::accumulate(widths.begin(), widths.end(), gap * (widths.size() - 1));
   for (std::size_t i = 0; i < widths.size() && total > width; ++i) {
@@ -47,7 +47,7 @@ void fit(std::vector<std::size_t>& widths, const std::vector<Column>& columns, s
 }  // namespace
 
 std::string linesOf(Table table, std::optional<std::size_t> width, bool bold) {
-  dropIdle(table);
+  dropUniform(table);
   std::vector<std::string> headings;
   for (const Column& column : table.columns) headings.push_back(column.heading);
   table.rows.insert(table.rows.begin(), std::move(headings));

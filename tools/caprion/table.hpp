@@ -11,22 +11,21 @@ namespace caprion::tool {
 
 struct Column {
   std::string heading;
-  /// How narrow it may become for those right of it, where the terminal is too narrow for all; 0 of a column
-  /// that is never cut as long as others can be.
+  /// How far it is narrowed on a narrow terminal before any other column; 0 for a column that is cut last.
   std::size_t narrowest = 0;
   Cut cut = Cut::end;
-  /// It says nothing, and goes, when all its cells are the same.
+  /// Omit the column if all its cells are the same.
   bool isForDifferences = false;
 };
 
-/// Any texts in rows, each with as many cells as there are columns.
+/// Every row has as many cells as there are columns.
 struct Table {
   std::vector<Column> columns;
   std::vector<std::vector<std::string>> rows;
 };
 
-/// The table as lines with aligned columns, the headings first and `bold` or not. Where the `width` of a
-/// terminal is given, cells are cut to it.
+/// The table as aligned lines, the headings first. If the `width` of a terminal is given, cells are cut to
+/// fit.
 std::string linesOf(Table table, std::optional<std::size_t> width, bool bold);
 
 }  // namespace caprion::tool

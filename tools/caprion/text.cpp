@@ -16,8 +16,7 @@ struct Character {
   std::string_view bytes;
 };
 
-/// Takes the first character off a text that isn't empty. A part that is ill-formed as UTF-8 (the longest
-/// start of a character, or a lone byte) counts as U+FFFD.
+/// Removes and returns the first character of a non-empty text. A maximal ill-formed subpart gives U+FFFD.
 Character takeCharacter(std::string_view& text) {
   const auto byteAt = [&text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const unsigned lead = byteAt(0);
@@ -30,7 +29,7 @@ Character takeCharacter(std::string_view& text) {
   std::size_t taken = 1;
   for (; taken < std::min(size, text.size()); ++taken) {
     const unsigned byte = byteAt(taken);
-    // Longer forms than needed, surrogates, and what lies past U+10FFFF show in the second byte.
+    // The range of the second byte excludes overlong forms, surrogates and code points past U+10FFFF.
     const unsigned least = taken > 1 ? 0x80 : lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     const unsigned most = taken > 1 ? 0xBF : lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
     if (byte < least || byte > most) break;
@@ -44,7 +43,7 @@ Character takeCharacter(std::string_view& text) {
 
 bool isBetween(char32_t c, char32_t first, char32_t last) { return c >= first && c <= last; }
 
-/// Beside C0 and DEL, what would steer a terminal, or break or reorder a line.
+/// C1 controls, line separators and direction marks.
 bool isHarmful(char32_t c) {
   return isBetween(c, 0x80, 0x9F) || isBetween(c, 0x2028, 0x202E) || isBetween(c, 0x2066, 0x2069) ||
          c == 0x200E || c == 0x200F || c == 0x061C;
@@ -55,7 +54,7 @@ std::size_t columns(char32_t codePoint) {
   return count < 0 ? 1 : static_cast<std::size_t>(count);
 }
 
-/// Whether there is nothing but visible characters of ASCII, as nearly always.
+/// The common case: printable ASCII.
 bool isPlain(std::string_view text) {
   return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
@@ -96,7 +95,7 @@ std::string printable(std::string_view text) {
   while (!text.empty()) {
     const auto [c, bytes] = takeCharacter(text);
     if (c < 0x20) {
-      result.append("\xE2\x90").append(1, static_cast<char>(0x80 + c));  // its picture, U+2400 and on
+      result.append("\xE2\x90").append(1, static_cast<char>(0x80 + c));  // its control picture, from U+2400
     } else if (c == 0x7F) {
       result += "\u2421";
     } else if (isHarmful(c)) {

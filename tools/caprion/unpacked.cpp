@@ -20,10 +20,10 @@ namespace fs = std::filesystem;
 
 struct Candidate {
   fs::path file;
-  std::string name;  // that the archive has
+  std::string name;  // in the archive
 };
 
-/// The cache folder of a hit that a file lies in, perhaps far below.
+/// The hit's cache folder, which is some parent of the file's.
 fs::path folderOf(const Subtitle& hit, const fs::path& file) {
   for (fs::path folder = file.parent_path(); folder.has_relative_path(); folder = folder.parent_path()) {
     if (folder.filename() == hit.subtitleID()) return folder;
@@ -45,7 +45,7 @@ std::vector<Candidate> candidatesFor(const Subtitle& hit, const fs::path& report
         lowercased(entry->path().extension().string()) == lowercased(extension))
       candidates.push_back({entry->path(), name});
   }
-  // Some systems put a file with what they know of each file into an archive, named like it.
+  // macOS adds a metadata file "._NAME" for each file.
   if (candidates.size() > 1)
     std::erase_if(candidates, [](const Candidate& one) { return one.name.starts_with("._"); });
   return candidates;
@@ -60,20 +60,20 @@ bool shareAnEpisode(const ReleaseName& a, const ReleaseName& b) {
          a.episodes.end();
 }
 
-/// Whether a file's name says that it is of another episode than the video.
+/// Whether the name is of another episode than the video.
 bool contradicts(const ReleaseName& file, const ReleaseName& video) {
   return (file.season && video.season && file.season != video.season) ||
          (!file.episodes.empty() && !video.episodes.empty() && !shareAnEpisode(file, video));
 }
 
-/// Whether a file's name says that it is of the video's episode, or movie.
+/// Whether the name is of the video's episode or movie.
 bool suits(const ReleaseName& file, const ReleaseName& video) {
   if (video.season) return file.season == video.season && shareAnEpisode(file, video);
   return !file.season && !file.title.empty() && lowercased(file.title) == lowercased(video.title) &&
          (!file.year || !video.year || file.year == video.year);
 }
 
-/// Whether a name says that it is of a part: "CD2", "disc.2", "part 2".
+/// Whether the name is of one of several parts: "CD2", "disc.2", "part 2".
 bool isOfAPart(std::string_view name) {
   const std::string text = lowercased(name);
   for (const std::string_view word : {"cd", "disc", "disk", "part"}) {

@@ -12,13 +12,13 @@ namespace caprion::tool {
 /// A subtitle file of an archive.
 struct Unpacked {
   std::filesystem::path file;
-  /// Whether the archive holds no other, so that it is the one for every video.
+  /// Whether the archive holds no other, so that it fits every video.
   bool isOnlyOne = true;
 };
 
-/// The subtitle file for a video in the cache folder of a hit, of which `reported` was said to be the one:
-/// the only file of its kind, or else the one that is called as the hit says or as the video suggests. Fails
-/// if that is no single file, or the subtitle comes in several parts.
+/// Picks the file for a video from an unpacked archive, where the library picked `reported`: the only
+/// subtitle, or else the one with the hit's file name, or the one that matches the video's name. Fails if
+/// that isn't exactly one, or if the subtitle comes in several parts.
 Result<Unpacked> subtitleFor(const Video& video, const Subtitle& hit, const std::filesystem::path& reported);
 
 }  // namespace caprion::tool

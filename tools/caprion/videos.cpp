@@ -54,7 +54,7 @@ Folder folderAt(const std::string& path) {
 
 Video failure(std::string path, Error error) { return {std::move(path), nullptr, std::move(error)}; }
 
-/// Gathers the videos of a folder and of all below it.
+/// Collects the videos in a folder, recursively.
 void walk(const std::string& top, Folders& folders, std::vector<Video>& videos) {
   std::vector<std::pair<std::string, const Folder*>> waiting{{top, &folders.at(top)}};
   while (!waiting.empty()) {
@@ -66,7 +66,7 @@ void walk(const std::string& top, Folders& folders, std::vector<Video>& videos) 
       const bool isCalledSo = isCalledLikeAVideo(name);
       bool isFile = type == DT_REG;
       bool isFolder = type == DT_DIR;
-      // A link has to be followed; and some file systems don't tell what an entry is.
+      // Links must be resolved, and some file systems don't give types.
       if (type == DT_UNKNOWN || (type == DT_LNK && isCalledSo)) {
         struct stat status {};
         const std::string entry = pathOf(folder->path, name);
@@ -88,7 +88,7 @@ Video named(const std::string& path, bool any, const struct stat& status, Folder
   return video;
 }
 
-/// Sorts a folder's own videos and those below it together.
+/// Compares paths with '/' before all other characters, so that the contents of a folder stay together.
 bool comesBefore(const Video& a, const Video& b) {
   const auto rank = [](char c) { return c == '/' ? 0 : static_cast<unsigned char>(c) + 1; };
   return std::lexicographical_compare(a.path.begin(), a.path.end(), b.path.begin(), b.path.end(),

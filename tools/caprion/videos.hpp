@@ -11,29 +11,29 @@
 
 namespace caprion::tool {
 
-/// What is in a folder, read once a run: what a library of thousands of videos needs is there in a few reads.
+/// The listing of a folder, read once per run, rather than a few system calls for each video.
 struct Folder {
   struct Entry {
     std::string name;
-    unsigned char type;  // DT_REG and so on; of a link it says no more than that it is one
+    unsigned char type;  // DT_REG and so on; DT_LNK for a link
   };
 
-  /// The path without links, which tells whether two folders are the same.
+  /// The real path, which identifies the folder.
   std::string path;
-  /// In the order of their names.
+  /// Sorted by name.
   std::vector<Entry> entries;
-  /// What kept it from being read, or 0.
+  /// The errno if it couldn't be read, or 0.
   int error = 0;
 };
 
-/// The folders that a run has to do with. What it hands out lives as long as this does, and the same folder
-/// is the same object, whatever it was called.
+/// A cache of folder listings. References stay valid as long as it lives. Different paths of one folder give
+/// the same object.
 class Folders {
  public:
-  /// The folder at a path; the empty path is the working folder.
+  /// The folder at a path; the empty path is the working directory.
   const Folder& at(const std::string& path);
 
-  /// The one of this name in a folder, which is no link.
+  /// The subfolder of this name, which must not be a link.
   const Folder& below(const Folder& folder, const std::string& name);
 
  private:
@@ -43,23 +43,23 @@ class Folders {
   std::map<std::string, const Folder*> byName_;
 };
 
-/// A file to find subtitles for, or a path that can't be one, and why.
+/// A video file, or a path that isn't one, with an error.
 struct Video {
-  /// As the command line has it, or begins it.
+  /// As given on the command line, or below a folder given there.
   std::string path;
-  /// Where it lies; null if there is an error.
+  /// Its folder; null if there is an error.
   const Folder* folder = nullptr;
   std::optional<Error> error;
 
   std::string_view name() const { return std::string_view(path).substr(path.rfind('/') + 1); }
 };
 
-/// The path of an entry of a folder; the empty folder is the working one.
+/// Joins a folder and a name; the empty folder is the working directory.
 std::string pathOf(std::string_view folder, std::string_view name);
 
-/// The videos that the paths of the command line name, files or folders with all below them: each once, in
-/// the order of their paths. Hidden entries of folders are passed over, and so are links to folders. A named
-/// file that isn't called like a video is an error, unless `any`.
+/// The videos at the given paths, which may be files or folders to search recursively: without duplicates,
+/// sorted by path. Skips hidden entries and links to folders. A given file without a video's extension is an
+/// error, unless `any`.
 std::vector<Video> videosAt(std::span<const std::string_view> paths, bool any, Folders& folders);
 
 }  // namespace caprion::tool

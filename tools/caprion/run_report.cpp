@@ -1,4 +1,4 @@
-#include "telling.hpp"
+#include "run_report.hpp"
 
 #include "text.hpp"
 
@@ -31,27 +31,27 @@ boost::json::object lineFor(const Video& video, const Outcome& outcome) {
 
 }  // namespace
 
-Telling::Telling(const Wish& wish, const std::vector<Task>& tasks, Output& output)
-    : wish_(wish), output_(output), videos_(tasks.size()) {
+RunReport::RunReport(const GetOptions& options, const std::vector<Task>& tasks, Output& output)
+    : options_(options), output_(output), videos_(tasks.size()) {
   for (const Task& task : tasks) open_ += task.isOpen() ? 1 : 0;
 }
 
-void Telling::tell(const Task& task) {
-  ++told_;
-  asked_ += task.hasAsked ? 1 : 0;
-  if (task.isCutOff) isRefused_ = task.isRefused;
+void RunReport::print(const Task& task) {
+  ++reported_;
+  queried_ += task.hasQueried ? 1 : 0;
+  if (task.isUnreachable) isRefused_ = task.isRefused;
   if (task.video.error) {
-    counts_[Ending::failed] += wish_.languages.size();
+    counts_[Ending::failed] += options_.languages.size();
     output_.printFailure(task.video.path, *task.video.error, objectOf(task.video.path));
   }
   std::vector<Error> told;
-  for (const Outcome& outcome : task.outcomes) tell(task.video, outcome, told);
+  for (const Outcome& outcome : task.outcomes) print(task.video, outcome, told);
 }
 
-void Telling::tell(const Video& video, const Outcome& outcome, std::vector<Error>& told) {
+void RunReport::print(const Video& video, const Outcome& outcome, std::vector<Error>& told) {
   ++counts_[outcome.ending];
   std::string what = video.path;
-  if (wish_.languages.size() > 1) what.append(" (").append(outcome.language.identifier).append(")");
+  if (options_.languages.size() > 1) what.append(" (").append(outcome.language.identifier).append(")");
   if (output_.json()) {
     boost::json::object line = lineFor(video, outcome);
     if (outcome.ending == Ending::failed)
@@ -59,8 +59,8 @@ void Telling::tell(const Video& video, const Outcome& outcome, std::vector<Error
     if (line.contains("subtitle")) return output_.printJSON(line);
   }
   if (!output_.json()) {
-    // A hit before the one that was placed may have been of no use. What ended the whole video, such as a
-    // page in place of an answer, is shown once.
+    // Includes failures of hits tried before the one that was placed. An error that ended all languages of
+    // the video is shown in full once.
     for (const Error& error : outcome.errors) {
       const bool isTold = std::find(told.begin(), told.end(), error) != told.end();
       output_.printFailure(what, isTold ? Error("", 0, {}, "The same") : error);
@@ -79,7 +79,7 @@ void Telling::tell(const Video& video, const Outcome& outcome, std::vector<Error
     case Ending::placed:
       break;
   }
-  std::string line = printable(outcome.subtitle) + (wish_.dryRun ? "  would be placed, " : "  ");
+  std::string line = printable(outcome.subtitle) + (options_.dryRun ? "  would be placed, " : "  ");
   line += printable(outcome.choice.reason) + ": ";
   line += fitted(printable(outcome.choice.subtitle->detailString()), longestTitle);
   if (!outcome.convertedFrom.empty()) line += ", converted from " + outcome.convertedFrom;
@@ -87,38 +87,39 @@ void Telling::tell(const Video& video, const Outcome& outcome, std::vector<Error
   output_.print(line + "\n");
 }
 
-std::string Telling::progress(std::size_t width) const {
+std::string RunReport::progress(std::size_t width) const {
   std::array<char, 128> text{};
-  const int length = std::snprintf(text.data(), text.size(), " %zu of %zu videos, %zu placed", told_, videos_,
-                                   count(Ending::placed));
+  const int length = std::snprintf(text.data(), text.size(), " %zu of %zu videos, %zu placed", reported_,
+                                   videos_, count(Ending::placed));
   std::string line(text.data(), static_cast<std::size_t>(length));
-  if (asked_ > 0) {
+  if (queried_ > 0) {
     const auto elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    const auto left = static_cast<unsigned long>(elapsed * static_cast<double>(open_ - asked_) /
-                                                 static_cast<double>(asked_));
+    const auto left = static_cast<unsigned long>(elapsed * static_cast<double>(open_ - queried_) /
+                                                 static_cast<double>(queried_));
     std::snprintf(text.data(), text.size(), ", %lu:%02lu left", left / 60, left % 60);
     line += text.data();
   }
   if (width < line.size() + 12) return line.substr(1);
   const std::size_t room = std::min<std::size_t>(width - line.size() - 2, 30);
-  const std::size_t done = videos_ == 0 ? room : room * told_ / videos_;
+  const std::size_t done = videos_ == 0 ? room : room * reported_ / videos_;
   return std::string("[").append(done, '#').append(room - done, '-').append("]").append(line);
 }
 
-void Telling::tellSummary(std::size_t untried) {
+void RunReport::printSummary(std::size_t untried) {
   if (videos_ == 0 && !output_.json()) output_.printNote("there is no video");
-  const bool isWorthIt = videos_ > 1 || wish_.languages.size() > 1;
+  const bool isWorthIt = videos_ > 1 || options_.languages.size() > 1;
   if (!isWorthIt || (output_.json() && untried == 0)) return;
   std::string line = std::to_string(videos_) + (videos_ == 1 ? " video" : " videos");
-  if (wish_.languages.size() > 1) line += " in " + std::to_string(wish_.languages.size()) + " languages";
-  line += ": " + std::to_string(count(Ending::placed)) + (wish_.dryRun ? " to be placed, " : " placed, ");
+  if (options_.languages.size() > 1)
+    line += " in " + std::to_string(options_.languages.size()) + " languages";
+  line += ": " + std::to_string(count(Ending::placed)) + (options_.dryRun ? " to be placed, " : " placed, ");
   line += std::to_string(count(Ending::alreadyThere)) + " already there, ";
   line += std::to_string(count(Ending::notFound)) + " not found, ";
   if (has(Ending::declined)) line += std::to_string(count(Ending::declined)) + " not taken, ";
   line += std::to_string(count(Ending::failed)) + " failed";
   if (untried > 0) {
     line += ", " + std::to_string(untried) + (untried == 1 ? " video" : " videos") + " not tried";
-    if (!wish_.pick || !has(Ending::declined))
+    if (!options_.pick || !has(Ending::declined))
       line += isRefused_ ? ", as the service keeps refusing" : ", as the service can't be reached";
   }
   output_.printNote(line);

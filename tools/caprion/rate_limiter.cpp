@@ -1,4 +1,4 @@
-#include "pace.hpp"
+#include "rate_limiter.hpp"
 
 #include <algorithm>
 
@@ -6,21 +6,21 @@ namespace caprion::tool {
 
 namespace {
 
-constexpr std::size_t most = 40;
+constexpr std::size_t maxRequests = 40;
 constexpr std::chrono::seconds window{10};
 
 }  // namespace
 
-Pace::Turn Pace::turnWith(std::string_view name, std::size_t requests) {
+RateLimiter::Permit RateLimiter::acquire(std::string_view name, std::size_t requests) {
   std::unique_lock lock(mutex_);
   Host& host = hosts_.try_emplace(std::string(name)).first->second;
   for (;;) {
     const auto now = Clock::now();
     while (!host.ends.empty() && host.ends.front() + window < now) host.ends.pop_front();
-    if (now < host.restsUntil && !isOver_) {
-      ended_.wait_until(lock, host.restsUntil);
-    } else if (host.underWay + host.ends.size() + requests <= most) {
-      host.underWay += requests;
+    if (now < host.blockedUntil && !isOver_) {
+      ended_.wait_until(lock, host.blockedUntil);
+    } else if (host.inFlight + host.ends.size() + requests <= maxRequests) {
+      host.inFlight += requests;
       return {*this, host, requests};
     } else if (host.ends.empty()) {
       ended_.wait(lock);
@@ -30,22 +30,22 @@ Pace::Turn Pace::turnWith(std::string_view name, std::size_t requests) {
   }
 }
 
-Pace::Turn::~Turn() {
-  const std::lock_guard lock(pace_.mutex_);
-  host_.underWay -= requests_;
+RateLimiter::Permit::~Permit() {
+  const std::lock_guard lock(limiter_.mutex_);
+  host_.inFlight -= requests_;
   host_.ends.insert(host_.ends.end(), requests_, Clock::now());
-  pace_.ended_.notify_all();
+  limiter_.ended_.notify_all();
 }
 
-bool Pace::pause(std::string_view name, std::chrono::milliseconds rest) {
+bool RateLimiter::backOff(std::string_view name, std::chrono::milliseconds duration) {
   std::unique_lock lock(mutex_);
   Host& host = hosts_.try_emplace(std::string(name)).first->second;
-  host.restsUntil = std::max(host.restsUntil, Clock::now() + rest);
-  while (!isOver_ && Clock::now() < host.restsUntil) ended_.wait_until(lock, host.restsUntil);
+  host.blockedUntil = std::max(host.blockedUntil, Clock::now() + duration);
+  while (!isOver_ && Clock::now() < host.blockedUntil) ended_.wait_until(lock, host.blockedUntil);
   return !isOver_;
 }
 
-void Pace::end() {
+void RateLimiter::end() {
   const std::lock_guard lock(mutex_);
   isOver_ = true;
   ended_.notify_all();
