@@ -2,7 +2,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <cstddef>
 #include <functional>
 #include <stdexcept>
 #include <string>

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <random>
@@ -33,8 +34,7 @@ std::string archive() {
     answers[target].body = answer(static_cast<std::size_t>(hits));
     answers[target + "-far-away"] = {.body = answers[target].body, .delay = std::chrono::milliseconds(20)};
   }
-  const std::string link = archiveURL;
-  answers[link.substr(link.find("/en/"))].body = archive();
+  answers[std::strstr(archiveURL, "/en/")].body = archive();
   const stand_in::StandIn standIn(
       {}, [&](const stand_in::Request& request) { return std::optional(answers.at(request.target)); });
   const std::string places = standIn.proxyURL() + '\n' + standIn.authorityFile().string();

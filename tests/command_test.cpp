@@ -346,7 +346,7 @@ TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
       const std::string hit = recordFor(texts("MatchedBy SubLanguageID", {"moviehash", label}));
       stand_in::ZipWriter writer;
       writer.add("film.srt", encoded.output);
-      service().setHandler([&, archive = writer.finish()](const stand_in::Request& request) {
+      service().setHandler([hit, archive = writer.finish()](const stand_in::Request& request) {
         return Answer{.body = request.host == "dl.test" ? archive : "[" + hit + "]"};
       });
       const auto run =

@@ -90,7 +90,7 @@ inline Lines reportsOfProcess(const Row& row, bool isSearch, const fs::path& roo
   const std::string settings = settingsFor(*own);
   std::thread end;
   if (row.host == "bereft of its proxy") end = std::thread([&] { own->waitForRequests(1), own.reset(); });
-  const auto run = runIn(settings, "export HOST=" PROCESS_UNDER_TEST " TMPDIR=" + root.string() +
+  const auto run = runIn(settings, "export HOST='" PROCESS_UNDER_TEST "' TMPDIR=" + root.string() +
                                        "; cd $TMPDIR && " + row.prepare + " && cd / && " + command);
   if (end.joinable()) end.join();
   if (run.status == 77) {

@@ -36,18 +36,23 @@ std::uint64_t number(std::string_view bytes, std::size_t at, std::size_t size) {
   return value;
 }
 
+std::size_t shortNumber(std::string_view bytes, std::size_t at) {
+  return static_cast<std::size_t>(number(bytes, at, 2));
+}
+
 /// The uncompressed size in an entry's extra fields, each of which is an ID, a length and that many bytes.
 std::uint64_t zip64Size(std::string_view fields) {
   while (fields.size() >= 4 + 8) {
-    if (number(fields, 0, 2) == zip64Field) return number(fields, 4, 8);
-    fields.remove_prefix(std::min<std::size_t>(fields.size(), 4 + number(fields, 2, 2)));
+    if (shortNumber(fields, 0) == zip64Field) return number(fields, 4, 8);
+    fields.remove_prefix(std::min(fields.size(), 4 + shortNumber(fields, 2)));
   }
   return inZip64Field;
 }
 
+/// A part of a file, which has to have room in memory.
 std::string bytesAt(int file, std::uint64_t at, std::uint64_t size) {
-  std::string bytes(size, '\0');
-  const ssize_t count = ::pread(file, bytes.data(), size, static_cast<off_t>(at));
+  std::string bytes(static_cast<std::size_t>(size), '\0');
+  const ssize_t count = ::pread(file, bytes.data(), bytes.size(), static_cast<off_t>(at));
   bytes.resize(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
   return bytes;
 }
@@ -86,9 +91,9 @@ void readZipDirectory(const std::string& archive,
   const std::string directory = directoryOf(archive);
   std::string_view rest = directory;
   while (rest.size() >= entryHeaderSize && rest.starts_with(entrySignature)) {
-    const std::size_t nameSize = number(rest, 28, 2);
-    const std::size_t fieldsSize = number(rest, 30, 2);
-    const std::size_t entrySize = entryHeaderSize + nameSize + fieldsSize + number(rest, 32, 2);
+    const std::size_t nameSize = shortNumber(rest, 28);
+    const std::size_t fieldsSize = shortNumber(rest, 30);
+    const std::size_t entrySize = entryHeaderSize + nameSize + fieldsSize + shortNumber(rest, 32);
     if (entrySize > rest.size()) return;
     std::uint64_t size = number(rest, 24, 4);
     if (size == inZip64Field) size = zip64Size(rest.substr(entryHeaderSize + nameSize, fieldsSize));

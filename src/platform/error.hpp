@@ -7,7 +7,7 @@
 #include <string_view>
 #include <type_traits>
 
-namespace caprion {
+namespace CAPRION_NAMESPACE {
 
 /// The `userInfo` of an error with this description. Use it instead of an initializer list, which copies its
 /// values: in libstdc++ 12, copying an Error::Value breaks if it runs out of memory.
@@ -36,4 +36,4 @@ Error posixError(int number) noexcept;
 /// The same with a path and, optionally, a reason more specific than the system's text.
 Error fileError(int number, const std::string& path, std::string_view reason = {}) noexcept;
 
-}  // namespace caprion
+}  // namespace CAPRION_NAMESPACE

@@ -33,8 +33,9 @@ ExitStatus runLanguages(const Arguments& arguments, Output& output) {
     }
     std::string codes;
     for (const std::string_view code : {language.iso6391, language.iso6392, language.tag}) {
-      const bool isNew = code != language.identifier &&
-                         (" " + codes + " ").find(" " + std::string(code) + " ") == std::string::npos;
+      const bool isNew =
+          code != language.identifier && std::string(" ").append(codes).append(" ").find(
+                                             std::string(" ").append(code).append(" ")) == std::string::npos;
       if (!code.empty() && isNew) codes.append(codes.empty() ? "" : " ").append(code);
     }
     table.rows.push_back({std::string(language.identifier), std::move(codes), std::string(language.name)});
