@@ -100,7 +100,7 @@ void ZipWriter::addZeros(std::string_view name, std::uint64_t size, const ZipOpt
     packed.crc =
         static_cast<std::uint32_t>(crc32_combine(packed.crc, pieceCrc, static_cast<z_off_t>(piece.size())));
   }
-  const std::string_view rest = std::string_view(piece).substr(0, size);
+  const std::string_view rest = std::string_view(piece).substr(0, static_cast<std::size_t>(size));
   packed.bytes += deflated(rest, Z_FINISH);
   packed.crc = static_cast<std::uint32_t>(crc32_combine(packed.crc, crcOf(rest), static_cast<z_off_t>(size)));
   append(name, S_IFREG | options.mode, std::move(packed), options.password);

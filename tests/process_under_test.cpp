@@ -48,8 +48,8 @@ void report(std::string text) {
 }
 
 /// Searches and waits for the report; the error's code, or 0.
-long search(bool reports = false) {
-  std::promise<long> promise;
+std::int64_t search(bool reports = false) {
+  std::promise<std::int64_t> promise;
   Caprion::shared().query(args, [&](const auto& result) {
     if (reports) report(line(result));
     promise.set_value(result ? 0 : result.error().code());

@@ -8,7 +8,8 @@
 /// From where on nothing in a file can be read, as behind a bad sector; nowhere when negative.
 static off_t unreadableFrom = -1;
 extern "C" ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset) {
-  static const auto next = reinterpret_cast<decltype(&pread)>(::dlsym(RTLD_NEXT, "pread"));
+  // The name of the function behind pread() where offsets have 64 bits.
+  static const auto next = reinterpret_cast<decltype(&pread)>(::dlsym(RTLD_NEXT, "pread64"));
   if (unreadableFrom < 0 || offset < unreadableFrom) return next(descriptor, bytes, count, offset);
   errno = EIO;
   return -1;

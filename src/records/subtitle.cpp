@@ -73,7 +73,7 @@ Result<std::shared_ptr<const Subtitle>> SubtitleRecord::decode(const KeyedView& 
   // The record's destructor never runs; it isn't needed, as the record owns nothing.
   using Unit = std::max_align_t;
   const auto units = (sizeof(SubtitleRecord) + size + sizeof(Unit) - 1) / sizeof(Unit);
-  const auto block = std::make_shared_for_overwrite<Unit[]>(units);
+  const auto block = std::make_shared_for_overwrite<Unit[]>(static_cast<std::size_t>(units));
   return std::shared_ptr<const Subtitle>(block, new (block.get()) SubtitleRecord(texts));
 }
 
