@@ -3,6 +3,7 @@
 #include <caprion/error.hpp>
 #include <caprion/namespace.hpp>
 
+#include <concepts>
 #include <functional>
 #include <type_traits>
 #include <utility>
@@ -10,21 +11,46 @@
 
 namespace CAPRION_NAMESPACE {
 
+template <typename T>
+class Result;
+
+/// \cond
+template <typename T>
+inline constexpr bool isResult = false;
+template <typename T>
+inline constexpr bool isResult<Result<T>> = true;
+/// \endcond
+
 /// The outcome of an operation: a value, or the Error that took its place. The vocabulary is std::expected's,
-/// but for the value that isn't there: to ask for it is never undefined, it throws std::bad_variant_access.
+/// but asking for a value that isn't there is never undefined: it throws std::bad_variant_access.
 template <typename T>
 class [[nodiscard]] Result {
+  static_assert(!std::same_as<std::remove_cv_t<T>, Error>, "an Error can't be the value of a Result");
+  static_assert(std::is_object_v<T>, "a Result holds an object; std::monostate stands for no value");
+
  public:
   /// What an operation that succeeds gives.
   using value_type = T;
   /// What one that fails gives.
   using error_type = Error;
 
-  /// The outcome of an operation that succeeded.
-  Result(T value) noexcept(std::is_nothrow_move_constructible_v<T>)
-      : outcome_(std::in_place_index<0>, std::move(value)) {}
+  /// The outcome of an operation that succeeded: a T, or what it can be made from.
+  template <typename U = T>
+  requires(!std::same_as<std::remove_cvref_t<U>, Result> && !std::same_as<std::remove_cvref_t<U>, Error> &&
+           std::constructible_from<T, U>) explicit(!std::convertible_to<U, T>)
+      Result(U&& value) noexcept(std::is_nothrow_constructible_v<T, U>)
+      : outcome_(std::in_place_index<0>, std::forward<U>(value)) {}
   /// The outcome of one that failed.
   Result(Error error) noexcept : outcome_(std::in_place_index<1>, std::move(error)) {}
+
+  Result(const Result&) = default;
+  Result(Result&&) noexcept(std::is_nothrow_move_constructible_v<T>) = default;
+  ~Result() = default;
+  /// Leaves this as it was if copying `other` throws.
+  Result& operator=(Result other) noexcept(std::is_nothrow_move_constructible_v<T>) {
+    outcome_ = std::move(other.outcome_);
+    return *this;
+  }
 
   /// Whether there is a value, and so no error.
   bool has_value() const noexcept { return outcome_.index() == 0; }
@@ -65,6 +91,10 @@ class [[nodiscard]] Result {
   /// \{
   /// What `next`, which returns a Result, makes of the value; the error as it is when there is none.
   template <typename Next>
+  auto and_then(Next&& next) & {
+    return chained(*this, std::forward<Next>(next));
+  }
+  template <typename Next>
   auto and_then(Next&& next) const& {
     return chained(*this, std::forward<Next>(next));
   }
@@ -76,6 +106,10 @@ class [[nodiscard]] Result {
 
   /// \{
   /// A Result of what `function` makes of the value; the error as it is when there is none.
+  template <typename Function>
+  auto transform(Function&& function) & {
+    return transformed(*this, std::forward<Function>(function));
+  }
   template <typename Function>
   auto transform(Function&& function) const& {
     return transformed(*this, std::forward<Function>(function));
@@ -90,29 +124,30 @@ class [[nodiscard]] Result {
   /// The value as it is; what `next`, which returns such a Result, makes of the error when there is none.
   template <typename Next>
   Result or_else(Next&& next) const& {
-    return has_value() ? *this : std::invoke(std::forward<Next>(next), error());
+    static_assert(std::same_as<std::remove_cvref_t<std::invoke_result_t<Next, const Error&>>, Result>,
+                  "or_else takes a function that returns a Result of the same type");
+    if (has_value()) return *this;
+    return std::invoke(std::forward<Next>(next), error());
   }
   template <typename Next>
   Result or_else(Next&& next) && {
-    return has_value() ? std::move(*this) : std::invoke(std::forward<Next>(next), error());
+    static_assert(std::same_as<std::remove_cvref_t<std::invoke_result_t<Next, Error&&>>, Result>,
+                  "or_else takes a function that returns a Result of the same type");
+    if (has_value()) return std::move(*this);
+    return std::invoke(std::forward<Next>(next), std::get<1>(std::move(outcome_)));
   }
   /// \}
 
-  /// Equal values, or equal errors. A value and an error, which become a Result by themselves, compare as
-  /// well.
-  friend bool operator==(const Result& a, const Result& b) { return a.outcome_ == b.outcome_; }
+  /// Equal values, or equal errors. What a Result can be made from compares as well.
+  friend bool operator==(const Result& a, const Result& b) requires std::equality_comparable<T> {
+    return a.outcome_ == b.outcome_;
+  }
 
  private:
-  template <typename U>
-  static constexpr bool isResult(const Result<U>*) {
-    return true;
-  }
-  static constexpr bool isResult(const void*) { return false; }
-
   template <typename Self, typename Next>
   static auto chained(Self&& self, Next&& next) {
     using Outcome = std::remove_cvref_t<std::invoke_result_t<Next, decltype(*std::forward<Self>(self))>>;
-    static_assert(isResult(static_cast<Outcome*>(nullptr)),
+    static_assert(isResult<Outcome>,
                   "and_then takes a function that returns a Result; transform takes any other");
     return self.has_value() ? std::invoke(std::forward<Next>(next), *std::forward<Self>(self))
                             : Outcome(self.error());
@@ -121,6 +156,7 @@ class [[nodiscard]] Result {
   template <typename Self, typename Function>
   static auto transformed(Self&& self, Function&& function) {
     using Value = std::remove_cvref_t<std::invoke_result_t<Function, decltype(*std::forward<Self>(self))>>;
+    static_assert(!std::is_void_v<Value>, "transform takes a function that returns something");
     return self.has_value()
                ? Result<Value>(std::invoke(std::forward<Function>(function), *std::forward<Self>(self)))
                : Result<Value>(self.error());
@@ -128,5 +164,8 @@ class [[nodiscard]] Result {
 
   std::variant<T, Error> outcome_;
 };
+
+template <typename T>
+Result(T) -> Result<T>;
 
 }  // namespace CAPRION_NAMESPACE

@@ -31,7 +31,7 @@ class CAPRION_EXPORT Subtitle {
  public:
   /// Decodes one record from the text of a JSON object with the service's keys. All keys but the two links
   /// are required to hold texts; other keys are ignored. Fails with an error of DecodingErrorDomain, which
-  /// names the first key at fault.
+  /// names the first key at fault, or with ENOMEM or, past 4 GiB of texts, EOVERFLOW of NSPOSIXErrorDomain.
   static Result<std::shared_ptr<const Subtitle>> decode(std::string_view json) noexcept;
 
   /// The service's number of the subtitle. A download's folder is named by it.
