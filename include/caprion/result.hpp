@@ -165,6 +165,7 @@ class [[nodiscard]] Result {
   std::variant<T, Error> outcome_;
 };
 
+/// Result(5) is a Result<int>.
 template <typename T>
 Result(T) -> Result<T>;
 
