@@ -38,8 +38,7 @@ class [[nodiscard]] Result {
   template <typename U = T>
   requires(!std::same_as<std::remove_cvref_t<U>, Result> && !std::same_as<std::remove_cvref_t<U>, Error> &&
            std::constructible_from<T, U>) explicit(!std::convertible_to<U, T>)
-      // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): it neither copies nor moves, as required
-      // above
+      // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): never for a Result, see above
       Result(U&& value) noexcept(std::is_nothrow_constructible_v<T, U>)
       : outcome_(std::in_place_index<0>, std::forward<U>(value)) {}
   /// The outcome of one that failed.
