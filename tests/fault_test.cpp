@@ -14,6 +14,10 @@
 #include <csignal>
 #include <cstring>
 
+#ifndef SYS_mkdir
+#define SYS_mkdir SYS_mkdirat  // all that newer machines have
+#endif
+
 /// For this test program no name is found below "direct.test", and below "slow.direct.test" not soon either.
 static std::atomic<bool> isSlow = false;
 static std::atomic<int> slowLookUps = 0;
