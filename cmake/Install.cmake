@@ -25,9 +25,11 @@ install(FILES ${PROJECT_BINARY_DIR}/CaprionConfig.cmake ${PROJECT_BINARY_DIR}/Ca
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(prefix_of_pc /usr)
 else()
-  file(RELATIVE_PATH prefix_of_pc /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
-  string(REGEX REPLACE "(.*)/$" "\${pcfiledir}/\\1" prefix_of_pc ${prefix_of_pc})
+  file(RELATIVE_PATH prefix_of_pc ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+  string(REGEX REPLACE "^(.*)/$" "\${pcfiledir}/\\1" prefix_of_pc ${prefix_of_pc})
 endif()
+file(RELATIVE_PATH libdir_of_pc ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH includedir_of_pc ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 # Only a static library asks for what it needs. libcurl is named as a library and not as a package: its package would
 # add all that a static libcurl needs, which few systems have whole.
 set(static_requirements "")
