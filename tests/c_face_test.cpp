@@ -279,6 +279,7 @@ TEST_F(CFace, DecodesHashesAndParsesAsTheLibraryDoes) {
   EXPECT_TRUE(caprion_bundle_set_name(nullptr));
   EXPECT_EQ(Bundle::main().infoDictionary(), (Bundle::InfoDictionary{{"other", true}}));
   Bundle::main().setInfoDictionary(std::nullopt);
+  EXPECT_EQ(Bundle::main().infoDictionary(), std::nullopt);
 
   EXPECT_GE(CaprionVersionNumber, 1.0);
   EXPECT_EQ(reinterpret_cast<const char*>(CaprionVersionString), "PROGRAM:Caprion PROJECT:Caprion-1"s);

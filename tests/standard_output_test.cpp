@@ -5,7 +5,9 @@
 #include <poll.h>
 
 #include <array>
+#include <csignal>
 #include <thread>
+#include <utility>
 
 namespace caprion::test {
 
@@ -26,6 +28,8 @@ class Pipe {
     ::close(before_);
     ::close(ends_[0]);
   }
+
+  void loseReader() { ::close(std::exchange(ends_[0], -1)); }
 
   static bool isFull() {
     pollfd output{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
@@ -65,6 +69,21 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
   for (std::size_t at = expected.size(); at < printed.size(); at += size + 1)
     expected.append(size, printed[at]).append("\n");
   EXPECT_TRUE(printed == expected);
+}
+
+TEST(StandardOutput, WhoseReaderIsGoneRaisesNoSignal) {
+  Pipe output;
+  output.loseReader();
+  printLine("x");  // which ends this process if it raises SIGPIPE
+  sigset_t signal;
+  ::sigemptyset(&signal);
+  ::sigaddset(&signal, SIGPIPE);
+  ::pthread_sigmask(SIG_BLOCK, &signal, nullptr);
+  ::raise(SIGPIPE);
+  printLine("x");  // which leaves alone one that the host waits for
+  const timespec now{};
+  EXPECT_EQ(::sigtimedwait(&signal, nullptr, &now), SIGPIPE);
+  ::pthread_sigmask(SIG_UNBLOCK, &signal, nullptr);
 }
 
 TEST(StandardOutput, WithoutAReaderALineIsGivenUp) {

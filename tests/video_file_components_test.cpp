@@ -71,8 +71,8 @@ TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
       {"A\u00b2720p\u00bd.mkv", {"A\u00b2", none, none, none, "720p"}},
       {"Caf\u00e9 \u0800\U00010000.ſ03E04.mkv", {"Café \u0800\U00010000", none, 3, 4}},
       // Bytes that are no UTF-8: one U+FFFD for each maximal part of a character.
-      {"\xff\xe2\x82.A\xf0\x9f\x98z\xed\xa0\x80.S01E02.mkv",
-       {"\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd", none, 1, 2}},
+      {"\xff\xe2\x82.A\xf0\x9f\x98z\xed\xa0\x80\xf5\x80.S01E02.mkv",
+       {"\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd\ufffd\ufffd", none, 1, 2}},
   };
   for (const auto& [name, expected] : cases) EXPECT_EQ(parsed(name), expected) << name;
 }
