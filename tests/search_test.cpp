@@ -44,6 +44,7 @@ TEST_F(Search, SendsTheCriteriaByteForByte) {
       {{query(":@!$&'()*+,;=~{}|^`<>")}, "/search/query-:@!$&'()*+,;=~%7B%7D%7C%5E%60%3C%3E"},
       {{query(many)}, "/search/query-" + many},
   };
+  EXPECT_EQ(query("x y").arg(), "x y");
   for (const auto& [args, target] : cases) {
     ASSERT_TRUE(search(args)) << target;
     const auto request = lastRequest();

@@ -55,6 +55,7 @@ TEST(URL, OfAFileKeepsItsPathInAnyBytes) {
     EXPECT_TRUE(url.isFileURL());
     EXPECT_EQ(URL::fromString(url.absoluteString()), url);
   }
+  EXPECT_FALSE(URL::fromString("http:/a")->isFileURL());
   EXPECT_EQ(URL::fileURLWithPath("x").path(), std::filesystem::current_path() / "x");
 }
 
