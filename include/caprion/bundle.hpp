@@ -12,21 +12,21 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// What a program says of itself. Any thread may call it at any time.
+/// What the host program says about itself. Any thread may call any member at any time.
 class CAPRION_EXPORT Bundle {
  public:
-  /// A text, or a value of another kind.
+  /// A string, or a value of another type.
   using Value = std::variant<std::string, std::int64_t, double, bool>;
-  /// Values by their keys.
+  /// Keys and values.
   using InfoDictionary = std::map<std::string, Value, std::less<>>;
 
-  /// The bundle of the host, made on first use and never destroyed.
+  /// The host's bundle. Never destroyed.
   static Bundle& main() noexcept;
 
-  /// Absent until the host sets it. The library reads the text under "CFBundleName": the name of the folder
-  /// that its downloads go to.
+  /// Absent until the host sets it. The library uses only the string for "CFBundleName", as the name of the
+  /// folder for its downloads.
   std::optional<InfoDictionary> infoDictionary() const;
-  /// Replaces the dictionary, or takes it away. Downloads that start later go by the new one.
+  /// Replaces or removes the dictionary. Affects downloads that start later.
   void setInfoDictionary(std::optional<InfoDictionary> dictionary);
 
  private:

@@ -18,45 +18,45 @@
 #include <optional>
 #include <vector>
 
-/// Search, download and file names, in C++. The same for C is in caprion.h.
+/// The C++ interface: search, download and file names. The C interface is in caprion.h.
 namespace CAPRION_NAMESPACE {
 
-/// The client of the subtitle service. There is one, shared(); any thread may call any member at any time.
+/// The client of the subtitle service. There is only one, shared(). Any thread may call any member at any
+/// time.
 ///
 /// No thread is started before the first search or download. Callbacks run on background threads of the
-/// library, which have all signals blocked; they may block, start further operations or exit the process, and
-/// must not throw. An empty one stands for no interest in the outcome. (Should the system not have a single
-/// thread to give, the callback that says so runs inside the call.)
+/// library, which have all signals blocked except those of faults, such as SIGSEGV. They may block, start
+/// further operations or exit the process; they must not throw. A callback may be empty. (If the system can't
+/// start a single thread, the callback receives that error during the call.)
 ///
-/// A search that is under way when the process exits, reports no more; one that is started after that fails.
-/// In a child of fork() without exec, whatever needs the network fails, if the parent had made use of it
-/// before.
+/// A search that is running when the process exits reports nothing; one that is started later fails. In a
+/// child of fork() without exec, all network operations fail if the parent has used the network before.
 class CAPRION_EXPORT Caprion {
  public:
   /// Receives the hits of a search, or an error.
   using QueryCompletion = std::function<void(Result<QueryResult>)>;
-  /// Receives where the subtitle file lies, or an error.
+  /// Receives the URL of the subtitle file, or an error.
   using DownloadCompletion = Downloader::Completion;
 
-  /// The one client, made on first use and never destroyed.
+  /// The only client. Never destroyed.
   static Caprion& shared() noexcept;
 
-  /// Searches by the criteria, sent in this order, and returns at once. `result` is called exactly once,
-  /// later, on a background thread, with the hits or with an error: the transport's (NSURLErrorDomain), or
-  /// one of AnswerErrorDomain when the answer isn't a JSON array, whatever its HTTP status. In that case the
-  /// answer's text is also written to standard output.
+  /// Searches by the criteria, which are sent in this order, and returns at once. `result` is called exactly
+  /// once, later, on a background thread, with the hits or an error, usually of the transport
+  /// (NSURLErrorDomain). If the answer isn't a JSON array, whatever its HTTP status, the error is one of
+  /// AnswerErrorDomain, and the answer is also written to standard output.
   void query(const std::vector<Arg>& args, QueryCompletion result) noexcept;
 
   /// Cancels the search started last, if it is still running; it then reports the error -999 of
-  /// NSURLErrorDomain. Earlier searches go on.
+  /// NSURLErrorDomain. Earlier searches continue.
   void cancelQueryTask() noexcept;
 
-  /// Downloads the record's subtitle file, as Downloader::download tells: this client has one Downloader, so
-  /// a newer download replaces the one under way. Blocks the calling thread.
+  /// Downloads the record's subtitle file, as described at Downloader::download. The client has one
+  /// Downloader, so a newer download replaces the running one. Blocks the calling thread.
   void download(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept;
 
-  /// The movie hash and the size of a local file. Reads at most 128 KiB, on the calling thread. Absent when
-  /// the file can't be opened and read, or is no file: a folder, a pipe, a device without a size.
+  /// The movie hash and the size of a local file. Reads at most 128 KiB, on the calling thread. Absent if the
+  /// file can't be opened and read, or is a folder, a pipe or a device without a size.
   static std::optional<VideoHash> hashFor(const URL& url) noexcept;
 
   Caprion(const Caprion&) = delete;

@@ -1,7 +1,7 @@
 #ifndef CAPRION_EXPORT_H
 #define CAPRION_EXPORT_H
 
-/* Marks what the library exports. Everything else in it is hidden. */
+/* Marks an exported symbol. The library hides all others. */
 #if defined(__GNUC__)
 #define CAPRION_EXPORT __attribute__((visibility("default")))
 #else

@@ -1,6 +1,6 @@
 #pragma once
 
-// What each C++ header here begins with: the language that it takes, and the namespace that it is in.
+// Included by each C++ header: checks the language version and defines the namespace.
 
 #if __cplusplus < 202002L
 #include <Caprion needs C++20: compile with -std=c++20>
@@ -8,10 +8,9 @@
 
 #include <version>
 
-// A standard library that lays its types out otherwise than usual makes programs and libraries that look
-// alike and misread each other. So these ways have a namespace of their own within `caprion`, and what was
-// built in another way than the library doesn't link with it: "undefined reference to
-// `caprion::glibcxx_debug::…'".
+// The layout of standard types depends on the standard library and its modes. A program built with another
+// layout than this library would link with it and then misread its data. So each unusual layout has its own
+// inline namespace, and linking fails: "undefined reference to `caprion::glibcxx_debug::…'".
 #if defined(_LIBCPP_VERSION)
 #define CAPRION_NAMESPACE caprion::inline libcxx
 #elif defined(_GLIBCXX_DEBUG) && defined(_GLIBCXX_USE_CXX11_ABI) && !_GLIBCXX_USE_CXX11_ABI

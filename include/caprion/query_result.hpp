@@ -11,19 +11,19 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// The decoded answer of one search. Copies share the records.
+/// The decoded answer to one search. Copies share the records.
 struct CAPRION_EXPORT QueryResult {
   /// The hits, in the order of the answer.
   std::vector<std::shared_ptr<const Subtitle>> subtitles;
 
-  /// Decodes a whole answer, which has to be a JSON array; a byte order mark may stand before it. Elements
-  /// that don't decode as a Subtitle are left out without a trace. Fails with an error of DecodingErrorDomain
-  /// when the text isn't JSON or no array.
+  /// Decodes a whole answer, a JSON array, optionally after a byte order mark. Elements that can't be decoded
+  /// as a Subtitle are silently left out. Fails with an error of DecodingErrorDomain if the answer isn't JSON
+  /// or isn't an array.
   static Result<QueryResult> decode(std::string_view json) noexcept;
 
-  /// The text of a JSON object whose key "subtitles" holds the encoded records. (Decoding takes the service's
-  /// shape, the bare array, so it doesn't take this text back.) Fails with an error of EncodingErrorDomain
-  /// when there is a null pointer among them.
+  /// Encodes the records as a JSON object with the single key "subtitles". (decode() can't read this: it
+  /// expects the bare array that the service sends.) Fails with an error of EncodingErrorDomain if a record
+  /// is a null pointer.
   Result<std::string> encode() const noexcept;
 };
 

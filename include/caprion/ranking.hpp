@@ -12,33 +12,33 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// How a hit was found to belong to a video, the strongest evidence first.
+/// Why a hit belongs to a video, the strongest evidence first.
 enum class Evidence {
   content,  ///< the service knows the video by its movie hash
-  release,  ///< the service knows the release by its name, and the name is no generic one
-  title,    ///< title and episode, or title and year, are those of the video's name
+  release,  ///< the service knows the release by its name, which isn't generic
+  title,    ///< title and episode, or title and year, are those in the video's name
 };
 
-/// A hit that suits a video, and why it stands where it does.
+/// A hit that suits a video, and why.
 struct RankedSubtitle {
   /// The hit; never null.
   std::shared_ptr<const Subtitle> subtitle;
-  /// What the hit was found by.
+  /// The evidence for the hit.
   Evidence evidence;
-  /// The same in words for people, with how many words of the video's name the subtitle file's name shares:
-  /// "found by content", "same release, 6 words in common".
+  /// The same in words for people, with the number of words that both file names share: "found by content",
+  /// "same release, 6 words in common".
   std::string reason;
 };
 
-/// Of these hits those that suit the video, the best first; docs/matching.md has the rules. A hit that
-/// contradicts the video's name (another season or episode, another kind, another year, another disc) never
-/// suits, and one that was found by a text, or by a name that any video may have, suits only if its title is
-/// the name's. Better evidence comes first, then known seasons and episodes, then more words that the names
-/// of both files share, then the year behind an episode, then the order of `hits`.
+/// The hits that suit the video, the best first, by the rules in docs/matching.md. Hits that contradict the
+/// video's name are left out: those for another season, episode, kind, year or disc and, unless the evidence
+/// is content or release, those with another title. The others are ordered by evidence, then by whether
+/// season and episode are known, then by the number of words that both file names share, then by whether the
+/// year agrees with one that follows the episode in the name, then as in `hits`.
 ///
-/// Pure: asks nobody, reads no file, and the same arguments have the same result. The time it takes grows
-/// with the number of hits alone. Null pointers are passed over. Fails with ENOMEM of NSPOSIXErrorDomain
-/// only. Any thread may call it.
+/// Doesn't access the file or the network; the same arguments always give the same result. The time depends
+/// only on the number of hits. Null pointers are skipped. Fails only with ENOMEM of NSPOSIXErrorDomain. Any
+/// thread may call it.
 CAPRION_EXPORT Result<std::vector<RankedSubtitle>> rankedSubtitles(
     const std::vector<std::shared_ptr<const Subtitle>>& hits, const URL& video) noexcept;
 

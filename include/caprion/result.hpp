@@ -21,27 +21,27 @@ template <typename T>
 inline constexpr bool isResult<Result<T>> = true;
 /// \endcond
 
-/// The outcome of an operation: a value, or the Error that took its place. The vocabulary is std::expected's,
-/// but asking for a value that isn't there is never undefined: it throws std::bad_variant_access.
+/// The outcome of an operation: a value, or an Error. The interface is that of std::expected, but reading a
+/// value that isn't there is never undefined: it throws std::bad_variant_access.
 template <typename T>
 class [[nodiscard]] Result {
   static_assert(!std::same_as<std::remove_cv_t<T>, Error>, "an Error can't be the value of a Result");
   static_assert(std::is_object_v<T>, "a Result holds an object; std::monostate stands for no value");
 
  public:
-  /// What an operation that succeeds gives.
+  /// The type of the value.
   using value_type = T;
-  /// What one that fails gives.
+  /// The type of the error.
   using error_type = Error;
 
-  /// The outcome of an operation that succeeded: a T, or what it can be made from.
+  /// A success, with a T or something that a T can be constructed from.
   template <typename U = T>
   requires(!std::same_as<std::remove_cvref_t<U>, Result> && !std::same_as<std::remove_cvref_t<U>, Error> &&
            std::constructible_from<T, U>) explicit(!std::convertible_to<U, T>)
       // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): never for a Result, see above
       Result(U&& value) noexcept(std::is_nothrow_constructible_v<T, U>)
       : outcome_(std::in_place_index<0>, std::forward<U>(value)) {}
-  /// The outcome of one that failed.
+  /// A failure.
   Result(Error error) noexcept : outcome_(std::in_place_index<1>, std::move(error)) {}
 
   Result(const Result&) = default;
@@ -53,23 +53,23 @@ class [[nodiscard]] Result {
     return *this;
   }
 
-  /// Whether there is a value, and so no error.
+  /// Whether there is a value rather than an error.
   bool has_value() const noexcept { return outcome_.index() == 0; }
   /// The same as has_value().
   explicit operator bool() const noexcept { return has_value(); }
 
   /// \{
-  /// The value; throws std::bad_variant_access when there is none.
+  /// The value; throws std::bad_variant_access if there is none.
   const T& value() const& { return std::get<0>(outcome_); }
   T& value() & { return std::get<0>(outcome_); }
   T&& value() && { return std::get<0>(std::move(outcome_)); }
   /// \}
 
-  /// The error; throws std::bad_variant_access when there is none.
+  /// The error; throws std::bad_variant_access if there is none.
   const Error& error() const { return std::get<1>(outcome_); }
 
   /// \{
-  /// The value, or of it a member; throws as value() does.
+  /// The value, or a member of it; throws like value().
   const T& operator*() const& { return value(); }
   T& operator*() & { return value(); }
   T&& operator*() && { return std::move(*this).value(); }
@@ -78,7 +78,7 @@ class [[nodiscard]] Result {
   /// \}
 
   /// \{
-  /// The value, or `instead` when there is none.
+  /// The value, or `instead` if there is none.
   template <typename U = std::remove_cv_t<T>>
   T value_or(U&& instead) const& {
     return has_value() ? value() : static_cast<T>(std::forward<U>(instead));
@@ -90,7 +90,7 @@ class [[nodiscard]] Result {
   /// \}
 
   /// \{
-  /// What `next`, which returns a Result, makes of the value; the error as it is when there is none.
+  /// The result of `next`, called with the value; `next` returns a Result. If there is no value, the error.
   template <typename Next>
   auto and_then(Next&& next) & {
     return chained(*this, std::forward<Next>(next));
@@ -106,7 +106,7 @@ class [[nodiscard]] Result {
   /// \}
 
   /// \{
-  /// A Result of what `function` makes of the value; the error as it is when there is none.
+  /// A Result with what `function` returns for the value. If there is no value, the error.
   template <typename Function>
   auto transform(Function&& function) & {
     return transformed(*this, std::forward<Function>(function));
@@ -122,7 +122,8 @@ class [[nodiscard]] Result {
   /// \}
 
   /// \{
-  /// The value as it is; what `next`, which returns such a Result, makes of the error when there is none.
+  /// The value. If there is none, the result of `next`, called with the error; it returns the same type of
+  /// Result.
   template <typename Next>
   Result or_else(Next&& next) const& {
     static_assert(std::same_as<std::remove_cvref_t<std::invoke_result_t<Next, const Error&>>, Result>,
@@ -139,7 +140,7 @@ class [[nodiscard]] Result {
   }
   /// \}
 
-  /// Equal values, or equal errors. What a Result can be made from compares as well.
+  /// Whether both have equal values or equal errors. Also compares with anything that converts to a Result.
   friend bool operator==(const Result& a, const Result& b) requires std::equality_comparable<T> {
     return a.outcome_ == b.outcome_;
   }

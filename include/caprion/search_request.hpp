@@ -11,27 +11,27 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// The kinds of search criterion that the service knows. Each hashes as its key.
+/// The kinds of search criterion that the service knows. The hash of a kind is that of its key.
 enum class Param { episode, imdbid, moviebytesize, moviehash, query, season, sublanguageid, tag };
 
-/// The kind's key in the request path, which is its name: "moviehash" for Param::moviehash.
+/// The key of a kind in the request path, which is its name: "moviehash" for Param::moviehash.
 CAPRION_EXPORT std::string_view rawValue(Param param) noexcept;
 
-/// The kind with exactly this key, byte for byte; absent for any other text.
+/// The kind with exactly this key, byte for byte; absent for any other string.
 CAPRION_EXPORT std::optional<Param> paramFrom(std::string_view rawValue) noexcept;
 
-/// One search criterion: a kind and its value. An immutable value.
+/// One search criterion: a kind and its value. Immutable, except by assignment.
 class CAPRION_EXPORT Arg {
  public:
-  /// Any text is a value, the empty one included; it is kept and sent as it is.
+  /// The value may be any string, even an empty one; it is sent as it is.
   Arg(Param param, std::string arg);
 
   /// The kind.
   Param param() const noexcept { return param_; }
-  /// The value, as it was given.
+  /// The value, unchanged.
   const std::string& arg() const noexcept { return arg_; }
 
-  /// The criterion's piece of the request path, not yet percent-encoded: "/query-the matrix".
+  /// The criterion's part of the request path, not yet percent-encoded: "/query-the matrix".
   std::string path() const;
 
  private:

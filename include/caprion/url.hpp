@@ -10,33 +10,33 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// A uniform resource locator (RFC 3986), kept as its percent-encoded text. An immutable value. What returns
-/// a text or a URL throws std::bad_alloc when there isn't the memory for it.
+/// A uniform resource locator (RFC 3986), stored as a percent-encoded string. Functions that return a string
+/// or a URL by value throw std::bad_alloc.
 class CAPRION_EXPORT URL {
  public:
-  /// The `file` URL of a path in the local file system. The path may hold any bytes; a relative one is taken
-  /// from the working directory of this moment. (If that is gone, the result is a relative reference, which
-  /// leads nowhere.)
+  /// The `file` URL of a path in the local file system. The path may hold any bytes; a relative one is
+  /// resolved against the current working directory. (If that has been removed, the result is a relative
+  /// reference, which leads nowhere.)
   static URL fileURLWithPath(std::string_view path);
 
-  /// Parses a URL or a relative reference; absent when the text isn't one, the empty text included.
-  /// Characters that a URL may not hold, such as blanks, are not forgiven.
+  /// Parses a URL or a relative reference. Absent if the text isn't one, is empty, or contains characters
+  /// that aren't allowed in a URL, such as spaces.
   static std::optional<URL> fromString(std::string_view text);
 
-  /// The whole text.
+  /// The whole URL.
   const std::string& absoluteString() const noexcept { return text_; }
 
-  /// In lower case; empty when the URL is a relative reference.
+  /// The scheme in lower case; empty for a relative reference.
   std::string scheme() const;
 
-  /// In lower case, without user and port; empty when there is none.
+  /// The host in lower case, without user and port; empty if there is none.
   std::string host() const;
 
-  /// The path with its percent-escapes resolved, so possibly any bytes: for a `file` URL, the file's path.
+  /// The percent-decoded path, which may hold any bytes. For a `file` URL, the file's path.
   std::string path() const;
 
-  /// The last segment of the path with its percent-escapes resolved, so possibly any bytes, an escaped slash
-  /// included. Slashes at the path's end don't count; the component of a path of slashes alone is "/".
+  /// The percent-decoded last segment of the path, which may hold any bytes, even an escaped slash. Trailing
+  /// slashes are ignored; if the path consists only of slashes, the component is "/".
   std::string lastPathComponent() const;
 
   /// Whether the scheme is "file".

@@ -7,9 +7,9 @@
 
 namespace CAPRION_NAMESPACE {
 
-/// What the service knows a video file by. A plain value, and closed: these are its members for good.
+/// What the service identifies a video file by. No members will be added.
 struct VideoHash {
-  /// The movie hash, 16 lower-case hexadecimal digits; empty for a file shorter than 65,536 bytes.
+  /// The movie hash: 16 lower-case hexadecimal digits; empty for a file shorter than 65,536 bytes.
   std::string fileHash;
   /// The file's size in bytes; 0 for a file shorter than 65,536 bytes.
   std::uint64_t fileSize = 0;
