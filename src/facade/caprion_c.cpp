@@ -36,7 +36,7 @@ using caprion::Subtitle;
 using caprion::SubtitleRecord;
 using caprion::URL;
 
-// A facade object holds but its latest search; for all else, all of them stand for the one of C++.
+// All facade objects use the one of C++; each only adds its latest search.
 struct caprion_helper {
   caprion::LatestTask latestSearch;
 };
@@ -88,7 +88,7 @@ char* copyOf(std::string_view text) {
   return copy;
 }
 
-/// What `make` makes of the value in `result()`; null for an error, which goes to `out`.
+/// Returns `make` of the value of `result()`; null for an error, which is stored in `out`.
 template <class Get, class Make>
 auto valueOrNull(Get result, caprion_error** out, Make make) {
   if (out != nullptr) *out = nullptr;
@@ -100,7 +100,7 @@ auto valueOrNull(Get result, caprion_error** out, Make make) {
   });
 }
 
-/// The text of a record that `get` reads, which has a NUL behind it.
+/// The string that `get` reads from a record; it is NUL-terminated.
 template <class Get>
 const char* textOf(const caprion_subtitle* subtitle, Get get) {
   return subtitle == nullptr ? nullptr : get(*subtitle->record).data();
@@ -111,14 +111,14 @@ const char* linkOf(const caprion_subtitle* subtitle, Link link) {
   return textOf(subtitle, [&](const Subtitle& record) { return link(record).value_or(std::string_view()); });
 }
 
-/// The value that an error carries under a key, or null.
+/// The value that an error has for a key, or null.
 const Error::Value* valueOf(const caprion_error* error, std::string_view key) {
   if (error == nullptr) return nullptr;
   const auto found = error->error.userInfo().find(key);
   return found == error->error.userInfo().end() ? nullptr : &found->second;
 }
 
-/// Who hears of an operation.
+/// The callbacks of an operation.
 template <class Value>
 struct Receiver {
   void (*completion)(const Value*, const caprion_error*, void*);
@@ -138,7 +138,7 @@ struct Receiver {
     if (release != nullptr) release(context);
   }
 
-  /// Calls `start`; if it can't, or has not all that it needs, reports that.
+  /// Calls `start`; reports EINVAL if an argument is missing, or ENOMEM.
   template <class Start>
   void run(bool hasArguments, Start start) const {
     int error = EINVAL;
@@ -176,7 +176,7 @@ CaprionHelper::SearchCompletion reportTo(const SearchReceiver& receiver) {
   };
 }
 
-/// The same of a download, for each of its reports.
+/// The same for each report of a download.
 Downloader::Completion reportTo(const DownloadReceiver& receiver) {
   return [receiver](const auto& file) {
     std::string path;
@@ -192,7 +192,7 @@ Downloader::Completion reportTo(const DownloadReceiver& receiver) {
   };
 }
 
-/// Starts a search by `start`, which takes its completion, if there is all that it needs.
+/// Starts a search by calling `start` with its completion, unless an argument is missing.
 template <class Start>
 void search(caprion_helper* helper, bool hasArguments, const SearchReceiver& receiver, Start start) {
   StartedSearch search;
@@ -306,7 +306,7 @@ void caprion_subtitle_list_free(caprion_subtitle_list* list) { delete list; }
 caprion_subtitle* caprion_subtitle_copy(const caprion_subtitle* subtitle) { return copyOf(subtitle); }
 void caprion_subtitle_free(caprion_subtitle* subtitle) { delete subtitle; }
 
-// Defines the getter of a text, or of a link, by the member that it reads.
+// Defines the getter of a string or a link.
 #define GETTER(read, name, member)                                        \
   const char* caprion_subtitle_##name(const caprion_subtitle* subtitle) { \
     return read(subtitle, std::mem_fn(&Subtitle::member));                \
@@ -374,7 +374,7 @@ const char* caprion_error_domain(const caprion_error* error) {
 int64_t caprion_error_code(const caprion_error* error) { return error == nullptr ? 0 : error->error.code(); }
 
 const char* caprion_error_description(const caprion_error* error) {
-  // The view is of a whole std::string, so a NUL stands behind it.
+  // NUL-terminated, as the view covers a whole std::string.
   return error == nullptr ? nullptr : error->error.localizedDescription().data();
 }
 
@@ -415,7 +415,7 @@ caprion_components* caprion_components_new() {
 
 caprion_components* caprion_components_new_from_path(const char* path) {
   if (path == nullptr) return nullptr;
-  if (*path == '\0') return caprion_components_new();  // not the folder, which a URL would be made from
+  if (*path == '\0') return caprion_components_new();  // a URL would name the working directory
   return orNull([&] {
     return new caprion_components{caprion::VideoFileUtilities::componentsFrom(URL::fileURLWithPath(path))};
   });

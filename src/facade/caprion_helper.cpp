@@ -11,7 +11,7 @@ namespace caprion {
 
 namespace {
 
-/// Hands the report of a search on as a pair of optional values.
+/// Passes the report of a search on as a pair of optional values.
 auto pairFor(CaprionHelper::SearchCompletion completion) {
   return [completion = std::move(completion)](Result<QueryResult> result) {
     if (!completion) return;

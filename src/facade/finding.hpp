@@ -9,8 +9,8 @@
 
 namespace caprion {
 
-/// What CaprionHelper::findSubtitles does, and the same by criteria, for a call that keeps the search to its
-/// very end.
+/// Start a search by file, text or criteria, like CaprionHelper::findSubtitles. The caller keeps the result
+/// until the host's call returns.
 StartedSearch startFindingSubtitles(const URL& videoFile, std::string_view language,
                                     CaprionHelper::SearchCompletion completion) noexcept;
 StartedSearch startFindingSubtitles(Matching matching, std::string_view language,

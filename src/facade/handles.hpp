@@ -8,13 +8,13 @@
 #include <optional>
 #include <vector>
 
-// What stands behind those handles of the C face that more than one of its files knows.
+// The handles of the C interface that several files use.
 
 struct caprion_subtitle {
   std::shared_ptr<const caprion::Subtitle> record;
 };
 
-// Handles rather than records, so that one can be lent.
+// Holds handles rather than records, as the getters return borrowed handles.
 struct caprion_subtitle_list {
   std::vector<caprion_subtitle> subtitles;
 };
@@ -31,7 +31,7 @@ auto orNull(Make make) -> decltype(make()) {
   }
 }
 
-/// Whether there is a number, which then goes to `*number`, if that is wanted.
+/// Whether there is a number; stores it in `*number` unless that is null.
 template <class Number>
 bool numberOf(const std::optional<Number>& field, Number* number) {
   if (field && number != nullptr) *number = *field;

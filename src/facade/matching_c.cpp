@@ -8,7 +8,7 @@
 
 using caprion::Language;
 
-// Handles rather than records, so that one can be lent.
+// Holds handles rather than records, as the getters return borrowed handles.
 struct caprion_ranking {
   struct Place {
     caprion_subtitle subtitle;
@@ -32,12 +32,12 @@ const caprion_ranking::Place* placeAt(const caprion_ranking* ranking, size_t ind
   return index < caprion_ranking_count(ranking) ? &ranking->places[index] : nullptr;
 }
 
-// A language's handle is its place in the library's table.
+// The handle of a language is its address in the library's table.
 const caprion_language* handleOf(const Language* language) {
   return reinterpret_cast<const caprion_language*>(language);
 }
 
-// The texts are literals, with a NUL behind each.
+// The strings are literals, so they are NUL-terminated.
 const char* textOf(const caprion_language* language, std::string_view Language::*text) {
   return language == nullptr ? nullptr : (reinterpret_cast<const Language*>(language)->*text).data();
 }
@@ -85,7 +85,7 @@ const char* caprion_ranking_reason_at(const caprion_ranking* ranking, size_t ind
 caprion_release_name* caprion_release_name_new(const char* path) {
   if (path == nullptr) return nullptr;
   return caprion::orNull([&]() -> caprion_release_name* {
-    if (*path == '\0') return new caprion_release_name{};  // not the folder, which a URL would be made from
+    if (*path == '\0') return new caprion_release_name{};  // a URL would name the working directory
     return new caprion_release_name{caprion::ReleaseName::from(caprion::URL::fileURLWithPath(path))};
   });
 }
