@@ -1,9 +1,9 @@
-"""Finds and fetches subtitles for local video files, with the Caprion library.
+"""Finds and fetches subtitles for local video files, using the Caprion library.
 
     hits = caprion.find("Movie.mkv", "eng")
     path = caprion.ranked("Movie.mkv", hits)[0].subtitle.download()
 
-`caprion.aio` has the same for asyncio. Every failure of the library is a caprion.Error.
+`caprion.aio` has the same functions for asyncio. Every failure of the library raises a caprion.Error.
 """
 
 from __future__ import annotations
@@ -46,7 +46,7 @@ __all__ = [
 
 
 def __getattr__(name: str) -> Any:
-    """Imports `caprion.aio` for those who use it: asyncio takes longer to import than all the rest."""
+    """Imports `caprion.aio` on first use, as importing asyncio takes longer than the rest of the package."""
     if name == "aio":
         from importlib import import_module
 

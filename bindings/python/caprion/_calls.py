@@ -1,8 +1,8 @@
-"""Operations under way, from their start in the library to their outcome, whatever becomes of the process.
+"""Running operations, from their start in the library to their outcome.
 
-Reports come on threads of the library, and one that came while the interpreter ends would end the process with it. So
-a call is kept until the library has let go of it, which it tells by posting a semaphore, from C, once it is out of
-Python again. At exit no call is taken any more, all are cancelled, and the interpreter waits for them to be let go.
+Reports arrive on threads of the library, and one that arrived while the interpreter shuts down would crash the
+process. So each call is kept until the library has released it: it then posts a semaphore, from C, after it has left
+Python. At exit new calls are refused, the running ones are cancelled, and the interpreter waits for their release.
 """
 
 from __future__ import annotations
@@ -27,19 +27,19 @@ _log = logging.getLogger("caprion")
 Value = TypeVar("Value")
 Outcome = Union[Value, BaseException]
 
-_EXIT_SECONDS = 5.0  # for calls that have been cancelled to end, when the interpreter exits
-STOP_SECONDS = 0.5  # the same when one is given up
-_SLICE_SECONDS = 0.2  # how soon an interrupt is seen that another thread's system call has met
+_EXIT_SECONDS = 5.0  # longest wait for cancelled calls when the interpreter exits
+STOP_SECONDS = 0.5  # longest wait for one cancelled call
+_SLICE_SECONDS = 0.2  # longest delay until a signal that another thread received is noticed
 
 _lock = threading.Lock()
-_calls: dict[int, Call[Any]] = {}  # under way, by their contexts
-_leaving: deque[ctypes.Array[Any]] = deque()  # the semaphores of those that have ended, until they are posted
+_calls: dict[int, Call[Any]] = {}  # the running ones, by context
+_leaving: deque[ctypes.Array[Any]] = deque()  # semaphores of ended calls, until they are posted
 _of_parent: list[Call[Any]] = []
 _exiting = False
 
 
 class Call(Generic[Value]):
-    """One operation. `on_end`, if there is one, gets the outcome once, on any thread."""
+    """One operation. `on_end` is called once with the outcome, on any thread."""
 
     def __init__(self, on_end: Callable[[Outcome[Value]], None] | None = None) -> None:
         self._on_end = on_end
@@ -51,7 +51,7 @@ class Call(Generic[Value]):
         sem_init(self.context, 0, 0)
 
     def run(self, start: Callable[[], None]) -> None:
-        """Has the library start the operation."""
+        """Starts the operation by calling `start`, unless it is cancelled or the interpreter exits."""
         with _lock:
             if _exiting or self._is_cancelled:
                 raise Cancelled
@@ -62,11 +62,11 @@ class Call(Generic[Value]):
             self.cancel()
 
     def cancel(self) -> None:
-        """Asks the operation to end soon, if it hasn't ended. Returns at once."""
+        """Requests the operation to end. Returns at once."""
         self._is_cancelled = True
 
     def end(self, outcome: Outcome[Value]) -> None:
-        """Hands the outcome over."""
+        """Stores the outcome and passes it on."""
         self._outcome = outcome
         self._has_ended.set()
         if self.is_under_way:
@@ -80,7 +80,7 @@ class Call(Generic[Value]):
         return self.context in _calls
 
     def result(self, timeout: float | None = None) -> Value:
-        """Waits for the outcome. Whatever ends the wait before, ends the operation."""
+        """Waits for the outcome. Stops the operation after `timeout` seconds, or on an exception such as Ctrl-C."""
         deadline = None if timeout is None else time.monotonic() + timeout
         try:
             while not self._has_ended.wait(_SLICE_SECONDS if deadline is None else _slice_before(deadline)):
@@ -94,11 +94,11 @@ class Call(Generic[Value]):
         return self._outcome  # type: ignore[return-value]
 
     def stop(self) -> None:
-        """Cancels the operation, and waits a little for that."""
+        """Cancels the operation, and waits for its end, but not for long."""
         deadline = time.monotonic() + STOP_SECONDS
         self.cancel()
         while self.is_under_way and time.monotonic() < deadline:
-            self.cancel()  # once may be too early for a download
+            self.cancel()  # again, as a download may not have started the first time
             self._has_ended.wait(0.01)
 
 
@@ -107,14 +107,14 @@ def _slice_before(deadline: float) -> float:
 
 
 class Search(Call["list[Subtitle]"]):
-    """A search, through a facade object of its own, by which it is cancelled."""
+    """A search, with its own facade object, so that it can be cancelled."""
 
     def __init__(self, on_end: Callable[[Outcome[list[Subtitle]]], None] | None = None) -> None:
         super().__init__(on_end)
         self._helper = _handle_of(self, lib.helper_new(), lib.helper_free)
 
     def start(self, function: Any, *arguments: Any) -> Search:
-        """Starts the search by a function of the library."""
+        """Starts the search by calling a function of the library."""
 
         def start() -> None:
             function(self._helper, *arguments, _SEARCH_ENDED, self.context, SEM_POST)
@@ -128,16 +128,16 @@ class Search(Call["list[Subtitle]"]):
 
 
 class Download(Call[Path]):
-    """A download, which blocks a thread of its own."""
+    """A download, which blocks its own thread."""
 
     def __init__(self, subtitle: Subtitle, on_end: Callable[[Outcome[Path]], None] | None = None) -> None:
         super().__init__(on_end)
         self._downloader = _handle_of(self, lib.downloader_new(), lib.downloader_free)
         self._subtitle = _handle_of(self, subtitle_handle(subtitle), lib.subtitle_free)
-        self.last_report: Outcome[Path] = Cancelled()  # which is what no report means
+        self.last_report: Outcome[Path] = Cancelled()  # if there is no report
 
     def start(self) -> Download:
-        # The interpreter doesn't wait for a daemon; what has to be waited for, the end of this module does.
+        # A daemon thread, which the interpreter doesn't wait for: _end_all() does.
         threading.Thread(target=self._run, name="caprion download", daemon=True).start()
         return self
 
@@ -160,14 +160,14 @@ class Download(Call[Path]):
 
 
 def _handle_of(owner: object, handle: int | None, free: Callable[[int], None]) -> int:
-    """A handle that is freed with its owner."""
+    """Returns the handle, and frees it together with its owner."""
     if not handle:
         raise MemoryError
     weakref.finalize(owner, free, handle).atexit = False
     return handle
 
 
-# What the library calls, on any thread. No exception leaves it.
+# The library calls these functions on any thread. No exception may leave them.
 
 
 def _search_ended(subtitles: int | None, error: int | None, context: int) -> None:
@@ -175,7 +175,7 @@ def _search_ended(subtitles: int | None, error: int | None, context: int) -> Non
         call = _calls[context]
         try:
             outcome: Outcome[list[Subtitle]] = error_from(error) if error else _subtitles_in(subtitles)
-        except BaseException as exception:  # such as for want of memory
+        except BaseException as exception:  # such as MemoryError
             outcome = exception
         call.end(outcome)
     except BaseException:
@@ -218,10 +218,10 @@ def _drop_posted() -> None:
 
 
 def _forget_all() -> None:
-    """In a child of fork(), to which the parent's calls never report."""
+    """Drops the parent's calls in a child of fork(), where they never report."""
     global _lock
     _lock = threading.Lock()
-    _of_parent.extend(_calls.values())  # not freed, for which the library might wait for threads of the parent's
+    _of_parent.extend(_calls.values())  # kept, as freeing them might wait for threads that only the parent has
     _calls.clear()
     _leaving.clear()
 

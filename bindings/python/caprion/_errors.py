@@ -1,4 +1,4 @@
-"""What goes wrong, as exceptions."""
+"""The exceptions."""
 
 from __future__ import annotations
 
@@ -14,8 +14,8 @@ _ANSWER = "org.caprion.answer"
 class Error(Exception):
     """An operation of the library has failed.
 
-    A program looks at the class, or at `domain` and `code`; `description` and `recovery_suggestion` (which may be
-    None) are for people. docs/errors.md of Caprion lists all that there are.
+    Programs should check the class, or `domain` and `code`; `description` and `recovery_suggestion` (which may be
+    None) are for people. Caprion's docs/errors.md lists all errors.
     """
 
     def __init__(self, domain: str, code: int, description: str, recovery_suggestion: str | None = None) -> None:
@@ -47,7 +47,7 @@ class NoConnection(Error):
 
 
 class Cancelled(Error):
-    """The operation was cancelled, as all are when the interpreter exits."""
+    """The operation was cancelled, either by the program or because the interpreter exits."""
 
     def __init__(
         self,
@@ -60,11 +60,11 @@ class Cancelled(Error):
 
 
 class NotAList(Error):
-    """The answer of a search is no list of subtitles. The description is the whole answer: show its start."""
+    """The answer to a search isn't a list of subtitles. The description is the whole answer: show its start."""
 
 
 class NoSubtitleInArchive(Error):
-    """The archive holds no file of the subtitle's format, or what came is no archive."""
+    """The archive holds no file of the subtitle's format, or the server's answer isn't an archive."""
 
 
 _CLASSES: dict[tuple[str, int], type[Error]] = {

@@ -1,4 +1,4 @@
-"""The C library: where it is found, and the functions of caprion/caprion.h that this package calls."""
+"""Loads the C library, and declares the functions of caprion/caprion.h that this package calls."""
 
 from __future__ import annotations
 
@@ -15,12 +15,12 @@ class Criterion(ctypes.Structure):
 SearchCompletion = CFUNCTYPE(None, c_void_p, c_void_p, c_void_p)
 DownloadCompletion = CFUNCTYPE(None, c_char_p, c_void_p, c_void_p)
 
-# Releases are functions of C alone, never of Python: see _calls.py.
+# The release callback is always a C function, never Python: see _calls.py.
 _SEARCH = [SearchCompletion, c_void_p, c_void_p]
 _DOWNLOAD = [DownloadCompletion, c_void_p, c_void_p]
 _NUMBER = [c_void_p, POINTER(c_int64)]
 
-# The result of each function, and its arguments. A text that is to be freed is a c_void_p.
+# The result and the arguments of each function. A string that the caller frees is a c_void_p.
 _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
     "helper_new": (c_void_p, []),
     "helper_free": (None, [c_void_p]),
@@ -75,7 +75,7 @@ _FUNCTIONS: dict[str, tuple[Any, list[Any]]] = {
 
 
 class Library:
-    """The functions, by their names without "caprion_"."""
+    """The functions, named without "caprion_"."""
 
     def __init__(self) -> None:
         name = os.environ.get("CAPRION_LIBRARY") or "libcaprion.so.1"
@@ -92,13 +92,13 @@ class Library:
         except AttributeError as error:
             raise ImportError(f"{name} is not a Caprion library of this version ({error}): {advice}") from error
 
-    def __getattr__(self, name: str) -> Any:  # for type checkers: all there is has been set
+    def __getattr__(self, name: str) -> Any:  # only for type checkers: all functions are attributes
         raise AttributeError(name)
 
 
 lib = Library()
 
-# Semaphores of the C library: they are posted and looked at without the interpreter.
+# Semaphores of the C standard library, which can be posted without the interpreter.
 _libc = ctypes.CDLL(None)
 sem_init, sem_trywait = _libc.sem_init, _libc.sem_trywait
 sem_init.argtypes, sem_trywait.argtypes = [c_void_p, c_int, c_uint], [c_void_p]
@@ -106,12 +106,12 @@ SEM_POST = ctypes.cast(_libc.sem_post, c_void_p)
 
 
 def text(value: bytes | None) -> str:
-    """A text that the library lends."""
+    """Decodes a borrowed string."""
     return (value or b"").decode("utf-8", "replace")
 
 
 def owned_text(pointer: int | None) -> str:
-    """A text that is to be freed."""
+    """Decodes and frees a string."""
     if not pointer:
         raise MemoryError
     try:
@@ -121,14 +121,14 @@ def owned_text(pointer: int | None) -> str:
 
 
 def text_argument(value: str, what: str) -> bytes:
-    """A text for the library."""
+    """Encodes a string for the library."""
     if not isinstance(value, str):
         raise TypeError(f"{what} must be a str, not {type(value).__name__}")
     return _without_nul(value.encode(), what)
 
 
 def path_argument(path: str | bytes | os.PathLike[str] | os.PathLike[bytes]) -> bytes:
-    """A path for the library: any bytes but NUL."""
+    """Encodes a path for the library: any bytes but NUL."""
     return _without_nul(os.fsencode(path), "a path")
 
 

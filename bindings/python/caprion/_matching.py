@@ -1,4 +1,4 @@
-"""What needs no network: movie hashes, file names, ranking, languages."""
+"""The functions that need no network: movie hashes, file names, ranking, languages."""
 
 from __future__ import annotations
 
@@ -12,9 +12,9 @@ from ._records import Subtitle
 
 
 def movie_hash(path: str | os.PathLike[str]) -> MovieHash | None:
-    """The movie hash and the size of a file; None if it can't be read or is no file.
+    """The movie hash and the size of a file; None if it isn't a readable file.
 
-    A file shorter than 65,536 bytes has ("", 0). Reads up to 128 KiB.
+    These are ("", 0) for a file shorter than 65,536 bytes. Reads up to 128 KiB.
     """
     digits, size = ctypes.create_string_buffer(17), ctypes.c_uint64()
     if not lib.file_hash(path_argument(path), digits, size):
@@ -23,7 +23,7 @@ def movie_hash(path: str | os.PathLike[str]) -> MovieHash | None:
 
 
 def parse(path: str | os.PathLike[str]) -> Components:
-    """Splits the name of a video file into title, year, season, episode and resolution. Doesn't touch the file."""
+    """Splits the name of a video file into title, year, season, episode and resolution. Doesn't access the file."""
     components = lib.components_new_from_path(path_argument(path))
     if not components:
         raise MemoryError
@@ -46,7 +46,7 @@ def parse(path: str | os.PathLike[str]) -> Components:
 
 
 def ranked(path: str | os.PathLike[str], hits: Iterable[Subtitle]) -> list[RankedSubtitle]:
-    """Those of the hits that suit a video, by what its name says, the best first. Reads no file, asks nobody."""
+    """The hits that suit a video by its name, the best first. Doesn't access the file or the network."""
     video = path_argument(path)
     handles: list[int] = []
     subtitles = ranking = None
@@ -73,7 +73,7 @@ def ranked(path: str | os.PathLike[str], hits: Iterable[Subtitle]) -> list[Ranke
 
 
 def language(code: str) -> Language | None:
-    """The language that a code means: the service's identifier, ISO 639-1, ISO 639-2, or a tag such as "pt-BR"."""
+    """The language with a code: the service's identifier, ISO 639-1, ISO 639-2, or a tag such as "pt-BR"."""
     handle = lib.language_from(text_argument(code, "a language's code"))
     return _language(handle) if handle else None
 
@@ -95,6 +95,6 @@ def _language(handle: int) -> Language:
 
 
 def set_application_name(name: str | None) -> None:
-    """Names the folder that the downloads from now on go to, in the place of "Caprion"; None takes the name back."""
+    """Sets the application name, which names the folder of all later downloads; None restores "Caprion"."""
     if not lib.bundle_set_name(None if name is None else text_argument(name, "the application's name")):
         raise MemoryError

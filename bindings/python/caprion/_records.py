@@ -1,4 +1,4 @@
-"""The values that the library gives. They are Python's alone: no memory of the library's hangs on them."""
+"""The values that the library returns. They are plain Python objects and own no memory of the library."""
 
 from __future__ import annotations
 
@@ -14,7 +14,7 @@ from ._library import lib, owned_text
 
 
 class MovieKind(enum.Enum):
-    """The kind of title that a subtitle belongs to."""
+    """The kind of title that a subtitle is for."""
 
     MOVIE = "movie"
     EPISODE = "episode"
@@ -24,26 +24,26 @@ class MovieKind(enum.Enum):
 class Subtitle:
     """One hit of a search: a subtitle file that the service offers.
 
-    The fields are as the service wrote them: any text may be empty, and years and numbers are texts too.
+    The fields are as the service wrote them: any of them may be empty, and years and numbers are strings too.
     """
 
     subtitle_id: str  #: the service's identifier of the subtitle
-    matched_by: str  #: what the service matched the hit by, such as "moviehash"
+    matched_by: str  #: how the service matched the hit, such as "moviehash"
     sub_file_name: str  #: the name of the subtitle file
     sub_language_id: str  #: the service's language code, such as "eng"
     language_name: str  #: such as "English"
     iso639: str  #: such as "en"
     sub_format: str  #: such as "srt"
-    movie_name: str  #: the title; for an episode, with that of its series
+    movie_name: str  #: the title; for an episode, including that of its series
     movie_year: str
     movie_kind: MovieKind
     imdb_id_movie: str  #: the IMDb number of the title, without "tt"
-    imdb_id_series: str  #: that of the series that an episode belongs to
+    imdb_id_series: str  #: the same of an episode's series
     series_season: str
     series_episode: str
-    zip_download_link: str | None  #: None: there is nothing to download
+    zip_download_link: str | None  #: None if there is nothing to download
     sub_download_link: str | None
-    sub_sum_cd: str  #: how many discs the subtitle spans
+    sub_sum_cd: str  #: the number of discs that the subtitle spans
 
     def __repr__(self) -> str:
         return f"<Subtitle {self.subtitle_id} {self.sub_file_name!r} ({self.sub_language_id}), {self.detail_string}>"
@@ -67,7 +67,7 @@ class Subtitle:
 
     @staticmethod
     def from_json(record: str) -> Subtitle:
-        """The record in a JSON object with the service's keys. Raises Error."""
+        """Decodes a JSON object with the service's keys. Raises Error."""
         handle = _decode(record)
         try:
             return subtitle_from(handle)
@@ -75,10 +75,10 @@ class Subtitle:
             lib.subtitle_free(handle)
 
     def download(self, *, timeout: float | None = None) -> Path:
-        """Downloads the archive, unpacks it, and returns where the subtitle file is, in the cache folder.
+        """Downloads the archive, unpacks it, and returns the path of the subtitle file, in the cache folder.
 
-        Blocks for as long as that takes, or for `timeout` seconds. Raises Error. A later download of the same
-        subtitle empties the folder first, so move or copy the file to where it is to stay.
+        Blocks until the download has ended, but at most for `timeout` seconds. Raises Error. A later download of the
+        same subtitle empties the folder first, so move or copy the file to keep it.
         """
         from ._calls import Download
 
@@ -107,11 +107,11 @@ _KEYS = {
 
 
 class Evidence(enum.Enum):
-    """How a hit was found to belong to a video, the strongest evidence first."""
+    """Why a hit belongs to a video, the strongest evidence first."""
 
     CONTENT = 0  #: the service knows the video by its movie hash
     RELEASE = 1  #: the service knows the release by its name
-    TITLE = 2  #: title and episode, or title and year, are those of the video's name
+    TITLE = 2  #: title and episode, or title and year, are those in the video's name
 
 
 @dataclass(frozen=True)
@@ -125,14 +125,14 @@ class RankedSubtitle:
 
 @dataclass(frozen=True)
 class Components:
-    """What the name of a video file tells about its content."""
+    """The parts of a video file's name."""
 
     title: str
     year: int | None
     season: int | None
     episode: int | None
     resolution: str | None  #: as written in the name: "720p"
-    search_string: str  #: a text to search the service by
+    search_string: str  #: a text to search by
 
 
 class MovieHash(NamedTuple):
@@ -144,17 +144,17 @@ class MovieHash(NamedTuple):
 
 @dataclass(frozen=True)
 class Language:
-    """A language that the service has subtitles in. A code that it hasn't is the empty text."""
+    """A language that the service has subtitles in. A code that it doesn't have is the empty string."""
 
-    identifier: str  #: the service's own, which a search takes: "eng", "pob"
-    iso6391: str  #: "en"
-    iso6392: str  #: "eng", "deu"
-    tag: str  #: BCP 47, with a region where the service means one: "pt-BR"
-    name: str  #: in English: "Portuguese (Brazil)"
+    identifier: str  #: the service's identifier, which searches take: "eng", "pob"
+    iso6391: str  #: the ISO 639-1 code: "en"
+    iso6392: str  #: the ISO 639-2/T code: "eng", "deu"
+    tag: str  #: the BCP 47 tag, with a region if the language has one: "pt-BR"
+    name: str  #: the name in English: "Portuguese (Brazil)"
 
 
 def subtitle_from(handle: int) -> Subtitle:
-    """The values of a record of the library's."""
+    """Converts a record of the library."""
     error = ctypes.c_void_p()
     encoded = lib.subtitle_json_copy(handle, error)
     _raise_if(error)
@@ -165,7 +165,7 @@ def subtitle_from(handle: int) -> Subtitle:
 
 
 def subtitle_handle(subtitle: Subtitle) -> int:
-    """A record of the library's, to be freed."""
+    """A new record of the library, which the caller frees."""
     if not isinstance(subtitle, Subtitle):
         raise TypeError(f"a Subtitle is needed, not {type(subtitle).__name__}")
     return _decode(subtitle.to_json())

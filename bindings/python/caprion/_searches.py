@@ -1,4 +1,4 @@
-"""The searches, for callers that block and for those that await."""
+"""The searches, for blocking callers and for asyncio."""
 
 from __future__ import annotations
 
@@ -14,7 +14,7 @@ OnEnd = Callable[[Outcome["list[Subtitle]"]], None]
 
 
 class Request:
-    """A search that is yet to be started: a function of the library, and its arguments."""
+    """A search to be started: a function of the library, and its arguments."""
 
     def __init__(self, function: Any, *arguments: Any) -> None:
         self._function = function
@@ -43,21 +43,21 @@ def by_criteria(criteria: Criteria) -> Request:
 
 
 def find(path: str | os.PathLike[str], language: str = "eng", *, timeout: float | None = None) -> list[Subtitle]:
-    """Searches for subtitles of a video file, by its movie hash and size. Nothing found is an empty list.
+    """Searches for subtitles of a video file, by its movie hash and size. Returns an empty list if there are none.
 
-    The language is the service's identifier; `language("en").identifier` gives it. Blocks, for at most `timeout`
-    seconds if there is one. Raises Error.
+    The language is the service's identifier; `language("en").identifier` returns it. Blocks, but at most for `timeout`
+    seconds. Raises Error.
     """
     return by_file(path, language).start(Search()).result(timeout)
 
 
 def search(text: str, language: str = "eng", *, timeout: float | None = None) -> list[Subtitle]:
-    """Searches for subtitles by a text, as `find` does by a file."""
+    """Searches for subtitles by a text, otherwise like `find`."""
     return by_text(text, language).start(Search()).result(timeout)
 
 
 def query(criteria: Criteria, *, timeout: float | None = None) -> list[Subtitle]:
-    """Searches by criteria, which are sent in their order, such as {"imdbid": "0063350", "sublanguageid": "eng"}.
+    """Searches by criteria, which are sent in this order, such as {"imdbid": "0063350", "sublanguageid": "eng"}.
 
     The kinds are episode, imdbid, moviebytesize, moviehash, query, season, sublanguageid and tag.
     """

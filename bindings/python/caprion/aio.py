@@ -1,4 +1,4 @@
-"""The searches and downloads for asyncio. Cancelling an await, or its time-out, cancels the operation."""
+"""Searches and downloads for asyncio. Cancelling an await cancels the operation."""
 
 from __future__ import annotations
 
@@ -20,7 +20,7 @@ Value = TypeVar("Value")
 Started = TypeVar("Started", bound="Call[Any]")
 _OnEnd = Callable[[Outcome[Value]], None]
 
-_DOWNLOADS = 8  # side by side, each on a thread of its own
+_DOWNLOADS = 8  # in parallel, each on its own thread
 _slots: WeakKeyDictionary[asyncio.AbstractEventLoop, asyncio.Semaphore] = WeakKeyDictionary()
 
 
@@ -42,7 +42,7 @@ async def query(criteria: _searches.Criteria) -> list[Subtitle]:
 
 
 async def download(subtitle: Subtitle) -> Path:
-    """Downloads a subtitle. Eight downloads of one event loop go side by side; further ones wait for their turn."""
+    """Downloads a subtitle. An event loop runs eight downloads in parallel; further ones wait."""
     async with _slots.setdefault(asyncio.get_running_loop(), asyncio.Semaphore(_DOWNLOADS)):
         return await _outcome_of(lambda on_end: Download(subtitle, on_end), Download.start)
 
@@ -52,7 +52,7 @@ async def _outcome_of(make: Callable[[_OnEnd[Value]], Started], start: Callable[
     future: asyncio.Future[Value] = loop.create_future()
 
     def on_end(outcome: Outcome[Value]) -> None:
-        with suppress(RuntimeError):  # the loop has been closed, so nobody awaits it any more
+        with suppress(RuntimeError):  # the loop is closed, so nothing awaits the outcome any more
             loop.call_soon_threadsafe(_settle, future, outcome)
 
     call = make(on_end)
@@ -78,9 +78,9 @@ def _settle(future: asyncio.Future[Any], outcome: Outcome[Any]) -> None:
 
 
 async def _stop(call: Call[Any]) -> None:
-    """Cancels what has not ended, and waits a little for that."""
+    """Cancels the call, and waits for its end, but not for long."""
     deadline = time.monotonic() + STOP_SECONDS
     call.cancel()
     while call.is_under_way and time.monotonic() < deadline:
-        call.cancel()  # once may be too early for a download
+        call.cancel()  # again, as a download may not have started the first time
         await asyncio.sleep(0.005)
