@@ -20,7 +20,7 @@ namespace {
 
 std::string orNone(const char* text) { return text == nullptr ? "none" : text; }
 
-/// A text of the caller's, who frees it.
+/// Copies and frees a string.
 std::string owned(char* text) {
   const std::string copy = orNone(text);
   caprion_string_free(text);
@@ -43,7 +43,7 @@ std::string errorLine(const caprion_error* error) {
   return line;
 }
 
-/// Whether the components, which are freed, are these.
+/// Compares the components, and frees them.
 void expectSame(caprion_components* parsed, const VideoFileComponents& expected) {
   EXPECT_EQ(caprion_components_title(parsed), expected.title);
   for (const auto& [get, field] : {std::pair(&caprion_components_year, expected.year),
@@ -61,7 +61,7 @@ void expectSame(caprion_components* parsed, const VideoFileComponents& expected)
 
 using Lines = std::vector<std::string>;
 
-/// An operation's context. All of them are kept, for whatever might be reported too late.
+/// The context of an operation. None is destroyed, in case a report comes too late.
 struct Operation {
   caprion_subtitle* record = nullptr;  // to be downloaded
   Lines reports{};
@@ -98,7 +98,7 @@ void release(void* context) {
   operation->released.set_value();
 }
 
-/// Starts an operation, whose argument may be null.
+/// Starts an operation with this context.
 using Start = std::function<void(Operation*)>;
 Start byFile(const char* path, const char* language = "eng", caprion_helper* by = caprion_helper_shared()) {
   return [=](auto* o) { caprion_helper_find_subtitles_for(by, path, language, takeHits, o, release); };
@@ -107,7 +107,7 @@ Start byText(const char* text, caprion_search_completion take = takeHits) {
   return [=](auto* o) {
     caprion_helper* const own = caprion_helper_new();
     caprion_helper_find_subtitles_matching(own, text, "eng", take, o, release);
-    caprion_helper_free(own);  // which the search doesn't mind
+    caprion_helper_free(own);  // the search continues
   };
 }
 Start byCriteria(std::vector<caprion_criterion> criteria) {
@@ -185,7 +185,7 @@ TEST_F(CFace, ReportsOnceAndLetsGoOnce) {
   const struct {
     Start start;
     bool isAtOnce;       // on the calling thread
-    std::string report;  // empty: there is none
+    std::string report;  // empty for none
     Answer answer{};
     std::string target{};  // of the request
   } cases[] = {
@@ -307,7 +307,7 @@ TEST_F(CFace, TakesNullForEveryHandleAndText) {
   caprion_string_free(nullptr), caprion_error_free(error);
 }
 
-#ifdef HOSTS  // the command lines of the examples, where they are built
+#ifdef HOSTS  // the command lines of the examples, if they are built
 TEST_F(CFace, ServesTheExamplesInEveryLanguage) {
   const std::string video = root_.file("Bunny.mkv", 1 << 20), path = root_.path / "Caprion/42/film.eng.srt\n";
   const std::string good = recordFor({}), withoutLink = recordFor({{"ZipDownloadLink", "null"}});

@@ -21,7 +21,7 @@ const std::string setup = "\nexport TMPDIR=$PWD/t C='" + command + R"sh('
   printf '\nx\0y\r\n\nlast 2001' >names
   $C )sh";
 
-/// A JSON text that is written with ' in the place of each ".
+/// Replaces each ' by ".
 std::string json(std::string text) {
   std::ranges::replace(text, '\'', '"');
   return text;
@@ -29,15 +29,15 @@ std::string json(std::string text) {
 
 bool holds(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
-/// What the command has to make of a line, which stands behind its name.
+/// The arguments of a command, and what it must return and write.
 struct Line {
   std::string text;
   int status;
-  std::string output;  // with ' for each ", and HERE for the working folder; "*" comes before a part of it
-  std::string error;   // a part; empty for none at all
+  std::string output;  // with ' for each ", and HERE for the working folder; after "*", only a part
+  std::string error;   // a part; empty for no error output
 };
 
-/// Runs each line in a folder of its own, with the stand-in's catalogue.
+/// Runs each line in a new folder, with the stand-in's catalogue.
 void check(const std::vector<Line>& lines) {
   stand_in::StandIn service(CATALOGUE);
   for (const Line& line : lines) {
@@ -191,17 +191,17 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
                     eng = "big.eng.srt" + found, ger = "big.ger.srt" + found;
   const std::map<std::string, std::string> archives{
       {"none", zip({"a.nfo"})},
-      {"page", zip({"<!DOCTYPE html>.srt"})},  // which holds its name
+      {"page", zip({"<!DOCTYPE html>.srt"})},  // the file's content is its name
       {"parts", zip({"a.CD1.srt", "a.CD2.srt"})},
       {"pack", zip({"S01E01.srt", "x/a 1x02.srt", "y/a 2x02.srt"})}};
   const struct {
     std::string line;
     int status;
-    std::string output, error;  // of the error, a part
-    std::string added;          // names that are new in the folder, each with a space behind it
-    int requests;               // that the service gets; -1 for any number
+    std::string output, error;  // of `error`, a part
+    std::string added;          // names of new files in the folder, each followed by a space
+    int requests;               // to the service; -1 for any number
     std::string hits = "";      // of every search: changes to a record, "ID FORMAT LANGUAGE NUMBER;" for each
-    // Requests from the first to the last get this.
+    // Requests `first` to `last`, counted from 0, fail with status 429 and this fault.
     int first = 1, last = 0;
     Fault fault = Fault::reset;
   } cases[] = {
@@ -213,12 +213,12 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
        "{'file':'none.mkv','language':'eng',"
        "'error':{'domain':'','code':0,'description':'No subtitle found'}}\n",
        "", "", 2},
-      // Of several hits, the one that suits the name.
+      // The hit that suits the name.
       {"$GET -j 1 --json H*.mkv T*.mkv | cut -d, -f 4-", 0,
        "'subtitleID':'5000602','matchedBy':'moviehash'}\n'subtitleID':'5000404','matchedBy':'name'}\n"
        "'subtitleID':'5000702','matchedBy':'name'}\n",
        "", "Harbour.Lights.S01E02.eng.srt The.Lighthouse.Keepers.S01E03.eng.srt The.Tide.2011.eng.srt ", 8},
-      // What is a video, and in which order they come.
+      // Which files are videos, and their order.
       {"mkdir -p s/t/.h; mv [A-Zn]*.mkv s/t/.h; mv big.mkv s/t/big.MKV; ln -s .. s/t/up; "
        "ln -s t/big.MKV s/big.l.mkv; $GET -j 1 s ./s/big.l.mkv s/t/../t",
        0, "s/big.l.eng.srt" + found + "s/t/" + eng, "2 videos: 2 placed", "s ", 3},
@@ -232,7 +232,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       {"mkdir a; cp big.mkv a; cp big.mkv a/big.mp4; $GET a", 3, "a/" + eng, "like that of a/big.mkv", "a ",
        2},
       {"mkdir a; cp big.mkv a; $GET -o . big.mkv a", 3, "./" + eng, "1 failed", "a big.eng.srt ", 2},
-      // What is there already, and what may be replaced.
+      // Existing files, and which of them may be replaced.
       {"echo mine >big.EN.SRT; $GET ./big.mkv; cat *.SRT", 0, "./big.EN.SRT" + there + "mine\n", "",
        "big.EN.SRT ", 0},
       {"touch big.ass; $GET big.mkv; $GET -l en,ger big.mkv", 0, "big.ass" + there + eng + ger, "",
@@ -248,7 +248,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
       {"$GET -n -l de big.mkv", 0, "big.ger.srt  would be placed, " + hit, "", "", 1},
       {"$GET -o /proc big.mkv", 3, "", "/proc/big.eng.srt: ", "", -1},
       {"umask 027; $GET big.mkv; stat -c %a *.srt", 0, eng + "640\n", "", "big.eng.srt ", 2},
-      // How it is called, and what is in it.
+      // The subtitle's name and encoding.
       {"$GET big.mkv -l pt-BR", 0, "big.pt-BR.srt" + found, "", "big.pt-BR.srt ", 2, "1 SRT pob 5000101;"},
       {"$GET big.mkv -l sr", 0, "big.srp.sub" + found, "", "big.srp.sub ", 2, "1 sub scc 5000101;"},
       {"mv big.mkv 'a\xFF\n.b.mkv'; $GET --json -l zh a*", 0,
@@ -258,7 +258,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
        "", "a\xFF\n.b.chi.srt ", 2},
       {"$GET -l ru --keep-encoding big.mkv; head -n 3 *.srt | iconv -f cp1251 -t utf-8 | tail -n 1", 0,
        "big.rus.srt" + found + "Добрый вечер. Где смотритель маяка?\r\n", "", "big.rus.srt ", 2},
-      // Archives of no use, and a service in trouble.
+      // Useless archives, and faults of the service.
       {"$GET big.mkv", 0, eng, "No subtitle file found", "big.eng.srt ", 4,
        "1 srt eng none;2 srt eng none;3 srt eng 5000101;"},
       {"$GET --json big.mkv | wc -l", 0, "1\n", "", "", 4,
@@ -321,7 +321,7 @@ TEST(Command, GetsTheRightSubtitleForEachVideo) {
 
 TEST(Command, PlacesTextsOfEveryEncodingAsUTF8) {
   const struct {
-    std::string language, encodings, label = language;  // what the service says that they are in
+    std::string language, encodings, label = language;  // `label`: the language given by the service
   } cases[] = {
       {"cze", "windows-1250 iso-8859-2"},
       {"pol", "windows-1250 iso-8859-2"},

@@ -27,7 +27,7 @@ class DownloadTest : public InTemporaryFolder {
     return path.starts_with(folder) ? path.substr(folder.size()) : path;
   }
 
-  /// The reports of a download, by the client if by nobody else.
+  /// The reports of a download, through the client if there is no downloader.
   std::vector<std::string> download(const Changes& changes = {}, Downloader* by = nullptr) const {
     std::vector<std::string> lines;
     const auto take = [&](const auto& report) { lines.push_back(relative(line(report))); };
@@ -57,7 +57,7 @@ TEST_F(DownloadTest, ChoosesTheFirstOfThousandsAndListsThemAll) {
   const auto reports = download();
   ASSERT_EQ(reports.size(), 1u);
   EXPECT_EQ(std::count(reports[0].begin(), reports[0].end(), '\n'), 5'002);
-  // A folder comes before what is in it.
+  // A folder is listed before its contents.
   EXPECT_LT(reports[0].find("d\n"), reports[0].find(".txt"));
 }
 
@@ -88,7 +88,7 @@ TEST_F(DownloadTest, TakesItsFolderFromTheBundle) {
     Bundle::main().setInfoDictionary(dictionary);
     EXPECT_EQ(download(), std::vector{relative(root_.path / folder / "42/film.eng.srt")});
   }
-  // It may change while another thread looks at it.
+  // The dictionary may change while another thread reads it.
   const std::jthread reader([](const std::stop_token& stop) {
     while (!stop.stop_requested()) (void)Bundle::main().infoDictionary();
   });
@@ -135,10 +135,10 @@ TEST_F(DownloadTest, MayBeStartedFromWithinAnyReport) {
     });
   }
   all.wait();
-  EXPECT_GE(files, 1);  // those that a later one has cancelled report nothing
+  EXPECT_GE(files, 1);  // replaced downloads report nothing
 }
 
-/// Whether the next unzip is a program that never ends, and how often it was one.
+/// Whether unzip is replaced by a program that never ends, and how often it was.
 static std::atomic<bool> isEndless = false;
 static std::atomic<int> endless = 0;
 
@@ -172,7 +172,7 @@ TEST_F(DownloadTest, EndsAtOnceWhateverItWaitsFor) {
       const std::vector good{"43/film.eng.srt"s};
       EXPECT_EQ(download(another, &other), good);
       EXPECT_FALSE(hasEnded);
-      auto last = good;  // those before may themselves be replaced, by the one that is only just starting
+      auto last = good;  // earlier ones may be replaced by the one that is just starting
       while (!hasEnded) isReplaced ? void(last = download(another, &downloader)) : downloader.cancel();
       EXPECT_EQ(last, good);
       waiting.join();
@@ -221,8 +221,8 @@ TEST_F(DownloadTest, OverlappingOnesLeaveTheFolderToTheLast) {
       });
     }
     threads.clear();
-    EXPECT_GE(files, 3);  // one of two that share a downloader may have given way
-    // One that was cancelled must not take away what a later one has reported.
+    EXPECT_GE(files, 3);  // of the two that share a downloader, one may have replaced the other
+    // A cancelled download must not remove the file that a later one has reported.
     EXPECT_TRUE(std::filesystem::exists(root_.path / "Caprion/42/a/b/c/film.eng.srt")) << round;
   }
 }

@@ -1,4 +1,4 @@
-// The fault matrix: what a search and a download report, once each, of all that can go wrong around them.
+// The fault matrix: what a search and a download report, once, for each fault.
 
 #include "faults.hpp"
 #include "network/url_session.hpp"
@@ -15,10 +15,10 @@
 #include <cstring>
 
 #ifndef SYS_mkdir
-#define SYS_mkdir SYS_mkdirat  // all that newer machines have
+#define SYS_mkdir SYS_mkdirat  // newer architectures have only this one
 #endif
 
-/// For this test program no name is found below "direct.test", and below "slow.direct.test" not soon either.
+/// Makes look-ups below "direct.test" fail, and those below "slow.direct.test" block first.
 static std::atomic<bool> isSlow = false;
 static std::atomic<int> slowLookUps = 0;
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
@@ -69,12 +69,12 @@ const std::string noName = url(-1003, "The server's host name could not be found
 const std::string none = "0 record";
 const std::string stranger = url(-1203, "The server's certificate is signed by an unknown authority");
 
-/// Sent as it is, head and all.
+/// An answer that is sent as it is, including its head.
 Answer raw(const std::string& bytes) { return {.body = bytes, .fault = Fault::garbage}; }
 Answer withHead(const std::string& head, const std::string& body = "BODY") {
   return raw("HTTP/1.1 200 OK\r\n" + head + "\r\n\r\n" + body);
 }
-/// The text compressed, by default as gzip; else as zlib has the format by its window.
+/// The compressed text: gzip by default, or the format that `window` means to zlib.
 std::string gzip(std::string text, int window = 16 + 15) {
   z_stream stream{};
   ::deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, window, 8, Z_DEFAULT_STRATEGY);
@@ -89,7 +89,7 @@ std::string gzip(std::string text, int window = 16 + 15) {
   return packed;
 }
 
-/// A gzip member of so many stored blocks, all empty.
+/// A gzip member with this many empty stored blocks.
 std::string hollow(std::size_t blocks) {
   const std::string member = gzip(""), block = "\0\0\0\xFF\xFF"s;
   return member.substr(0, 10) + repeated(block, blocks * block.size()) + member.substr(10);
@@ -119,14 +119,14 @@ std::string littleEndian(std::uint64_t value, std::size_t size) {
   return bytes;
 }
 
-/// The archive with another size for each file in its directory.
+/// The archive, whose directory gives this size for each file.
 std::string promising(std::uint64_t size, std::string archive) {
   for (std::size_t at = 0; (at = archive.find("PK\1\2", at)) != std::string::npos; ++at)
     archive.replace(at + 24, 4, littleEndian(size, 4));
   return archive;
 }
 
-/// The archive with the end that it would have, were it too large for the ordinary one.
+/// The archive with the end records of a large archive (zip64).
 std::string inLongForm(std::string archive) {
   const std::size_t end = archive.size() - 22;
   const std::string length = archive.substr(end + 12, 4) + std::string(4, '\0');
@@ -135,7 +135,7 @@ std::string inLongForm(std::string archive) {
   return archive.replace(end + 12, 4, "\xFF\xFF\xFF\xFF").insert(end, longEnd);
 }
 
-/// So many files of zeros, the last of which is the subtitle.
+/// An archive of this many files of zeros; the last is the subtitle.
 std::string madeOf(std::uint64_t size, int files) {
   return made([&](auto& writer) {
     while (--files > 0) writer.addZeros(std::to_string(files), size);
@@ -143,7 +143,7 @@ std::string madeOf(std::uint64_t size, int files) {
   });
 }
 
-/// A gigabyte of zeros in a megabyte, as a server may compress them.
+/// A gigabyte of zeros, compressed to a megabyte.
 std::string bomb() { return madeOf(std::uint64_t{1} << 30, 1).substr(30 + std::strlen("film.srt")); }
 
 }  // namespace
@@ -345,7 +345,7 @@ TEST(Faults, OfTheHost) {
     const std::string host = "refuse " + std::to_string(call) + ' ' + std::to_string(error) + ' ' + mask;
     return Row{.what = what, .answer = answer, .download = downloads, .host = host};
   };
-  // A copy of the program that another user owns, who must be able to reach the library of the build.
+  // A copy of the program, owned by another user, who must be able to read the build's library.
   const std::string setUid =
       "install -o nobody -m 4755 " PROCESS_UNDER_TEST
       " a && HOST=$PWD/a && setpriv --reuid nobody test -r " PROCESS_UNDER_TEST " || exit 77";
@@ -357,7 +357,7 @@ TEST(Faults, OfTheHost) {
   };
   const std::string unlisted = then(posix(EIO) + "42: Input/output error", notFound);
   const std::string goneMeanwhile = diagnosis("42", "Input/output error");
-  const std::string gone = "NSURLErrorDomain -100";  // lost or no longer to be had, as it is still ending
+  const std::string gone = "NSURLErrorDomain -100";  // -1005 or -1004, as the proxy may still be ending
   const std::string unzip = "/usr/bin/unzip: ", cutShort = posix(EFBIG) + "42/film.srt";
   const std::string noRoom = twice(posix(ENOSPC) + "42/film.srt");
   const std::string withoutName = "2 " + std::to_string(O_TMPFILE & ~O_DIRECTORY);
@@ -411,7 +411,7 @@ TEST(Faults, OfTheHost) {
               then(unlisted, then(posix(EEXIST) + "42/archive.zip", goneMeanwhile))),
       refused("a disk to be read only", SYS_mkdir, EROFS, twice(posix(EROFS))),
   };
-  for (int count = 1; count < 10; ++count) {  // whatever can't be done then, it is told once
+  for (int count = 1; count < 10; ++count) {  // any error will do, but only one report
     const std::string host = "descriptors " + std::to_string(count);
     rows.push_back(hosted("few descriptors", host, then("", good), then("", good)));
   }
@@ -436,7 +436,7 @@ TEST(Faults, AProgramIsHeldToItsLimits) {
   const rlimit highest{before.rlim_max, before.rlim_max};
   ::setrlimit(RLIMIT_CORE, &highest);
   const mode_t umaskBefore = ::umask(0777);
-  // The limits are lowered while the program runs.
+  // The limits are lowered only after the program has started.
   const std::string limited = "[ $(ulimit -c) = 0 ] && [ $(ulimit -t) = 60 ] && [ $(umask) = 0077 ]";
   const auto failed = [](int error) { return posix(error) + "/bin/sh: "; };
   const struct {
@@ -476,7 +476,7 @@ TEST(Faults, CancelledLookUpsLeaveFewThreads) {
           all.count_down();
         });
     task->resume();
-    (void)search({});  // by which time this one looks up, or waits for its turn
+    (void)search({});  // after this, the task looks up the name, or waits for its turn
     task->cancel();
   }
   all.wait();

@@ -9,27 +9,27 @@
 
 namespace caprion::test {
 
-// The engine of the fault matrix: what its tables, in fault_test.cpp, are held to.
+// Runs the tables of the fault matrix, in fault_test.cpp.
 
 namespace fs = std::filesystem;
 using Lines = std::vector<std::string>;
 
-/// One way to go wrong. BODY in the answer stands for the right body.
+/// One fault. BODY in the answer is replaced by the right body.
 struct Row {
   const char* what;
   stand_in::Answer answer{.body = "BODY"};
-  std::string search{};    ///< how each line of the reports of a search begins; empty: there is no search
-  std::string download{};  ///< the same of a download
-  Changes changes{};       ///< of the record
-  std::string content{};   ///< of the subtitle's folder afterwards; empty: whatever there is
-  std::string host{};      ///< what process_under_test becomes; empty: this process is the host
-  std::string prepare = "true";  ///< a shell's command line for the temporary folder; may change the HOST
+  std::string search{};          ///< how each line of a search's reports begins; empty for no search
+  std::string download{};        ///< the same for a download
+  Changes changes{};             ///< to the record
+  std::string content{};         ///< of the subtitle's folder afterwards; empty for any
+  std::string host{};            ///< the argument of process_under_test; empty to use this process
+  std::string prepare = "true";  ///< a shell command, run in the temporary folder; may change HOST
   std::string folder = "ROOT";   ///< TMPDIR
 };
 
-/// What stands for the report of the one record, or of the one subtitle under its new name.
+/// Expected report: the record, or the renamed subtitle.
 inline const std::string good = "good";
-/// The beginning of a report of silence, before which a row waits for no more than 300 ms.
+/// Expected report: a time-out. Rows that expect it wait only 300 ms.
 inline const std::string timedOut = "NSURLErrorDomain -1001 The request timed out";
 
 inline const std::string goodList = "[" + record() + "]";
@@ -46,14 +46,14 @@ inline stand_in::StandIn::Handler handlerOf(const Row& row, const std::string& b
   answer.body = replaced(answer.body, "BODY", body);
   return [answer, body](const stand_in::Request& request) {
     if (!request.header("Authorization").empty()) return stand_in::Answer{.body = "a user"};
-    // A host may search before it downloads.
+    // Some hosts search before they download.
     const bool isFirst = body == goodArchive && request.target.starts_with("/search");
     if (isFirst || request.host == "good.test") return stand_in::Answer{.body = isFirst ? "[]" : body};
     return answer;
   };
 }
 
-/// The reports of what Caprion::query or Caprion::download does, with a time-out of the row's.
+/// Does the same as Caprion::query or Caprion::download, but with the row's time-out; returns the reports.
 inline Lines reportsHere(const Row& row, bool isSearch) {
   const auto timed = [&](URLRequest request) {
     if (row.search == timedOut) request.timeoutInterval = std::chrono::milliseconds(300);
@@ -77,8 +77,8 @@ inline Lines reportsHere(const Row& row, bool isSearch) {
   return reports;
 }
 
-/// The reports of a process that does the row's operation twice, and then what it has written to its output;
-/// "skipped" where it can't become what it should.
+/// The reports of a process that runs the row's operation twice, followed by its standard output; "skipped"
+/// if the host isn't possible here.
 inline Lines reportsOfProcess(const Row& row, bool isSearch, const fs::path& root) {
   auto own = std::make_unique<stand_in::StandIn>("", handlerOf(row, isSearch ? goodList : goodArchive));
   for (const fs::path& folder : {own->authorityFile().parent_path(), root})
@@ -101,7 +101,7 @@ inline Lines reportsOfProcess(const Row& row, bool isSearch, const fs::path& roo
   return split(run.error + run.output, '\n');
 }
 
-/// What this process has open, but for sockets, some of which are kept.
+/// The open files of this process. Sockets don't count, as connections are kept.
 inline std::multiset<std::string> openFiles() {
   std::multiset<std::string> found;
   for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
@@ -118,11 +118,11 @@ inline Lines reportsOf(const Row& row, bool isSearch, const fs::path& root) {
   service().setHandler(handlerOf(row, isSearch ? goodList : goodArchive));
   EXPECT_EQ(std::system(("cd " + root.string() + " && " + row.prepare).c_str()), 0);
   ::setenv("TMPDIR", replaced(row.folder, "ROOT", root).c_str(), 1);
-  testing::internal::CaptureStdout();  // of answers that are no lists
+  testing::internal::CaptureStdout();  // hides answers that aren't lists
   const Lines reports = reportsHere(row, isSearch);
   testing::internal::GetCapturedStdout();
   ::unsetenv("TMPDIR");
-  // What the session has left to report would have come by the end of another search.
+  // Any further report of the session would come before the end of another search.
   service().setHandler(always({.body = goodList}));
   EXPECT_EQ(line(search({Arg(Param::query, "x")})), "1 record");
   const auto isClosed = [&](const auto& now) { return std::ranges::includes(before, now); };
@@ -132,7 +132,7 @@ inline Lines reportsOf(const Row& row, bool isSearch, const fs::path& root) {
   return reports;
 }
 
-/// Nothing half-made is left, nothing is there for others, and what was there before is.
+/// Checks that no partial files are left, that the folders are private, and that existing files are kept.
 inline void checkFolder(const fs::path& root, bool isGood) {
   const auto modeOf = [](const fs::path& path) {
     struct stat status {};
@@ -163,7 +163,7 @@ inline void check(const Row& row, bool isSearch) {
   std::ofstream(root.path / "kept") << "kept";
   Lines reports = reportsOf(row, isSearch, root.path);
   if (reports == Lines{"skipped"}) return;
-  // Some archives have folders that none but root may look into, or remove.
+  // Some archives contain folders that only root can read or remove.
   const std::string open =
       "find " + root.path.string() + "/Caprion -type d -exec chmod u+rwx {} ';' 2>/dev/null";
   if (::geteuid() != 0) (void)!std::system(open.c_str());
@@ -182,8 +182,8 @@ inline void check(const Row& row, bool isSearch) {
   checkFolder(root.path, expected == good);
 }
 
-/// Has each row's search and download, and holds them to their reports. After each, the session works as if
-/// nothing had been, and nothing is left open, running or lying about.
+/// Runs the search and the download of each row, and checks their reports. After each, the session must still
+/// work, and no open file, child process or partial file may be left.
 inline void check(const std::vector<Row>& rows) {
   for (const Row& row : rows) check(row, true), check(row, false);
 }

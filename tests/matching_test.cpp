@@ -13,7 +13,7 @@ namespace {
 
 using Hits = std::vector<std::shared_ptr<const Subtitle>>;
 
-/// The record of "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS|KIND", of an episode if there is a season.
+/// A record from "MATCHED BY|TITLE|YEAR|SEASON|EPISODE|FILE|DISCS|KIND"; for an episode if there is a season.
 std::shared_ptr<const Subtitle> hit(const std::string& line) {
   auto fields = split(line, '|');
   fields.resize(8);
@@ -32,7 +32,7 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
     const char* rule;
     const char* video;
     std::string hits;      // separated by semicolons
-    std::string expected;  // their numbers, from 0
+    std::string expected;  // their indexes, from 0
   } cases[] = {
       {"another season or episode", "Show.S01E02.mkv",
        "moviehash|Show||1|3;tag|Show||2|2;x|Show||2|1;moviehash|Other||1|2", "3"},

@@ -17,14 +17,14 @@
 #include <new>
 #include <semaphore>
 
-// The program's own allocator, which is also that of the libraries beneath, lets one allocation fail: of the
-// thread that asked for it, and of the library's threads.
+// Replaces the allocator of this program and its libraries by one in which a single allocation fails: on the
+// thread under test, or on one of the library's threads.
 namespace {
 
-long allocationsLeft = -1;  // before the one that fails; none does while this is negative
+long allocationsLeft = -1;  // before the one that fails; none fails while this is negative
 thread_local bool isTested = false;
 
-// A sanitizer allocates before it can look at anything, for each thread too, so its checks are left out here.
+// Not instrumented, as sanitizers call these functions before they have initialised themselves or a thread.
 #define UNCHECKED __attribute__((no_sanitize("address", "thread", "undefined")))
 
 UNCHECKED bool isOfTheLibrarysThread() {
@@ -67,7 +67,7 @@ UNCHECKED void* realloc(void* memory, std::size_t size) {
 }
 }
 
-// That of a sanitizer would not come by the functions above.
+// The sanitizers' operators don't call the functions above.
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return std::malloc(size);
 }
@@ -86,7 +86,7 @@ namespace {
 using namespace std::string_literals;
 using stand_in::Answer;
 
-/// Why an operation failed. What tells it takes no memory.
+/// Why an operation failed. Creating it must not allocate.
 using Failure = std::optional<Error>;
 
 Failure unless(bool isRight) {
@@ -94,14 +94,14 @@ Failure unless(bool isRight) {
   return isRight ? std::nullopt : Failure(wrong);
 }
 
-/// None if it is the one that the operation has to tell, of this domain.
+/// The error of a result, unless it is the expected one: `told` is the domain of a required error.
 template <typename Value>
 Failure failureOf(const Result<Value>& result, std::string_view told = {}) {
   if (result) return unless(told.data() == nullptr);
   return told.data() != nullptr && result.error().domain() == told ? Failure() : Failure(result.error());
 }
 
-/// Gets the reports of an operation.
+/// Receives the reports of an operation.
 struct Listener {
   void report(Failure got) {
     failure = std::move(got);
@@ -128,8 +128,8 @@ void hitsInC(const caprion_subtitle_list* list, const caprion_error* error, void
   listener.report(Error(caprion_error_domain(error), caprion_error_code(error)));
 }
 
-/// A search of any kind, a redirect to it, and an archive. The requests for the last come on connections of
-/// their own.
+/// The answers to searches, redirected and compressed ones too, and the archive. Each request for the archive
+/// has its own connection.
 Answer answerTo(const stand_in::Request& request, const std::string& list) {
   if (request.host == "dl.test") return {.headers = {{"Connection", "close"}}, .body = zip({"film.srt"})};
   if (request.target.ends_with("redirected")) return {.status = 302, .headers = {{"Location", "/gzip"}}};
@@ -139,13 +139,13 @@ Answer answerTo(const stand_in::Request& request, const std::string& list) {
           .body = "\x1F\x8B\x08\0\0\0\0\0\0\x03\x8B\x8E\5\0\x29\xBB\x4C\x0D\2\0\0\0"s};  // []
 }
 
-/// Whether an error is one that the end of the memory may have.
+/// Whether a failed allocation may cause this error.
 bool isAllowed(const Error& error) {
   return error.domain() == NSURLErrorDomain ||
          (error.domain() == NSPOSIXErrorDomain && error.code() == ENOMEM);
 }
 
-/// How many descriptors are open. The stand-in's come and go with the library's.
+/// The number of open descriptors, including the stand-in's, which close together with the library's.
 std::ptrdiff_t openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
@@ -154,9 +154,9 @@ std::ptrdiff_t openDescriptors() {
 
 class Memory : public InTemporaryFolder {};
 
-/// Whichever single allocation of an operation fails, it succeeds or reports ENOMEM, once, and leaves nothing
-/// behind that spoils it for the next time. An operation of the library's that throws std::bad_alloc does
-/// report that. What libcurl or OpenSSL lacks the memory for may be any error of the transport.
+/// Whichever single allocation of an operation fails, the operation succeeds or reports ENOMEM, once, and
+/// works the next time. std::bad_alloc counts as such a report. If libcurl or OpenSSL runs out of memory, any
+/// error of the transport will do.
 TEST_F(Memory, AnyAllocationMayFail) {
   const std::string json = record(), list = "[" + json + "," + json + "]";
   const std::string name = R"({"title":"A title that is not held in place"})";
@@ -240,9 +240,9 @@ TEST_F(Memory, AnyAllocationMayFail) {
       {"download what lacks the file", [&] { return download(*notThere, ""); }},
   };
   std::string faults;
-  testing::internal::CaptureStdout();  // of answers that are no lists
+  testing::internal::CaptureStdout();  // hides answers that aren't lists
   for (const auto& [operation, once] : rows) {
-    if (once()) faults += operation + " never works\n"s;  // what is set up once is set up by now
+    if (once()) faults += operation + " never works\n"s;  // also does any one-time setup
     const int reportsOfOne = listener.reports.exchange(0);
     const auto descriptors = openDescriptors();
     bool hasFailed = true;

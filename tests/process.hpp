@@ -19,14 +19,13 @@
 
 namespace caprion::test {
 
-/// What a finished process left: its exit status (128 and the number of a signal that ended it), and all it
-/// wrote.
+/// The exit status of a process (128 plus the signal, if one ended it), and its output.
 struct Run {
   int status = -1;
   std::string output, error;
 };
 
-/// A folder that lasts as long as this.
+/// A new folder, removed on destruction.
 struct TemporaryFolder {
   TemporaryFolder() {
     std::string pattern = testing::TempDir() + "caprion-test-XXXXXX";
@@ -36,7 +35,7 @@ struct TemporaryFolder {
   TemporaryFolder(const TemporaryFolder&) = delete;
   TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
-  /// Makes a file of so many zeros.
+  /// Creates a file of `size` zeros; returns its path.
   std::string file(const std::string& name, std::uintmax_t size) const {
     std::ofstream{path / name};
     std::filesystem::resize_file(path / name, size);
@@ -46,7 +45,7 @@ struct TemporaryFolder {
   std::filesystem::path path;
 };
 
-/// Tests whose files, and the library's, are in a folder of their own.
+/// A test with its own temporary folder, which the library uses too.
 class InTemporaryFolder : public testing::Test {
  protected:
   InTemporaryFolder() { ::setenv("TMPDIR", root_.path.c_str(), 1); }
@@ -78,13 +77,13 @@ inline std::string shellQuoted(const std::string& text) {
   return quoted + "'";
 }
 
-/// The environment that leads to the stand-in.
+/// A prefix for shell commands that makes programs use the stand-in.
 inline std::string settingsFor(const stand_in::StandIn& service) {
   return "env -u no_proxy -u NO_PROXY https_proxy=" + service.proxyURL() +
          " http_proxy=" + service.proxyURL() + " SSL_CERT_FILE=" + service.authorityFile().string();
 }
 
-/// Runs a shell's command line in an environment. Whatever takes over a minute is ended, with status 124.
+/// Runs a shell command with settings in front. Ends it after a minute, with status 124.
 inline Run runIn(const std::string& settings, const std::string& commandLine) {
   const TemporaryFolder folder;
   const std::string line = settings + " timeout 60 sh -c " + shellQuoted(commandLine) + " >" +

@@ -1,5 +1,6 @@
-// A host that ends, or lives on, in the way that its argument names. Given an operation as well ("search", or
-// a record to download), it does that twice, and writes each report on a line of standard error.
+// A host that runs or ends under the conditions that its first argument names. If the second argument names
+// an operation ("search", or a record to download), it runs that twice and writes each report as a line to
+// standard error.
 
 #include "reports.hpp"
 
@@ -33,7 +34,7 @@ using caprion::test::line;
 
 namespace {
 
-constexpr int skipped = 77;  // the exit status where the system doesn't let the host become what it should
+constexpr int skipped = 77;  // exit status if the conditions aren't possible on this system
 
 int reportsTo = STDERR_FILENO;
 std::string operation;
@@ -47,7 +48,7 @@ void report(std::string text) {
   (void)!::write(reportsTo, text.data(), text.size());
 }
 
-/// Searches and waits for the report; the error's code, or 0.
+/// Searches and waits for the report; returns the error's code, or 0.
 std::int64_t search(bool reports = false) {
   std::promise<std::int64_t> promise;
   Caprion::shared().query(args, [&](const auto& result) {
@@ -61,7 +62,7 @@ void searchInFlight(int count) {
   for (int i = 0; i < count; ++i) Caprion::shared().query(args, [](auto) {});
 }
 
-/// How many of the standard descriptors are open; a host that has closed one may open it again itself.
+/// The number of open standard descriptors. The library must not take one that the host has closed.
 long standardDescriptors() {
   const int all[] = {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO};
   return std::ranges::count_if(all, [](int descriptor) { return ::fcntl(descriptor, F_GETFD) >= 0; });
@@ -75,7 +76,7 @@ void operate() {
     const auto subtitle = caprion::Subtitle::decode(operation).value();
     std::vector<std::string> lines;
     Caprion::shared().download(*subtitle, [&](const auto& file) { lines.push_back(line(file)); });
-    // Short of descriptors, the walk may fail as well, which is a report before the last, and a line.
+    // With few descriptors, walking the files may fail too, with a report before the last: drop it.
     if (isShortOfDescriptors && !lines.empty()) lines.erase(lines.begin(), lines.end() - 1);
     for (const auto& each : lines) report(each);
   }
@@ -85,7 +86,7 @@ void operate() {
 
 }  // namespace
 
-/// A host that dies does so while its child is at work, which is one that takes long.
+/// Makes the host "dies" start a long-running child instead of unzip, and exit while that runs.
 extern "C" int posix_spawn(pid_t* child, const char* path, const posix_spawn_file_actions_t* actions,
                            const posix_spawnattr_t* attributes, char* const* argv, char* const* environment) {
   static const auto next = reinterpret_cast<decltype(&posix_spawn)>(::dlsym(RTLD_NEXT, "posix_spawn"));
@@ -96,7 +97,7 @@ extern "C" int posix_spawn(pid_t* child, const char* path, const posix_spawn_fil
   ::_exit(0);
 }
 
-/// No name is found by a set-uid host, which may have no way but that to the network itself.
+/// Makes look-ups fail in a set-uid host, which ignores the proxy settings and would use the real network.
 extern "C" int getaddrinfo(const char* name, const char* service, const addrinfo* hints, addrinfo** found) {
   static const auto next = reinterpret_cast<decltype(&getaddrinfo)>(::dlsym(RTLD_NEXT, "getaddrinfo"));
   return ::getauxval(AT_SECURE) != 0 ? EAI_NONAME : next(name, service, hints, found);
@@ -118,8 +119,9 @@ void liftLimits() {
   args.resize(1, Arg(Param::query, "x"));
 }
 
-/// Has a system call fail with an errno from now on, of all threads and programs to be started; or only where
-/// all bits of the mask are set in an argument. The text holds these four numbers, or the first two.
+/// Makes a system call fail from now on, in all threads and in programs started later. `numbers` are the
+/// call, the errno and, optionally, an argument and a mask: then it fails only if that argument has all bits
+/// of the mask.
 void refuse(std::istringstream& numbers) {
   unsigned call = 0, error = 0, argument = 0, mask = 0;
   numbers >> call >> error >> argument >> mask;
@@ -138,7 +140,7 @@ void refuse(std::istringstream& numbers) {
   }
 }
 
-/// Makes standard output a pipe; returns the end to read from.
+/// Makes standard output a pipe; returns its read end.
 int pipeStandardOutput(int flags) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC | flags) != 0) std::exit(skipped);
@@ -146,17 +148,17 @@ int pipeStandardOutput(int flags) {
   return ends[0];
 }
 
-/// Turns this process into the host of that name, or leaves it as it is.
+/// Sets up the conditions with this name, if there are any to set up.
 void become(const std::string& host) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  // The sanitizers want all of the address space, and their own locks don't come through the fork of a
-  // process with threads. That of undefined behaviour opens pipes to look at memory, and that of leaks can't
-  // look at a set-uid host.
+  // The sanitizers need all of the address space, and their locks don't survive the fork of a process with
+  // threads. UndefinedBehaviorSanitizer opens pipes to check memory, and LeakSanitizer can't check a set-uid
+  // process.
   for (const char* impossible : {"little memory", "forked", "descriptors", "set-uid"}) {
     if (host.starts_with(impossible)) std::exit(skipped);
   }
 #endif
-  // As root nothing is unreadable, and there is always one more process.
+  // Root can read everything and isn't limited in processes.
   const bool isRoot = ::geteuid() == 0;
   if (host.ends_with("ignoring its children")) ::signal(SIGCHLD, SIG_IGN);
   if (host.starts_with("full disk") &&
@@ -191,7 +193,7 @@ void become(const std::string& host) {
     ::close(next);
     limit(RLIMIT_NOFILE, static_cast<rlim_t>(next + count));
   } else if (host == "no threads" || host == "no processes") {
-    if (host == "no processes") search();  // which starts the threads
+    if (host == "no processes") search();  // starts the threads
     limit(RLIMIT_NPROC, 0);
   } else if (host.starts_with("small files")) {
     limit(RLIMIT_FSIZE, 10'000);
@@ -260,6 +262,6 @@ int main(int count, char** arguments) {
     inside.set_value();
     std::promise<void>().get_future().wait();
   });
-  inside.get_future().wait();  // and no longer, while the callback goes on waiting
+  inside.get_future().wait();  // return while the callback is still blocked
   return 0;
 }

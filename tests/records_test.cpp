@@ -94,7 +94,7 @@ TEST(QueryResult, KeepsTheGoodElementsInTheirOrder) {
       {"[" + record({{"IDSubtitle", "\"x\""}, {"nested", record()}}) + "]", "x"},
       {"[" + id("\"a\"") + ",1e-99999999999," + id("\"1e99999\"") + "]", "a1e99999"},
       {R"([{"ID\u0053ubtitle":"e",)" + record({{"IDSubtitle", ""}}).substr(1) + "]", "e"},
-      // What one element left behind must not complete the next.
+      // Values of one element must not complete the next.
       {"[" + id("\"a\"") + ",{\"IDSubtitle\":\"b\"}]", "a"},
   };
   for (const auto& c : cases) {

@@ -9,7 +9,7 @@
 
 namespace caprion::test {
 
-/// A report as a line: the file or the number of records, or the domain, code, description and suggestion.
+/// A report as text: the file, the number of records, or the parts of the error.
 inline std::string line(const URL& file) { return std::string(file.path()); }
 inline std::string line(const QueryResult& result) {
   return std::to_string(result.subtitles.size()) + " record";
@@ -20,7 +20,7 @@ inline std::string line(const Error& error) {
   if (const auto hint = error.localizedRecoverySuggestion()) text.append(" [").append(*hint).append("]");
   return text;
 }
-/// The key that a decoding error names, if any.
+/// The key that a decoding error names, or the empty string.
 inline std::string keyAtFault(const Error& error) {
   const auto key = error.userInfo().find(CodingKeyKey);
   return key == error.userInfo().end() ? "" : std::get<std::string>(key->second);

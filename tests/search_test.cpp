@@ -18,7 +18,7 @@ namespace {
 Arg query(const std::string& text) { return Arg(Param::query, text); }
 const std::vector<Arg> anything{query("x")};
 
-/// The last request that the service has seen.
+/// The last request that the service has received.
 stand_in::Request lastRequest() { return service().requests().back(); }
 
 std::ptrdiff_t threadsOfThisProcess() {
@@ -75,7 +75,7 @@ TEST_F(Search, JudgesAnAnswerByItsBodyAlone) {
   const struct {
     int status;
     std::string body;
-    std::optional<std::size_t> hits;  // or a failure with the body as its description
+    std::optional<std::size_t> hits;  // none for an error with the body as its description
     bool isText = true;
   } cases[] = {
       {404, "[]", 0},
@@ -194,7 +194,7 @@ TEST_F(Search, ManyAtOnceReportOnceEachOnFewThreads) {
   }
   all.wait();
   for (const auto& count : reports) EXPECT_EQ(count, 1);
-  // Six connections have a thread each in the stand-in; the library adds a handful.
+  // The stand-in has a thread for each of the six connections; the library adds a handful.
   EXPECT_LE(mostThreads, threads + 20);
   EXPECT_LE(service().connections(), connections + 6);
 }
@@ -204,7 +204,7 @@ TEST_F(Search, CallbacksMayBlockOnOneAnother) {
   std::latch inside(searches), all(searches);
   for (int i = 0; i < searches; ++i) {
     Caprion::shared().query(anything, [&](auto) {
-      inside.arrive_and_wait();  // all of them are inside their callbacks at once
+      inside.arrive_and_wait();  // until all callbacks are running
       EXPECT_TRUE(search(anything));
       all.count_down();
     });
@@ -222,7 +222,7 @@ TEST_F(Search, ReportsNotBeforeTheCallThatStartedItIsOver) {
         promise.set_value();
       });
       if (isCancelled) cancelLatestSearch();
-      for (int i = 0; i < 3; ++i) EXPECT_TRUE(search(anything));  // each of which ends later
+      for (int i = 0; i < 3; ++i) EXPECT_TRUE(search(anything));  // gives `call` time to report
       EXPECT_FALSE(isReported);
     }
     wait(promise.get_future());

@@ -22,7 +22,7 @@
 
 namespace caprion::test {
 
-/// The stand-in that all searches of the test program go to: the session reads its proxy once a process.
+/// The stand-in for all searches of the test program. There is only one, as a process reads its proxy once.
 stand_in::StandIn& service();
 
 /// A handler that gives the same answer to every request.
@@ -30,7 +30,7 @@ inline stand_in::StandIn::Handler always(stand_in::Answer answer) {
   return [answer = std::move(answer)](const stand_in::Request&) { return answer; };
 }
 
-/// Waits for the value; ends the process when it never comes, as there is no test to go on with then.
+/// Waits for the value. Aborts if it doesn't come, as the test can't continue.
 template <typename T>
 T wait(std::future<T> future) {
   if (future.wait_for(std::chrono::seconds(60)) != std::future_status::ready) {
@@ -46,7 +46,7 @@ inline Result<QueryResult> search(const std::vector<Arg>& args) {
   return wait(promise->get_future());
 }
 
-/// The fields of a text; none of the empty one.
+/// The fields of a string; none if it is empty.
 inline std::vector<std::string> split(const std::string& text, char separator) {
   std::vector<std::string> fields;
   std::istringstream stream(text);
@@ -54,30 +54,30 @@ inline std::vector<std::string> split(const std::string& text, char separator) {
   return fields;
 }
 
-/// The text as often as makes it at least so long.
+/// Repeats the text until it has at least this size.
 inline std::string repeated(std::string_view text, std::size_t size) {
   std::string all;
   while (all.size() < size) all += text;
   return all;
 }
 
-/// Keys of a record and values for them, as JSON texts; the empty text leaves the key out.
+/// Keys of a record, and their values as JSON; an empty value removes the key.
 using Changes = std::vector<std::pair<std::string, std::string>>;
 
-/// The changes that give each of the keys, which a space separates, its text.
+/// Changes that set the keys, which are separated by spaces, to these strings.
 Changes texts(const std::string& keys, std::vector<std::string> values);
 
-/// The JSON text of a record with all its keys, but for the changes.
+/// A record with all keys as JSON, after the changes.
 std::string record(const Changes& changes = {});
 
-/// The same of subtitle 42, "film.srt", in English, whose archive is at https://dl.test/42.
+/// The same for the subtitle 42, "film.srt", in English, with its archive at https://dl.test/42.
 std::string recordFor(const Changes& changes);
 
 inline std::shared_ptr<const Subtitle> subtitle(const Changes& changes = {}) {
   return Subtitle::decode(recordFor(changes)).value();
 }
 
-/// An archive of files, each of which holds its own name, of folders ("a/") and of links ("a -> b").
+/// An archive of files that contain their own names, of folders ("a/") and of links ("a -> b").
 std::string zip(const std::vector<std::string>& names);
 
 }  // namespace caprion::test

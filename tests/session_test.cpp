@@ -14,10 +14,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-/// The code of the error, or 0, and the body.
+/// The error's code, or 0, and the body.
 using Outcome = std::pair<std::int64_t, std::string>;
 
-/// A task that isn't started yet, and what comes of it.
+/// A new task, and its outcome.
 struct Task {
   explicit Task(const std::string& url, std::chrono::milliseconds timeout = 1min)
       : task(URLSession::shared().dataTask(
@@ -40,7 +40,7 @@ Outcome get(const std::string& url, std::chrono::milliseconds timeout = 1min) {
 }  // namespace
 
 TEST(URLSession, TimesOutOnSilenceAlone) {
-  const std::string body(60, 'x');  // which takes longer, as a whole, than the time-out
+  const std::string body(60, 'x');  // the whole body takes longer than the time-out
   service().setHandler(always({.body = body, .fault = Fault::drip, .interval = 15ms}));
   EXPECT_EQ(get("http://a.test/", 1s), Outcome(0, body));
 }
@@ -64,7 +64,7 @@ TEST(URLSession, ATaskThatWasNeverStartedCanBeCancelled) {
 TEST(URLSession, WaitsNoLongerThanTheTimeOutBehindRequestsThatHang) {
   service().setHandler(always({.fault = Fault::hang}));
   const std::size_t before = service().requests().size();
-  std::deque<Task> hanging;  // on all connections
+  std::deque<Task> hanging;  // take all connections
   for (int i = 0; i < 6; ++i) hanging.emplace_back("http://hang.test/").task->resume();
   ASSERT_TRUE(service().waitForRequests(before + 6));
   EXPECT_EQ(get("http://hang.test/", 100ms).first, -1001);
@@ -130,13 +130,13 @@ TEST(SessionThreads, GrowOnlyWhileTheyAreStuckAndNeverLackADriver) {
     std::atomic<bool> isOver = false;
     bool sawFull = false;
   };
-  static std::deque<Work> all;  // what the threads use outlives the test, as they do
+  static std::deque<Work> all;  // static, as the threads outlive the test
   Work& work = all.emplace_back();
   work.threads = new SessionThreads(work, 2);
   ASSERT_TRUE(work.threads->start());
   EXPECT_EQ(work.drivers, 0);
   work.threads->drive();
-  work.stuck.wait();  // which takes a thread for each
+  work.stuck.wait();  // needs a thread for each completion
   EXPECT_FALSE(work.threads->isFull());
   work.isOver = true;
   work.threads->stop();

@@ -13,7 +13,7 @@ namespace caprion::test {
 
 namespace {
 
-/// Standard output, as long as this lives: a pipe that blocks, and that nobody reads but this.
+/// Redirects standard output, until destroyed, to a blocking pipe that only this object reads.
 class Pipe {
  public:
   Pipe() {
@@ -38,7 +38,7 @@ class Pipe {
 
   std::string read(std::size_t size) const {
     std::string text(size, '\0');
-    // Not by a stream: that of libc++ waits for more than it is asked for.
+    // Doesn't use a stream, as that of libc++ waits for more bytes than requested.
     for (ssize_t done = 0, count = 1; done < std::ssize(text) && count > 0; done += count)
       count = ::read(ends_[0], &text[static_cast<std::size_t>(done)], size - static_cast<std::size_t>(done));
     return text;
@@ -62,7 +62,7 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
     for (const char letter : {'a', 'b', 'c'})
       threads.emplace_back([letter] { printLine(std::string(size, letter)); });
     while (!Pipe::isFull()) std::this_thread::yield();
-    ::flockfile(stdout);  // which nobody may hold who waits for the reader
+    ::flockfile(stdout);  // must not be held by a thread that waits for the reader
     ::funlockfile(stdout);
     printed = output.read(expected.size() + threads.size() * (size + 1));
   }
@@ -74,13 +74,13 @@ TEST(StandardOutput, LinesStayWholeAndLetTheHostPrint) {
 TEST(StandardOutput, WhoseReaderIsGoneRaisesNoSignal) {
   Pipe output;
   output.loseReader();
-  printLine("x");  // which ends this process if it raises SIGPIPE
+  printLine("x");  // would end this process if it raised SIGPIPE
   sigset_t signal;
   ::sigemptyset(&signal);
   ::sigaddset(&signal, SIGPIPE);
   ::pthread_sigmask(SIG_BLOCK, &signal, nullptr);
   ::raise(SIGPIPE);
-  printLine("x");  // which leaves alone one that the host waits for
+  printLine("x");  // must not consume the host's pending signal
   const timespec now{};
   EXPECT_EQ(::sigtimedwait(&signal, nullptr, &now), SIGPIPE);
   ::pthread_sigmask(SIG_UNBLOCK, &signal, nullptr);

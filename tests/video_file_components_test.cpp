@@ -28,7 +28,7 @@ TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
   const std::pair<std::string_view, VideoFileComponents> cases[] = {
       {"Movie.Name.2010.720p.BluRay.x264.mkv", {"Movie Name", 2010, none, none, "720p"}},
       {"Show.Name.S01E02.HDTV.x264-GROUP.mkv", {"Show Name", none, 1, 2}},
-      // The last kind of marker found ends the title, not the first marker in the name.
+      // The kind of marker searched for last ends the title, not the first marker in the name.
       {"Show.Name.S01E02.720p.HDTV.mkv", {"Show Name S01E02", none, 1, 2, "720p"}},
       {"2010.Show.720p.S01E02.mkv", {"", 2010, 1, 2, "720p"}},
       {"Show.Name.s01e02.s01e03.mkv", {"Show Name s01e02", none, 1, 3}},
@@ -47,7 +47,7 @@ TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
       {"A.192019.mkv", {"A", 1920}},
       {"A.72p.10800p.720pp.x720p.mkv", {"A 72p 10800p 720pp x720p"}},
       {"A.720p_x.mkv", {"A", none, none, none, "720p"}},
-      // A marker in front leaves no title.
+      // A leading marker leaves no title.
       {"2012.mkv", {"", 2012}},
       {"1080p.mkv", {"", none, none, none, "1080p"}},
       {"S01E02.Pilot.mkv", {"", none, 1, 2}},
@@ -56,11 +56,11 @@ TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
       {".hidden", {"hidden"}},
       {"..x", {""}},
       {"Name.2001.", {"Name", 2001}},
-      // Only the ends are trimmed, but of all kinds of white space.
+      // Only the ends are trimmed, of all kinds of white space.
       {"Some..Movie__Title.avi", {"Some  Movie  Title"}},
       {"\t\u0085\u3000\u2028[A]\u00a0B\u2009\r\n.2001.mkv", {"[A]\u00a0B", 2001}},
       {"\u200bA\u200b.mkv", {"\u200bA\u200b"}},
-      // Other scripts: digits count in a resolution, spoil a year, and are none in an episode.
+      // Digits of other scripts: valid in a resolution; make a year invalid; not recognised in an episode.
       {"A.١٠٨٠p.mkv", {"A", none, none, none, "١٠٨٠p"}},
       {"A.2001.19٩٩.mkv", {"A 2001"}},
       {"A.s٠١e٠٢.mkv", {"A s٠١e٠٢"}},
@@ -70,7 +70,7 @@ TEST(VideoFileComponents, NameIsSplitAtItsMarkers) {
        {"e\u0301720p A\u203f720p 720p\uff3f 720p\u0903 \u200d720p"}},
       {"A\u00b2720p\u00bd.mkv", {"A\u00b2", none, none, none, "720p"}},
       {"Caf\u00e9 \u0800\U00010000.ſ03E04.mkv", {"Café \u0800\U00010000", none, 3, 4}},
-      // Bytes that are no UTF-8: one U+FFFD for each maximal part of a character.
+      // Invalid UTF-8: one U+FFFD for each maximal part of a character.
       {"\xff\xe2\x82.A\xf0\x9f\x98z\xed\xa0\x80\xf5\x80.S01E02.mkv",
        {"\ufffd\ufffd A\ufffdz\ufffd\ufffd\ufffd\ufffd\ufffd", none, 1, 2}},
   };

@@ -5,10 +5,10 @@
 #include <csignal>
 #include <thread>
 
-/// From where on nothing in a file can be read, as behind a bad sector; nowhere when negative.
+/// Reading files fails from this offset on, as with a bad sector; never if negative.
 static off_t unreadableFrom = -1;
 extern "C" ssize_t pread(int descriptor, void* bytes, std::size_t count, off_t offset) {
-  // The name of the function behind pread() where offsets have 64 bits.
+  // The real function behind pread() if offsets have 64 bits.
   static const auto next = reinterpret_cast<decltype(&pread)>(::dlsym(RTLD_NEXT, "pread64"));
   if (unreadableFrom < 0 || offset < unreadableFrom) return next(descriptor, bytes, count, offset);
   errno = EIO;
@@ -30,7 +30,7 @@ TEST(VideoHash, SumsTheFirstAndTheLastBlock) {
   const std::string path = folder.path / "\xFF %41?#\n\x01";
   std::string counting(100'000, '\0');
   for (std::size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<char>(i * 7 % 251);
-  // Worked out by hand, or (the last) by a separate program.
+  // Computed by hand, or (the last) by a separate program.
   for (const auto& [content, expected] : {
            std::pair(std::string(), VideoHash{"", 0}),
            std::pair(std::string(65'535, 'x'), VideoHash{"", 0}),
@@ -63,7 +63,7 @@ TEST(VideoHash, WaitsForAFileThatIsLeased) {
   const TemporaryFolder folder;
   const std::string path = folder.file("leased", 65'536);
   const int holder = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(::fcntl(holder, F_SETSIG, SIGURG), 0);  // what says that it is wanted back is ignored
+  ASSERT_EQ(::fcntl(holder, F_SETSIG, SIGURG), 0);  // sent to break the lease; ignored by default
   ASSERT_EQ(::fcntl(holder, F_SETLEASE, F_WRLCK), 0);
   const std::jthread givingUp([holder] {
     while (::fcntl(holder, F_GETLEASE) == F_WRLCK) std::this_thread::yield();

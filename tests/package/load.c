@@ -1,4 +1,4 @@
-/* Loads a library, and fails if that alone started a thread or opened a file. */
+/* Loads a library, and fails if loading it started a thread or opened a file. */
 #include <dirent.h>
 #include <dlfcn.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-# Fails if the library asks anything of its users but its headers, its language and, if static, its dependencies.
+# Fails if the library's target passes on more than its headers, its language and, if static, its dependencies.
 foreach(property COMPILE_OPTIONS COMPILE_DEFINITIONS LINK_OPTIONS SOURCES)
   get_target_property(leaked Caprion::caprion INTERFACE_${property})
   if(leaked)

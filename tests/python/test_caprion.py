@@ -1,4 +1,4 @@
-"""The Python package, as its users call it: run by the program of the stand-in, whose path is in STAND_IN, with
+"""Tests of the Python package's public interface. Run by the stand-in's program, with its path in STAND_IN, and with
 CAPRION_LIBRARY set."""
 
 import asyncio
@@ -34,7 +34,7 @@ hit = caprion.Subtitle(*"abcdefghi", caprion.MovieKind.MOVIE, *"klmn", "https://
 
 
 def run(code, *arguments, fault=None, status=0, environment={}):
-    """Runs a program, with a stand-in of its own if that is to spoil its answers, and returns what it prints."""
+    """Runs a program, with its own stand-in if there is a fault, and returns its output."""
     command = [sys.executable, "-X", "dev", "-W", "error"]
     command += arguments or ["-c", PROGRAM + textwrap.dedent(code)]
     if fault:
@@ -83,14 +83,14 @@ class Package(unittest.TestCase):
             self.assertRaises(TypeError, call)
         self.assertRaises(ValueError, caprion.search, "a\0b")
         with self.assertLogs("caprion", "ERROR"):
-            _calls._SEARCH_ENDED(None, None, 0)  # of a call that there isn't
+            _calls._SEARCH_ENDED(None, None, 0)  # for an unknown call
 
     def test_awaits_a_thousand_and_cancels(self):
         async def all_of_them():
             hits = await asyncio.gather(*(caprion.aio.search("sintel", "eng") for _ in range(1000)))
             self.assertEqual({len(found) for found in hits}, {1})
             held = dataclasses.replace(hits[0][0], zip_download_link="https://silent.test/")
-            for _ in range(9):  # one more than go side by side
+            for _ in range(9):  # one more than run in parallel
                 with self.assertRaises(asyncio.TimeoutError):
                     await asyncio.wait_for(caprion.aio.download(held), 0.05)
             self.assertTrue((await caprion.aio.download(hits[0][0])).exists())
@@ -106,7 +106,7 @@ class Package(unittest.TestCase):
                 for task in tasks:
                     task.cancel()
                 await asyncio.gather(*tasks, return_exceptions=True)
-                assert not _calls._calls  # all of them, not the last alone
+                assert not _calls._calls  # every call has ended, not just the last one
             asyncio.run(main())
             signal.signal(signal.SIGALRM, signal.default_int_handler)
             for call in lambda: caprion.search("x"), hit.download:
@@ -118,7 +118,7 @@ class Package(unittest.TestCase):
         )
 
     def test_exits_while_much_is_under_way(self):
-        for fault in None, None, None, "hang":  # without one, the answers come while the interpreter ends
+        for fault in None, None, None, "hang":  # without a fault, answers arrive while the interpreter shuts down
             program = """
             kept = [_searches.by_text("x", "eng").start(_calls.Search()) for _ in range(40)]
             _calls.Download(hit).start()

@@ -7,7 +7,7 @@
 int main() {
   const auto video = caprion::URL::fileURLWithPath("/videos/Show.Name.S01E02.mkv");
   const auto components = caprion::VideoFileUtilities::componentsFrom(video);
-  // A failed decoding reaches the JSON, and the client the transport, of a library that is linked statically.
+  // With a static library, decoding links the JSON library, and the client links the transport.
   const bool decodes = caprion::QueryResult::decode("[").has_value();
   caprion::CaprionHelper::shared();
   caprion::Caprion::shared().cancelQueryTask();
