@@ -16,7 +16,7 @@
 /// NULL. Every `_free` accepts it. If a required handle or string is NULL, a getter returns NULL, 0 or false,
 /// and an operation with a completion reports EINVAL of CAPRION_POSIX_ERROR_DOMAIN at once, on the calling
 /// thread. Output parameters may be NULL if the value isn't needed. A `_new` or `_copy` also returns NULL
-/// when the memory runs out.
+/// when memory runs out.
 ///
 /// Strings are NUL-terminated and UTF-8; paths may hold any bytes. A string from the service may contain a
 /// NUL and then seems to end there; caprion_subtitle_json_copy and caprion_error_user_info return it whole.
@@ -26,12 +26,12 @@
 /// it is called with `context` exactly once, after the last report if there is any: for a search on the
 /// thread of the report, for a download on the calling thread before the call returns. Background threads
 /// have all signals blocked except those of faults, such as SIGSEGV. Callbacks may block there, start further
-/// operations or exit the process; they must not throw or jump out. A search that is running when the process
+/// operations or exit the process; they must not throw or longjmp. A search that is running when the process
 /// exits calls neither callback. (If the system can't start a single thread, the completion receives that
 /// error during the call.)
 ///
 /// Errors. Operations report failures as a caprion_error. There is no "last error", and errno has no meaning
-/// after a call. No C++ exception leaves a function. (If there isn't even the memory for an error, the
+/// after a call. No C++ exception leaves a function. (If there isn't even enough memory for an error, the
 /// process ends.)
 
 #include <caprion/export.h>
@@ -237,7 +237,7 @@ CAPRION_EXPORT char* caprion_subtitle_detail_string_copy(const caprion_subtitle*
 CAPRION_EXPORT char* caprion_subtitle_json_copy(const caprion_subtitle* subtitle, caprion_error** error);
 
 /// Decodes a record from a JSON object with the service's keys, as caprion_subtitle_json_copy writes it. On
-/// failure returns NULL and stores the reason in `*error`, which the caller frees: an error of
+/// failure returns NULL and stores the reason in `*error`, which the caller frees; it is usually an error of
 /// CAPRION_DECODING_ERROR_DOMAIN, which names the first key at fault.
 CAPRION_EXPORT caprion_subtitle* caprion_subtitle_new_from_json(const char* json, caprion_error** error);
 
@@ -302,7 +302,7 @@ CAPRION_EXPORT const char* caprion_error_recovery_suggestion(const caprion_error
 CAPRION_EXPORT const char* caprion_error_user_info(const caprion_error* error, const char* key,
                                                    size_t* length);
 
-/// Another reference to the same error. Borrowed strings are shared by both, so they live as long as either.
+/// Another reference to the same error. Both return the same strings, which live as long as either of them.
 CAPRION_EXPORT caprion_error* caprion_error_copy(const caprion_error* error);
 
 /// Frees an error.
@@ -438,7 +438,7 @@ CAPRION_EXPORT const char* caprion_language_name(const caprion_language* languag
 // ---- The host ----
 
 /// Sets the application name, "Caprion" by default, which names the folder of all later downloads; NULL
-/// restores the default. The string is copied. If the memory runs out, returns false and changes nothing.
+/// restores the default. The string is copied. If memory runs out, returns false and changes nothing.
 CAPRION_EXPORT bool caprion_bundle_set_name(const char* name);
 
 #ifdef __cplusplus

@@ -29,7 +29,7 @@ struct CAPRION_EXPORT ReleaseName {
   std::vector<int> episodes;
 
   /// Parses the last component of the URL's path without its extension. Doesn't access the file. Never fails;
-  /// only the first 1,024 bytes of a name count. (If the memory runs out, no field is set.)
+  /// only the first 1,024 bytes of a name count. (If memory runs out, no field is set.)
   static ReleaseName from(const URL& video) noexcept;
 
   friend bool operator==(const ReleaseName&, const ReleaseName&) = default;

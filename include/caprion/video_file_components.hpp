@@ -54,8 +54,8 @@ class CAPRION_EXPORT VideoFileUtilities {
   /// episode; it is empty if the name begins with that marker. A name without markers is all title. Periods
   /// and underscores count as spaces.
   ///
-  /// Never fails: invalid UTF-8 is read as U+FFFD, one for each maximal part of a character. (If the memory
-  /// runs out, no field is set.)
+  /// Never fails: invalid UTF-8 is read as U+FFFD, one for each maximal part of a character. (If memory runs
+  /// out, no field is set.)
   static VideoFileComponents componentsFrom(const URL& url) noexcept;
 };
 

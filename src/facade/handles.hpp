@@ -21,7 +21,7 @@ struct caprion_subtitle_list {
 
 namespace caprion {
 
-/// What `make` returns; null when the memory runs out.
+/// What `make` returns; null when memory runs out.
 template <class Make>
 auto orNull(Make make) -> decltype(make()) {
   try {

@@ -62,7 +62,7 @@ class Call(Generic[Value]):
             self.cancel()
 
     def cancel(self) -> None:
-        """Requests the operation to end. Returns at once."""
+        """Requests cancellation. Returns at once."""
         self._is_cancelled = True
 
     def end(self, outcome: Outcome[Value]) -> None:
