@@ -10,7 +10,7 @@ struct search {
   caprion_subtitle* hit;
 };
 
-/* Runs on a thread of the library. The list is valid only during the call, so main() gets a copy of the hit. */
+/* Runs on a thread of the library. The list is valid only during the call, so the hit is copied. */
 static void choose(const caprion_subtitle_list* subtitles, const caprion_error* error, void* context) {
   struct search* search = context;
   if (error != NULL) fprintf(stderr, "%s\n", caprion_error_description(error));
