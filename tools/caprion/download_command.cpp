@@ -35,8 +35,8 @@ constexpr std::string_view downloadHelp = R"(usage: caprion download [RECORD.jso
 
 Downloads the subtitle of one record, unpacks it into the cache folder, and
 prints the path of the subtitle file. The record is one JSON object as
-'caprion search --json' prints it, from a file or from standard input, of
-which only the first line is read:
+'caprion search --json' prints it, from a file or from standard input. Of
+several lines of records, the first is used:
 
   caprion search --json --file VIDEO | caprion download
 
