@@ -1,4 +1,4 @@
-# Installs the library. All paths in the installed files are relative, so the installation can be moved.
+# Installs the library. Installed files refer to each other by relative paths, so the installation can be moved.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Caprion)
