@@ -11,35 +11,35 @@ namespace caprion::bench {
 
 using Body = std::function<void(benchmark::State&)>;
 
-/// What is timed beside a baseline: the same result by the least code that anyone would write for it. Each
-/// body checks its result before it is timed.
+/// A case and its baseline: the least code that gives the same result. Each body checks its result before
+/// it is timed.
 struct Case {
   std::string name;
-  double aim;  ///< how many times the baseline's time it may take; 0 for none
+  double aim;  ///< the highest acceptable ratio to the baseline's time; 0 for none
   Body ours;
   Body baseline;
-  /// Something else to know beside the two, which nothing is aimed at.
+  /// A third time to print, without an aim.
   std::string informationName = {};
   Body information = {};
-  /// Whether the clock on the wall is looked at, rather than the processor's time of the thread, which other
-  /// work of the machine hardly changes.
+  /// Whether to measure wall-clock time, rather than the thread's CPU time, which other work of the machine
+  /// hardly affects.
   bool isWaiting = false;
 };
 
-/// The memory that is taken, in KiB, beside that of a baseline.
+/// Memory used, in KiB, and that of a baseline.
 struct Memory {
   std::string name;
-  double aim;  ///< how many times the baseline's it may be
+  double aim;  ///< the highest acceptable ratio to the baseline
   double ours;
   double baseline;
 };
 
-/// Ends the run, as a wrong result is worth no time.
+/// Ends the run if a result is wrong.
 inline void check(bool isRight, const std::string& what) {
   if (!isRight) throw std::runtime_error(what);
 }
 
-/// The body that takes a step over and over.
+/// A body that repeats a step.
 template <class Step>
 Body repeating(Step step) {
   return [step](benchmark::State& state) {
@@ -47,15 +47,15 @@ Body repeating(Step step) {
   };
 }
 
-/// The answer to a search with this many hits, of the service's shape: 50 keys and about 1,680 bytes each.
+/// An answer to a search with this many hits. Like the service's, each has 50 keys and about 1,680 bytes.
 std::string answer(std::size_t hits);
 
-/// Starts the stand-in of the subtitle service in a process of its own, which ends with this one, and sets
-/// the environment so that this process and those that it starts reach it. To be called before the first
-/// thread.
+/// Starts the stand-in for the subtitle service in a process of its own, which ends with this one, and sets
+/// the environment so that this process and its children use it. Must be called before the first thread
+/// starts.
 ///
-/// It answers a search for the text "N" with N hits, and for "N-far-away" after 20 ms, as over the
-/// internet; archiveURL leads to an archive of 50 KB with one subtitle, that of the first hit.
+/// It answers a search for the text "N" with N hits, and for "N-far-away" the same after 20 ms, as over the
+/// internet. At archiveURL is an archive of 50 KB with one subtitle, that of the first hit.
 void startService();
 
 inline constexpr const char* archiveURL =
@@ -66,8 +66,8 @@ inline constexpr std::size_t subtitleSize = 66'000;
 std::vector<Case> computingCases();
 std::vector<Case> networkCases();
 
-/// To be measured before all else: a process that is started by a large one counts as no smaller than that,
-/// and memory that is still free hides what is taken.
+/// To be measured first: a process started by a large one counts as no smaller, and free memory from earlier
+/// work hides what is allocated.
 Memory processMemory();
 Memory networkMemory();
 

@@ -29,7 +29,7 @@ namespace {
 constexpr std::size_t blockSize = 65'536;
 constexpr std::size_t videoSize = 200 << 10;
 
-/// A file of noise.
+/// Makes a file of random bytes.
 std::string makeVideo() {
   std::string path = std::filesystem::temp_directory_path() / "video.mkv", content;
   for (std::mt19937 random(1); content.size() < videoSize;) content += static_cast<char>(random());
@@ -38,7 +38,7 @@ std::string makeVideo() {
   return path;
 }
 
-/// Two reads and a sum; the size is known.
+/// Two reads and a sum; the size is a constant.
 std::uint64_t bareHash(const std::string& path) {
   std::array<std::uint64_t, 2 * blockSize / 8> words;
   auto* const bytes = reinterpret_cast<char*>(words.data());
@@ -50,7 +50,7 @@ std::uint64_t bareHash(const std::string& path) {
   return std::accumulate(words.begin(), words.end(), std::uint64_t{videoSize});
 }
 
-/// As most programs have it.
+/// As in most programs.
 std::uint64_t streamedHash(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   std::uint64_t sum = videoSize;
@@ -77,7 +77,7 @@ constexpr std::array<const char*, 17> keys{
     "SubFormat",    "MovieName",     "MovieYear",       "MovieKind",       "IDMovieImdb",  "SeriesIMDBParent",
     "SeriesSeason", "SeriesEpisode", "ZipDownloadLink", "SubDownloadLink", "SubSumCD"};
 
-/// The same record as the library's: a shared one with all its texts in one piece.
+/// A record like the library's, with all its texts in one buffer.
 struct Record {
   explicit Record(const simdjson::dom::element& hit) {
     std::array<std::string_view, keys.size()> found;
@@ -100,7 +100,7 @@ struct Record {
   MovieKind kind;
 };
 
-/// Decodes an answer so many times over, and keeps all the records.
+/// Decodes an answer this many times, and keeps all the records.
 Body decoding(const std::string& json, std::size_t times = 1) {
   return [=](benchmark::State& state) {
     std::vector<QueryResult> results(times);
@@ -110,7 +110,7 @@ Body decoding(const std::string& json, std::size_t times = 1) {
   };
 }
 
-/// By the DOM, with everything that simdjson lets be reused.
+/// With simdjson's DOM, reusing all that can be reused.
 void decodeBySimdjson(benchmark::State& state, const std::string& json) {
   const simdjson::padded_string padded(json);
   simdjson::dom::parser parser;
@@ -136,7 +136,7 @@ const std::vector<std::string> names{"The.Lighthouse.Keepers.S03E07.720p.BluRay.
                                      "\u6708\u4e16\u754c\u65c5\u884c.1902.1080p.mkv",
                                      "home video.mp4"};
 
-/// One name after the other.
+/// Parses the names in turn.
 void parse(benchmark::State& state) {
   std::vector<URL> urls;
   for (const std::string& name : names) urls.push_back(URL::fileURLWithPath("/films/" + name));
@@ -146,9 +146,9 @@ void parse(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(VideoFileUtilities::componentsFrom(urls[i++ % urls.size()]));
 }
 
-/// The three searches with PCRE2's machine code, in texts as the library makes them of the names.
+/// The library's three searches with PCRE2's JIT, in texts prepared in the same way.
 void searchByPCRE2(benchmark::State& state) {
-  std::vector<pcre2_code*> patterns;  // which nobody has to free: few are made
+  std::vector<pcre2_code*> patterns;  // never freed, as there are only a few
   for (const std::string_view pattern :
        {"(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})", R"(\b\d{3,4}p\b)", R"((?:19|20)\d{2})"}) {
     int error = 0;

@@ -1,5 +1,5 @@
-// Times each case beside its baseline and prints one table of the ratios: caprion_bench [options of Google
-// Benchmark's, such as --benchmark_filter=search or --benchmark_out=FILE]
+// Times each case and its baseline, and prints a table of the ratios: caprion_bench [OPTION...]
+// The options are those of Google Benchmark, such as --benchmark_filter=search or --benchmark_out=FILE.
 
 #include "comparison.hpp"
 
@@ -13,7 +13,7 @@ namespace caprion::bench {
 namespace {
 
 struct Times : benchmark::BenchmarkReporter {
-  std::map<std::string, std::vector<double>> of;  ///< each body by its name, in nanoseconds, sorted
+  std::map<std::string, std::vector<double>> of;  ///< sorted times of each body by name, in nanoseconds
 
   bool ReportContext(const Context&) override { return true; }
   void ReportRuns(const std::vector<Run>& runs) override {
@@ -35,7 +35,7 @@ void add(const Case& one, const char* suffix, const Body& body) {
   if (one.isWaiting) added->UseRealTime();
 }
 
-/// "1.5 ms" for 1,500,000 and the units of time, and the like of KiB.
+/// Formats a value: "1.5 ms" for 1,500,000 and the units of time.
 std::string shown(double value, double step, std::vector<const char*> units) {
   std::size_t i = 0;
   for (; i + 1 < units.size() && value >= step; ++i) value /= step;
@@ -71,7 +71,7 @@ void print(const Case& one, Times& times) {
 int main(int argc, char** argv) try {
   using namespace caprion::bench;
   std::vector<char*> arguments(argv, argv + argc);
-  // Many short turns of all bodies, in random order, and the median of each: the machine may have other work.
+  // Many short runs of all bodies in random order, and the median of each, as the machine may be busy.
   std::string defaults[] = {"--benchmark_enable_random_interleaving=true", "--benchmark_repetitions=25",
                             "--benchmark_min_time=0.02"};
   for (std::string& option : defaults) arguments.insert(arguments.begin() + 1, option.data());

@@ -33,7 +33,7 @@ std::size_t append(char* bytes, std::size_t one, std::size_t count, void* body) 
   return one * count;
 }
 
-/// A handle for a GET whose body goes to `body`, with what the library asks of its own.
+/// A handle for a GET that appends the body to `body`, with the library's settings.
 Easy makeGet(const std::string& url, std::string& body) {
   Easy easy(curl_easy_init(), curl_easy_cleanup);
   curl_easy_setopt(easy.get(), CURLOPT_URL, url.c_str());
@@ -51,7 +51,7 @@ std::string searchURL(const std::string& text) {
   return "https://rest.opensubtitles.org/search/query-" + text;
 }
 
-// One search at a time, over a connection that the first one has opened.
+// One search at a time, over a kept connection.
 
 void search(benchmark::State& state, const std::string& text) {
   const std::vector<Arg> criteria{{Param::query, text}};
@@ -65,7 +65,7 @@ void search(benchmark::State& state, const std::string& text) {
   for (auto _ : state) benchmark::DoNotOptimize(hits());
 }
 
-/// One kept handle, which holds the connection.
+/// One handle, which keeps the connection.
 class Getter {
  public:
   explicit Getter(const std::string& text) : easy_(makeGet(searchURL(text), body_)) {
@@ -88,8 +88,8 @@ void bareGet(benchmark::State& state, const std::string& text) {
   for (auto _ : state) benchmark::DoNotOptimize(getter.get());
 }
 
-/// The least that a host can do which may not block: a thread that gets on being told to, and hands the body
-/// over.
+/// The least that a host needs if it must not block: a thread that does the transfers on request, and hands
+/// over the body.
 void getOnWorker(benchmark::State& state, const std::string& text) {
   Getter getter(text);
   std::string body;
@@ -136,7 +136,7 @@ void searchManyTimes() {
   check(wrong == 0, "a search among many");
 }
 
-/// By one multi handle with the limits of the library, which holds the connections.
+/// With one multi handle, which keeps the connections, and the library's limits.
 void getManyTimes() {
   static CURLM* const multi = curl_multi_init();
   curl_multi_setopt(multi, CURLMOPT_MAX_HOST_CONNECTIONS, 6L);
@@ -156,7 +156,7 @@ void getManyTimes() {
     check(body.size() > 1000 && body == bodies[0], "a bare GET among many");
 }
 
-/// The memory of this process, in KiB, once what is free has been given back.
+/// The memory of this process, in KiB, after freed memory has been returned to the system.
 double residentMemory() {
   ::malloc_trim(0);
   std::size_t total = 0, resident = 0;
@@ -166,7 +166,7 @@ double residentMemory() {
 
 // Processes.
 
-/// Runs a program, throws its output away, and returns how much memory it had at most, in KiB.
+/// Runs a program, discards its output, and returns its peak memory, in KiB.
 double run(std::vector<std::string> words) {
   std::vector<char*> arguments;
   for (std::string& word : words) arguments.push_back(word.data());
@@ -175,7 +175,7 @@ double run(std::vector<std::string> words) {
   posix_spawn_file_actions_init(&actions);
   for (int descriptor : {STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&actions, descriptor, "/dev/null", O_WRONLY, 0);
-  // A session of its own, as the library gives to unzip: the kernel may share out the processor by sessions.
+  // In its own session, like the library's unzip: the kernel may share the processor among sessions.
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
@@ -215,7 +215,7 @@ void download(benchmark::State& state) {
   for (auto _ : state) get();
 }
 
-/// A kept handle, a file and the process.
+/// One handle, a file, and the process.
 void downloadByLibcurl(benchmark::State& state) {
   const std::filesystem::path folder = std::filesystem::temp_directory_path() / "bare";
   std::filesystem::create_directory(folder);
@@ -224,7 +224,7 @@ void downloadByLibcurl(benchmark::State& state) {
   const Easy easy = makeGet(archiveURL, unused);
   curl_easy_setopt(easy.get(), CURLOPT_WRITEFUNCTION, nullptr);
   const auto get = [&] {
-    // To write over a file would have the file system wait for the disk.
+    // Overwriting a file could make the file system wait for the disk.
     std::filesystem::remove(folder / subtitleName);
     std::filesystem::remove(archive);
     std::FILE* const file = std::fopen(archive.c_str(), "w");

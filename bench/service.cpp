@@ -16,7 +16,7 @@ namespace caprion::bench {
 
 namespace {
 
-/// Letters that hardly pack, so that the archive has about their size.
+/// An archive of letters that can hardly be compressed.
 std::string archive() {
   std::string text;
   std::mt19937 random(1);
@@ -26,7 +26,7 @@ std::string archive() {
   return writer.finish();
 }
 
-/// Answers from memory.
+/// Serves prepared answers.
 [[noreturn]] void serve(int toParent) {
   std::map<std::string, stand_in::Answer> answers;
   for (const int hits : {1, 50}) {
@@ -48,7 +48,7 @@ std::string archive() {
 
 std::string answer(std::size_t hits) {
   std::string hit, json;
-  std::ifstream file(HIT);  // with {n} for its number
+  std::ifstream file(HIT);  // with {n} in place of its number
   for (std::string line; std::getline(file, line);) hit += line;
   check(!hit.empty(), "no " HIT);
   for (std::size_t number = 0; number < hits; ++number) {

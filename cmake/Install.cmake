@@ -1,4 +1,4 @@
-# What is installed of the library. All of it finds itself by relative paths, so that the whole may be moved.
+# Installs the library. Installed files refer to each other by relative paths, so the installation can be moved.
 include(CMakePackageConfigHelpers)
 
 set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/Caprion)
@@ -20,8 +20,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/CaprionConfigVersion.cmak
 install(FILES ${PROJECT_BINARY_DIR}/CaprionConfig.cmake ${PROJECT_BINARY_DIR}/CaprionConfigVersion.cmake
   DESTINATION ${package_folder} COMPONENT caprion_development)
 
-# For pkg-config. The prefix is where the file lies, less the folders that it lies in. But below /usr nothing is moved,
-# and pkg-config leaves the system's own folders out of the flags if it knows them by their names.
+# For pkg-config. The prefix is relative to the folder of the .pc file, except in /usr: nothing is moved from there, and
+# pkg-config omits the flags for the system's folders only if it sees their real names.
 if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(prefix_of_pc /usr)
 else()
@@ -30,8 +30,8 @@ else()
 endif()
 file(RELATIVE_PATH libdir_of_pc ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
 file(RELATIVE_PATH includedir_of_pc ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
-# Only a static library asks for what it needs. libcurl is named as a library and not as a package: its package would
-# add all that a static libcurl needs, which few systems have whole.
+# Only a static library lists its dependencies. libcurl is listed as a library, not as a package: the package would add
+# the dependencies of a static libcurl, and few systems have them all.
 set(static_requirements "")
 if(library_type STREQUAL "STATIC_LIBRARY")
   string(JOIN "\n" static_requirements

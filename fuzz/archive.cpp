@@ -1,4 +1,5 @@
-// Any bytes as a downloaded archive, or as the files in one, behind a line with its record's first texts.
+// Extracts a subtitle from any bytes as an archive, or as the files in one. The first line has the first
+// texts of the record.
 #include "download/archive_extraction.hpp"
 #include "platform/file_manager.hpp"
 #include "platform/text.hpp"
@@ -14,7 +15,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// A folder with files for an archive to reach for, and the downloads deep inside it.
+/// A folder tree with files that an archive may try to overwrite; the downloads are deep inside it.
 struct Place {
   Place() {
     std::string pattern = fs::temp_directory_path() / "caprion-fuzz-XXXXXX";
@@ -27,7 +28,7 @@ struct Place {
   }
   ~Place() { removeItem(root); }
 
-  /// All that lies here but in the folder: paths with modes, of files with their last change too.
+  /// Describes everything outside the folder: paths and modes, and when files were last changed.
   std::string contentOutside(const fs::path& folder) const {
     std::string content;
     for (fs::recursive_directory_iterator entry(root), end; entry != end; ++entry) {
@@ -43,7 +44,7 @@ struct Place {
   fs::path root;
 };
 
-/// An archive of a file, or of a link with '>' in front of its target, for each line of NAME, a tab, CONTENT.
+/// An archive with a file for each line of NAME, a tab, CONTENT; a link if CONTENT is '>' and a target.
 std::string archiveOf(std::string_view lines) {
   stand_in::ZipWriter writer;
   while (!lines.empty()) {
@@ -60,7 +61,7 @@ void checkReports(const std::vector<Result<URL>>& reports, const std::string& fo
   assert(!reports.empty());
   for (const auto& report : reports) assert(!report || &report == &reports.back());
   if (!reports.back()) return;
-  // A file or a folder, as the archive has it, or a link to one; never anywhere else.
+  // A file or a folder of the archive, or a link to one, but nothing outside the folder.
   const std::string path = reports.back()->path();
   assert(path.starts_with(folder + '/') && fs::canonical(path).string().starts_with(folder + '/'));
   assert(fs::is_regular_file(path) || fs::is_directory(path));

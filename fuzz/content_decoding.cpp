@@ -1,5 +1,5 @@
-// Any bytes as an encoded body, in pieces of any size. The first byte is the encoding, the second the pieces'
-// size.
+// Decodes any bytes as an encoded body, in pieces. The first byte selects the encoding, the second the size
+// of the pieces.
 #include "network/content_decoding.hpp"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ struct Decoded {
   bool operator==(const Decoded&) const = default;
 };
 
-/// What comes out before a limit, as a bomb may make any amount.
+/// Decodes up to a limit, because a bomb may be of any size.
 Decoded decoded(ContentEncoding encoding, std::string_view body, std::size_t pieceSize) {
   constexpr std::size_t limit = std::size_t{8} << 20;
   ContentDecoding decoding(encoding);
@@ -41,7 +41,7 @@ Decoded decoded(ContentEncoding encoding, std::string_view body, std::size_t pie
   return result;
 }
 
-/// The same by zlib in one go, for bodies of one stream that is whole.
+/// Decodes a body of a single, complete stream by zlib, at once.
 std::string inflated(std::string_view body, int window, bool& isWhole) {
   std::string output(std::size_t{1} << 20, '\0');
   z_stream stream{};
@@ -74,7 +74,7 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
     const std::string expected = inflated(body, window, isWhole);
     const bool isOurs =
         window == 31 ? encoding == ContentEncoding::gzip : encoding == ContentEncoding::deflate;
-    // What could be either kind of deflate is taken for a zlib stream.
+    // If it could be either kind of deflate, it is taken for a zlib stream.
     const bool isAmbiguous = window == -15 && !body.empty() && (body[0] & 0x8F) == 0x08;
     if (isWhole && isOurs && !isAmbiguous) assert(whole.mayEnd && whole.output == expected);
   }

@@ -1,4 +1,4 @@
-// Any bytes as the path of a video file, as its URL, and as the JSON of what a name tells.
+// Parses any bytes as the path of a video file, as its URL, and as the JSON of its components.
 #include "platform/text.hpp"
 
 #include <caprion/video_file_components.hpp>
@@ -12,7 +12,7 @@ using namespace caprion;
 
 namespace {
 
-/// What the documentation tells of a name in ASCII, in other words than the library's.
+/// The documented components of a name in ASCII, by an independent implementation.
 VideoFileComponents expectedFor(const std::string& name) {
   static const auto flags = std::regex::ECMAScript | std::regex::icase;
   static const std::regex episode("(?:s([0-9]{1,2})|[0-9]{1,2})[ex]([0-9]{1,2})", flags);

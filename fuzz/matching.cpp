@@ -1,4 +1,4 @@
-// Any bytes as the name of a video and, in lines behind it, two records to rank for it; and as a language.
+// Any bytes as the name of a video followed by lines with two records to rank for it; and as a language.
 #include "records.hpp"
 
 #include <caprion/language.hpp>
@@ -69,7 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   }
   const auto both = order(hits, video);
   for (const Subtitle* hit : both) checkSuitable(*hit, name);
-  // Whether a hit suits doesn't depend on the others.
+  // Whether a hit suits doesn't depend on other hits.
   assert(both.size() == order({hits[0]}, video).size() + order({nullptr, hits[1]}, video).size());
   return 0;
 }

@@ -1,4 +1,4 @@
-// Any bytes as the JSON of a record, and its lines as the texts of one.
+// Any bytes as the JSON of a record, and as lines with the texts of one.
 #include "platform/text.hpp"
 #include "records.hpp"
 
@@ -29,7 +29,7 @@ void checkCFace(const std::string& json) {
   caprion_subtitle_free(record);
 }
 
-/// What decoding comes to, as expectedOf() has it.
+/// The outcome of decoding, in the form of expectedOf().
 std::string outcomeOf(std::string_view json) {
   const auto record = Subtitle::decode(json);
   if (record) return *(*record)->encode();
@@ -46,7 +46,7 @@ void checkJSON(std::string_view json) {
   assert(!tree.isKnown || outcome == (tree.error ? "3 " : fuzz::expectedOf(tree.value)));
   if (!outcome.starts_with('{')) return;
   assert(outcomeOf(outcome) == outcome);
-  // An exponent that takes the decoder a second run changes nothing.
+  // An exponent that makes the decoder run twice changes nothing.
   assert(outcomeOf("{\"\":[1e+99999]," + std::string(json.substr(json.find('{') + 1))) == outcome);
   const auto record = *Subtitle::decode(json);
   assert(record->detailString().starts_with(std::string(record->movieName()) + " ("));

@@ -9,14 +9,14 @@
 
 namespace caprion::fuzz {
 
-/// A text parsed into a tree, which the library never makes.
+/// A JSON text parsed into a tree; the library never builds one.
 struct Tree {
   explicit Tree(std::string_view json) {
     if (json.starts_with("\xEF\xBB\xBF")) json.remove_prefix(3);
     boost::json::parse_options options;
     options.max_depth = 512;
     value = boost::json::parse({json.data(), json.size()}, error, {}, options);
-    // A number that JSON allows and this parser doesn't.
+    // False for a number that JSON allows but this parser doesn't.
     isKnown = error != boost::json::error::exponent_overflow;
   }
   boost::json::error_code error;
@@ -24,7 +24,7 @@ struct Tree {
   bool isKnown;
 };
 
-/// What decoding a record has to come to: the record encoded anew, or the first fault's code and key.
+/// The expected outcome of decoding a record: it encoded again, or the code and key of the first error.
 inline std::string expectedOf(const boost::json::value& value) {
   const auto* const object = value.if_object();
   if (object == nullptr) return value.is_null() ? "1 " : "0 ";
@@ -41,7 +41,7 @@ inline std::string expectedOf(const boost::json::value& value) {
   return boost::json::serialize(record);
 }
 
-/// The JSON of a record whose texts are what stands between the separators, in key order.
+/// The JSON of a record with these texts, separated and in the order of the keys.
 inline Result<std::string> recordOf(std::string_view texts, char separator) {
   JSONObjectWriter writer;
   for (const std::string_view key : SubtitleRecord::keys) {

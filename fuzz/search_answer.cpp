@@ -36,7 +36,7 @@ extern "C" int LLVMFuzzerTestOneInput(const char* data, std::size_t size) {
   }
   const std::string records = "{\"subtitles\":[" + expected + "]}";
   assert(*result->encode() == records);
-  // An exponent that takes the decoder a second run adds and hides nothing, wherever it stands.
+  // An exponent that makes the decoder run twice adds and hides nothing, wherever it is.
   if (list->empty()) return 0;
   const auto encoded = [](const std::string& json) { return *QueryResult::decode(json)->encode(); };
   assert(encoded("[1e-99999," + body.substr(body.find('[') + 1)) == records);

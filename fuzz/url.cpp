@@ -10,7 +10,7 @@ using namespace caprion;
 
 namespace {
 
-/// The grammar of RFC 3986; between brackets, whatever an address there may be made of.
+/// The grammar of RFC 3986, except that brackets may hold any characters of an address.
 std::regex grammar() {
   const auto many = [](const std::string& more) {
     return "(?:[a-z0-9._~!$&'()*+,;=" + more + "-]|%[0-9a-f]{2})*";
@@ -34,7 +34,7 @@ std::string unescaped(const std::string& text) {
 
 void checkText(const std::string& text) {
   static const std::regex expected = grammar();
-  if (text.size() > 300) return;  // std::regex needs a stack for each character
+  if (text.size() > 300) return;  // std::regex uses the stack for each character
   std::smatch match;
   const auto url = URL::fromString(text);
   assert(url.has_value() == (!text.empty() && std::regex_match(text, match, expected)));
@@ -46,7 +46,7 @@ void checkText(const std::string& text) {
   assert(url->lastPathComponent() == (path == "/" ? path : unescaped(path.substr(path.rfind('/') + 1))));
 }
 
-/// That a folder's name holds what it was made from, so that nothing else has this name too.
+/// Checks that the name of a folder can be converted back, so no two texts have the same name.
 void checkFolder(const std::string& text) {
   const std::string name = pathComponent(text);
   assert(!name.empty() && name != "." && name != "..");

@@ -1,5 +1,5 @@
-// Searches and downloads, from many threads and for a long time, through a stand-in that misbehaves one time
-// in three; counts what comes of it, and what the process holds meanwhile.
+// Searches and downloads from many threads for a long time, through a stand-in that spoils one answer in
+// three. Counts the outcomes, and checks the memory, files, sockets and threads of the process.
 //
 // usage: caprion_soak [SECONDS [SEED]]
 
@@ -36,8 +36,8 @@ namespace {
 
 constexpr unsigned hostThreads = 8;
 constexpr int subtitles = 12;
-constexpr int mostSearches = 100;  // under way at a time
-constexpr long rssAllowance = 16;  // MiB that may come on top of a quarter more
+constexpr int mostSearches = 100;  // at a time
+constexpr long rssAllowance = 16;  // MiB, in addition to a quarter of the memory
 
 std::string record(int number) {
   const std::string id = std::to_string(number);
@@ -100,7 +100,7 @@ Answer answerTo(const stand_in::Request& request, unsigned roll) {
   return faults[roll / 3 % std::size(faults)];
 }
 
-/// Serves until the other end of the pipe is closed.
+/// Serves until the host exits; returns its status.
 int serve(int toHost, pid_t host, unsigned seed) {
   std::atomic<unsigned> requests = seed;
   const stand_in::StandIn service({}, [&](const auto& request) {
@@ -219,7 +219,7 @@ int host(int fromService, int seconds, unsigned seed) {
   std::string root = fs::temp_directory_path() / "caprion-soak-XXXXXX";
   if (::mkdtemp(root.data()) == nullptr) return 1;
   ::setenv("TMPDIR", root.c_str(), 1);
-  // The library writes answers that are no lists there.
+  // The library writes invalid answers there.
   const int null = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
   ::dup2(null, STDOUT_FILENO);
   ::close(null);
@@ -229,7 +229,7 @@ int host(int fromService, int seconds, unsigned seed) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   std::vector<std::thread> threads;
   for (unsigned i = 0; i < hostThreads; ++i) threads.emplace_back(work, seed + i, end);
-  long warm = 0;  // MiB, at most in the first half
+  long warm = 0;  // the most MiB in the first half
   for (int second = 10; second <= seconds; second += 10) {
     std::this_thread::sleep_for(10s);
     const Holdings held = Holdings::now();
@@ -240,7 +240,7 @@ int host(int fromService, int seconds, unsigned seed) {
   for (std::thread& thread : threads) thread.join();
   for (int i = 0; i < 900 && searchesUnderWay > 0; ++i) std::this_thread::sleep_for(100ms);
   if (searchesUnderWay > 0) violated(std::to_string(searchesUnderWay) + " searches without a report");
-  std::this_thread::sleep_for(25s);  // the threads that are not needed any more end after ten
+  std::this_thread::sleep_for(25s);  // idle threads end after ten
 
   const Holdings atEnd = Holdings::now();
   atEnd.print("end");

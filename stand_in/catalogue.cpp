@@ -51,7 +51,7 @@ std::string_view withoutZeros(std::string_view number) {
   return number.substr(std::min(number.find_first_not_of('0'), number.size()));
 }
 
-// The words in lower case: letters, digits and whatever is not ASCII; all else separates.
+// The words in lower case, made of letters, digits and non-ASCII bytes.
 std::set<std::string> wordsOf(std::string_view text) {
   std::set<std::string> words;
   std::string word;
@@ -66,7 +66,7 @@ std::set<std::string> wordsOf(std::string_view text) {
   return words;
 }
 
-// The text of a record's field; empty when it is missing or no text.
+// The text of a record's field; empty if it is missing or isn't a string.
 std::string_view field(const json::object& record, std::string_view key) {
   const json::value* value = record.if_contains(key);
   return value != nullptr && value->is_string() ? std::string_view(value->get_string()) : std::string_view();
@@ -102,7 +102,7 @@ bool matches(const json::object& record, std::string_view key, std::string_view 
                 std::string(field(record, "MovieReleaseName")) + ' ' + episodeMark(record));
     return std::includes(known.begin(), known.end(), asked.begin(), asked.end());
   }
-  return true;  // the service ignores what it doesn't know
+  return true;  // the service ignores unknown keys
 }
 
 Answer notFound() {

@@ -9,11 +9,11 @@
 
 namespace caprion::stand_in {
 
-/// The service's hits and archives, from a folder that README.md describes. Never changes once it is made, so
-/// any number of threads may ask it.
+/// The service's hits and archives, from a folder that README.md describes. Immutable, so any thread may use
+/// it.
 class Catalogue {
  public:
-  /// An empty path is a catalogue without hits. Throws std::runtime_error when the folder can't be read.
+  /// An empty path is a catalogue without hits. Throws std::runtime_error if the folder can't be read.
   explicit Catalogue(std::filesystem::path folder);
 
   /// The hits for /search/..., the archive for /.../sub/NUMBER, and a 404 for everything else.

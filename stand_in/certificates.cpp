@@ -24,8 +24,8 @@ void check(bool done) {
   }
 }
 
-// Version 3, a random serial number, the subject's name and key, and the time from `from` to `until`, in
-// seconds from now. The extensions and the signature are still to come.
+// A certificate of version 3 with a random serial number, without extensions or a signature. It is valid
+// between `from` and `until`, in seconds from now.
 X509* unsignedCertificate(const char* name, EVP_PKEY* key, long from, long until) {
   X509* certificate = X509_new();
   check(certificate != nullptr);
@@ -52,7 +52,8 @@ void extend(X509* certificate, X509* issuer, int kind, const char* value) {
   check(added == 1);
 }
 
-// The subjectAltName, built piece by piece: in the textual form a comma in the host would begin another name.
+// Adds the subjectAltName. Built from objects: in its textual form, a comma in the host would begin another
+// name.
 void nameHost(X509* certificate, const std::string& host) {
   GENERAL_NAMES* names = GENERAL_NAMES_new();
   GENERAL_NAME* name = GENERAL_NAME_new();
@@ -115,7 +116,7 @@ SSL_CTX* Authority::contextFor(const std::string& host) {
           SSL_CTX_use_PrivateKey(context.get(), serverKey_.get()) == 1);
     SSL_CTX_set_min_proto_version(context.get(), TLS1_2_VERSION);
     SSL_CTX_set_mode(context.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-    // No resumption: each connection shows its certificate anew, and nothing follows the handshake unasked.
+    // No resumption: each connection sends its certificate again, and nothing follows the handshake unasked.
     SSL_CTX_set_options(context.get(), SSL_OP_NO_TICKET);
     SSL_CTX_set_session_cache_mode(context.get(), SSL_SESS_CACHE_OFF);
     SSL_CTX_set_num_tickets(context.get(), 0);

@@ -10,11 +10,11 @@
 
 namespace caprion::stand_in {
 
-/// A throw-away certificate authority. Its keys live in memory alone; its certificate lies in a private
-/// folder, which goes away with it. All members may be called from any thread.
+/// A temporary certificate authority. Its keys are only in memory; its certificate is in a private folder,
+/// which the destructor removes. All members may be called from any thread.
 class Authority {
  public:
-  /// Throws std::runtime_error when the keys or the file can't be made.
+  /// Throws std::runtime_error if the keys or the file can't be made.
   Authority();
   ~Authority();
 
@@ -24,8 +24,8 @@ class Authority {
   /// The authority's certificate, PEM.
   std::filesystem::path file() const { return folder_ / "authority.pem"; }
 
-  /// What a server needs to pass for `host`; made at first use and valid as long as the authority. Some host
-  /// names get a faulty one; README.md lists them.
+  /// A server's context with a certificate for `host`; made at first use, and valid as long as the authority.
+  /// Some host names get a faulty certificate; README.md lists them.
   SSL_CTX* contextFor(const std::string& host);
 
  private:

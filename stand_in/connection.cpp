@@ -19,7 +19,7 @@ Connection::~Connection() {
 }
 
 void Connection::startTLS(SSL_CTX* context) {
-  // A client that talks before it was told that the tunnel stands has sent bytes that OpenSSL wouldn't see.
+  // The client sent bytes before it was told that the tunnel is open; OpenSSL wouldn't see them.
   if (!unread_.empty()) throw Gone{};
   tls_.reset(SSL_new(context));
   if (!tls_ || SSL_set_fd(tls_.get(), socket_) != 1) throw Gone{};
@@ -56,12 +56,12 @@ void Connection::skip(std::uint64_t count) {
   unread_.erase(0, static_cast<std::size_t>(count));
 }
 
-// Appends what comes next, at least one byte.
+// Appends the next bytes, at least one.
 void Connection::fill() {
   char bytes[16384];
   short wanted = POLLIN;
   for (;;) {
-    // What OpenSSL has already taken from the socket doesn't make the socket readable.
+    // Bytes that OpenSSL has already read don't make the socket readable.
     if (!tls_ || SSL_pending(tls_.get()) == 0) await(wanted);
     if (tls_) {
       ERR_clear_error();
@@ -85,8 +85,8 @@ void Connection::fill() {
 void Connection::write(std::string_view bytes) {
   short wanted = POLLOUT;
   while (!bytes.empty()) {
-    // Waiting before each attempt, and not only when the socket is full, notices the server's end in the
-    // middle of an endless body that a fast client swallows.
+    // Before each attempt, not only when the socket is full: so the server can end while it sends an endless
+    // body to a fast client.
     await(wanted);
     ssize_t sent;
     if (tls_) {
@@ -118,9 +118,9 @@ void Connection::close() {
   if (socket_ < 0) return;
   if (tls_) {
     ERR_clear_error();
-    SSL_shutdown(tls_.get());  // sends the close_notify; the other side's is not worth waiting for
+    SSL_shutdown(tls_.get());  // sends the close_notify, without waiting for the client's
   }
-  // With bytes left to read, closing alone would be a reset.
+  // With bytes left to read, close() alone would reset the connection.
   shutdown(socket_, SHUT_WR);
   ::close(std::exchange(socket_, -1));
 }
@@ -131,7 +131,7 @@ void Connection::reset() {
   ::close(std::exchange(socket_, -1));
 }
 
-// Whether one of the events, or the connection's end, came within the time.
+// Waits; false if neither one of the events nor the connection's end came in time.
 bool Connection::await(short events, int milliseconds) {
   pollfd watched[] = {{socket_, events, 0}, {stop_, POLLIN, 0}};
   int ready;

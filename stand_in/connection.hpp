@@ -11,43 +11,43 @@
 
 namespace caprion::stand_in {
 
-/// Thrown where a connection can't go on: the other side went away or broke the protocol, or the server ends.
+/// Thrown if a connection can't go on: the client went away or broke the protocol, or the server ends.
 struct Gone {};
 
-/// The bytes of one accepted connection, plain at first and through TLS after startTLS(). Everything that
-/// waits also watches the server's stop descriptor and throws Gone as soon as that is readable.
+/// An accepted connection, plain at first and through TLS after startTLS(). Every member that waits also
+/// watches the server's stop descriptor, and throws Gone as soon as it is readable.
 ///
-/// Belongs to one thread, which must have SIGPIPE blocked: OpenSSL writes with write(2).
+/// For one thread only, which must have SIGPIPE blocked: OpenSSL writes with write(2).
 class Connection {
  public:
-  /// Takes over `socket`, which must be non-blocking; `stop` stays the server's.
+  /// Takes ownership of `socket`, which must be non-blocking, but not of `stop`.
   Connection(int socket, int stop);
   ~Connection();
 
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  /// Answers the TLS handshake that the other side begins now.
+  /// Answers the TLS handshake that the client begins.
   void startTLS(SSL_CTX* context);
 
-  /// Everything up to and including the next `mark`; Gone when that is longer than `limit`.
+  /// Reads up to and including the next `mark`. Throws Gone if that is longer than `limit`.
   std::string readThrough(std::string_view mark, std::size_t limit);
 
-  /// Reads `count` bytes and forgets them.
+  /// Reads and discards `count` bytes.
   void skip(std::uint64_t count);
 
   void write(std::string_view bytes);
 
-  /// Lets the time pass; Gone when the other side doesn't wait that long.
+  /// Waits. Throws Gone if the client doesn't stay that long.
   void pause(std::chrono::milliseconds time);
 
-  /// Keeps the connection open until the other side or the server ends it.
+  /// Keeps the connection open until the client or the server ends it.
   [[noreturn]] void hang();
 
-  /// Ends in order: the other side reads an end of the stream.
+  /// Closes the connection: the client reads the end of the stream.
   void close();
 
-  /// Ends with an RST: the other side reads an error.
+  /// Resets the connection (RST): the client reads an error.
   void reset();
 
  private:

@@ -33,7 +33,7 @@ std::optional<Number> parseNumber(std::string_view text) {
   return number;
 }
 
-// What stands before the next `mark`, which is taken off `text` together with it.
+// Removes the text before the next `mark`, and the mark, from `text`, and returns the former.
 std::string_view take(std::string_view& text, std::string_view mark) {
   const auto at = text.find(mark);
   const std::string_view taken = text.substr(0, at);
@@ -61,7 +61,7 @@ std::optional<Origin> parseOrigin(std::string_view text, std::uint16_t usualPort
   return origin;
 }
 
-// Fills in where the request goes, from the target as the request line has it.
+// Sets the request's scheme, host, port and target from the target in its request line.
 bool address(Request& request, std::string_view target, const std::optional<Origin>& tunnel) {
   std::optional<Origin> origin;
   if (tunnel) {
@@ -134,7 +134,7 @@ std::optional<Incoming> readRequest(Connection& connection, const std::optional<
     if (!count) return std::nullopt;
     connection.skip(*count);
   }
-  // The end of a chunked body isn't looked for, so nothing after it can be understood.
+  // Chunked bodies aren't parsed, so no request can follow one.
   incoming.keepAlive = version != "HTTP/1.0" && !has(request.headers, "Transfer-Encoding");
   for (const std::string& value : request.header("Connection"))
     if (sameName(value, "close")) incoming.keepAlive = false;

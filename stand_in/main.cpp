@@ -1,4 +1,4 @@
-// caprion-stand-in: the stand-in as a program, alone or around a command.
+// caprion-stand-in: runs the stand-in by itself or around a command.
 
 #include "catalogue.hpp"
 #include "stand_in.hpp"
@@ -36,15 +36,15 @@ constexpr char usage[] =
     "\n"
     "Serves a catalogue of subtitles on a loopback port, as a proxy for every host.\n"
     "\n"
-    "With a command: runs it with the environment that leads through the proxy, and exits with its status.\n"
-    "Without: prints that environment as shell lines, and serves until SIGINT or SIGTERM.\n"
+    "With a command: runs it with an environment that sets the proxy, and exits with its status.\n"
+    "Without: prints that environment as shell commands, and serves until SIGINT or SIGTERM.\n"
     "\n"
     "  --catalogue DIR  the folder with catalogue.json and archives/\n"
     "  --fault NAME     spoil every answer: reset, close, truncate, drip, hang, garbage or endless\n"
     "  --busy N         answer the first N searches with 429, \"Too many requests\"\n"
-    "  --delay MS       let every answer wait for so many milliseconds\n"
-    "  --log            one line a request on standard error\n"
-    "  --help           this text\n";
+    "  --delay MS       delay every answer by so many milliseconds\n"
+    "  --log            print a line for each request on standard error\n"
+    "  --help           print this text\n";
 
 constexpr std::pair<const char*, Answer::Fault> faults[] = {
     {"reset", Answer::Fault::reset},       {"close", Answer::Fault::close},
@@ -53,8 +53,8 @@ constexpr std::pair<const char*, Answer::Fault> faults[] = {
     {"endless", Answer::Fault::endless},
 };
 
-// These would lead around the proxy, or around trust in its authority: curl's own program looks at
-// CURL_CA_BUNDLE and SSL_CERT_DIR before SSL_CERT_FILE.
+// Variables that would bypass the proxy or its certificate authority: the curl program prefers CURL_CA_BUNDLE
+// and SSL_CERT_DIR to SSL_CERT_FILE.
 constexpr const char* unwanted[] = {"all_proxy",   "ALL_PROXY",  "no_proxy",       "NO_PROXY",
                                     "HTTPS_PROXY", "HTTP_PROXY", "CURL_CA_BUNDLE", "SSL_CERT_DIR"};
 
@@ -68,7 +68,7 @@ struct Options {
   char** command = nullptr;
 };
 
-// Absent when the program is to end with `status`.
+// Absent if the program should exit with `status`.
 std::optional<Options> parse(int argc, char** argv, int& status) {
   const option known[] = {{"catalogue", required_argument, nullptr, 'c'},
                           {"fault", required_argument, nullptr, 'f'},
@@ -123,7 +123,7 @@ std::string quoted(const std::string& text) {
   return result + "'";
 }
 
-// Prints the environment and waits for the signal to end.
+// Prints the environment and waits for a signal.
 int serve(const StandIn& standIn, const sigset_t& signals) {
   const std::string proxy = standIn.proxyURL();
   std::printf("export https_proxy=%s http_proxy=%s SSL_CERT_FILE=%s\nunset", proxy.c_str(), proxy.c_str(),
@@ -131,7 +131,7 @@ int serve(const StandIn& standIn, const sigset_t& signals) {
   for (const char* name : unwanted) std::printf(" %s", name);
   std::printf("\nstand_in_pid=%d\n", getpid());
   std::fflush(stdout);
-  // Lets go of a pipe, so that eval "$(caprion-stand-in &)" returns.
+  // Closes a pipe: eval "$(caprion-stand-in &)" returns only then.
   const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
   if (nowhere >= 0) dup2(nowhere, STDOUT_FILENO);
 
@@ -140,7 +140,8 @@ int serve(const StandIn& standIn, const sigset_t& signals) {
   return 0;
 }
 
-// Runs the command in that environment; its status, or 128 and the signal that ended it.
+// Runs the command in that environment. Returns its status, or 128 plus the number of the signal that ended
+// it.
 int run(const StandIn& standIn, char** command, const sigset_t& signals, const sigset_t& before) {
   std::vector<std::string> settings = {"https_proxy=" + standIn.proxyURL(),
                                        "http_proxy=" + standIn.proxyURL(),
@@ -175,7 +176,7 @@ int run(const StandIn& standIn, char** command, const sigset_t& signals, const s
       if (waitpid(child, &status, WNOHANG) == child)
         return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     } else if (signal > 0 && info.si_code == SI_USER) {
-      kill(child, signal);  // what comes from the terminal reaches the command by itself
+      kill(child, signal);  // signals of the terminal reach the command by themselves
     }
   }
 }
@@ -187,7 +188,7 @@ int main(int argc, char** argv) try {
   const std::optional<Options> options = parse(argc, argv, status);
   if (!options) return status;
 
-  // Blocked before the first thread, to be waited for.
+  // Blocked before the first thread starts, for sigwaitinfo().
   sigset_t signals, before;
   sigemptyset(&signals);
   sigaddset(&signals, SIGINT);

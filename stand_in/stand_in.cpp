@@ -56,7 +56,7 @@ class Descriptor {
 
 constexpr char established[] = "HTTP/1.1 200 Connection established\r\n\r\n";
 
-// What a reserved host name gets in answer to its CONNECT, before the connection is closed.
+// The answer to a CONNECT to a reserved host name, after which the connection is closed.
 struct TunnelFault {
   const char* host;
   const char* answer;
@@ -79,8 +79,8 @@ const TunnelFault* tunnelFaultOf(const std::string& host) {
   return found == std::end(faults) ? nullptr : found;
 }
 
-// Threads inherit the mask: those started meanwhile take no signal of the host's, and a write to a connection
-// that the other side closed doesn't kill the process.
+// Blocks all signals in the threads started meanwhile: they take no signals of the host's, and writing to a
+// connection that the client closed doesn't kill the process.
 class SignalsBlocked {
  public:
   SignalsBlocked() {
@@ -120,11 +120,11 @@ struct StandIn::Impl {
   }
 
   ~Impl() {
-    stopper.close();  // makes `stop` readable for everyone, for good
+    stopper.close();  // makes `stop` readable for all threads, for good
     acceptor.join();
   }
 
-  // Runs on the acceptor's thread, which alone knows the connections' threads.
+  // Runs on the acceptor's thread, which alone starts and joins the connections' threads.
   void accept() {
     struct Worker {
       std::thread thread;
@@ -146,12 +146,12 @@ struct StandIn::Impl {
       joinWorkers(false);
       Descriptor accepted(accept4(listener.number(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
       if (accepted.number() < 0) {
-        // Out of descriptors: the listener stays readable, so give the connections a moment to end.
+        // Out of descriptors, and the listener stays readable: give the connections a moment to end.
         if (errno == EMFILE || errno == ENFILE) poll(watched + 1, 1, 10);
         continue;
       }
       ++connections;
-      const int one = 1;  // a dripped byte must not wait for the acknowledgement of the one before
+      const int one = 1;  // sends dripped bytes without waiting for acknowledgements
       setsockopt(accepted.number(), IPPROTO_TCP, TCP_NODELAY, &one, sizeof one);
       Worker& worker = workers.emplace_back();
       try {
@@ -160,7 +160,7 @@ struct StandIn::Impl {
           worker.done = true;
         });
         accepted.release();
-      } catch (const std::system_error&) {  // no more threads: this connection is closed
+      } catch (const std::system_error&) {  // out of threads: closes this connection
         workers.pop_back();
       }
     }
@@ -198,7 +198,7 @@ struct StandIn::Impl {
       }
       connection.close();
     } catch (const Gone&) {
-    } catch (const std::exception&) {  // no certificate or no memory for this connection; the others go on
+    } catch (const std::exception&) {  // no certificate or memory for this connection; the others go on
     }
   }
 
@@ -241,7 +241,7 @@ StandIn::~StandIn() = default;
 
 void StandIn::setHandler(Handler handler) {
   const std::lock_guard lock(impl_->mutex);
-  impl_->handler.swap(handler);  // the old one goes after the lock, whatever its end runs
+  impl_->handler.swap(handler);  // the old one is destroyed after unlocking, as that may run any code
 }
 
 std::uint16_t StandIn::port() const { return impl_->port; }

@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint64_t limit16 = std::numeric_limits<std::uint16_t>::max();
 constexpr std::uint64_t limit32 = std::numeric_limits<std::uint32_t>::max();
 
-// Little-endian, and never cut off in silence.
+// Appends a little-endian number; throws if it is too large.
 void put16(std::string& to, std::uint64_t value) {
   if (value > limit16) throw std::length_error("too much for a zip archive");
   for (int shift = 0; shift < 16; shift += 8) to += static_cast<char>(value >> shift & 0xff);
@@ -30,8 +30,8 @@ std::uint32_t crcOf(std::string_view data) {
       crc32_z(0, reinterpret_cast<const unsigned char*>(data.data()), data.size()));
 }
 
-// Raw deflate. `flush` is Z_FINISH for all of a stream, or Z_FULL_FLUSH for a piece that can stand before any
-// other, itself included.
+// Raw deflate. `flush` is Z_FINISH for a complete stream, or the end of one, or Z_FULL_FLUSH for a piece that
+// any other piece may follow, even itself.
 std::string deflated(std::string_view data, int flush) {
   z_stream stream{};
   if (deflateInit2(&stream, Z_BEST_COMPRESSION, Z_DEFLATED, -MAX_WBITS, MAX_MEM_LEVEL, Z_DEFAULT_STRATEGY) !=
@@ -49,7 +49,7 @@ std::string deflated(std::string_view data, int flush) {
   return out;
 }
 
-// The format's traditional cipher: three keys that every plain byte stirs.
+// The format's traditional cipher: three keys, updated by every plain byte.
 class ZipCipher {
  public:
   explicit ZipCipher(std::string_view password) {
@@ -90,7 +90,7 @@ void ZipWriter::add(std::string_view name, std::string_view data, const ZipOptio
 
 void ZipWriter::addZeros(std::string_view name, std::uint64_t size, const ZipOptions& options) {
   if (size > limit32) throw std::length_error("too much for a zip archive");
-  // One piece, packed once and repeated, then what is left over.
+  // A piece, packed once and repeated, and then the remainder.
   const std::string piece(1 << 20, '\0');
   const std::string packedPiece = deflated(piece, Z_FULL_FLUSH);
   const std::uint32_t pieceCrc = crcOf(piece);
@@ -120,13 +120,13 @@ ZipWriter::Packed ZipWriter::pack(std::string_view data, bool deflate) {
 
 void ZipWriter::append(std::string_view name, unsigned mode, Packed packed, const std::string& password) {
   if (!password.empty()) {
-    // Twelve bytes stand before the data; the last proves the password, the others would be random, but these
-    // archives are better the same each time.
+    // Twelve bytes precede the data. The last verifies the password; the others would be random, but here the
+    // archive should be the same each time.
     const std::string header = std::string(11, 'x') + static_cast<char>(packed.crc >> 24);
     packed.bytes = ZipCipher(password).encrypt(header + packed.bytes);
   }
 
-  std::string shared;  // what the local header and the directory have in common
+  std::string shared;  // the fields common to the local header and the directory
   put16(shared, 20);   // version needed: 2.0
   put16(shared, password.empty() ? 0 : 1);
   put16(shared, packed.deflated ? 8 : 0);

@@ -7,21 +7,21 @@
 namespace caprion::stand_in {
 
 struct ZipOptions {
-  unsigned mode = 0644;    ///< the Unix permission bits; a file unless it says otherwise (S_IFIFO)
-  bool deflate = true;     ///< else the data is stored as it is
-  std::string password{};  ///< not empty: traditional (ZipCrypto) encryption
+  unsigned mode = 0644;    ///< Unix permissions and optionally a file type (S_IFIFO)
+  bool deflate = true;     ///< else the data is stored uncompressed
+  std::string password{};  ///< if not empty, used for traditional (ZipCrypto) encryption
 };
 
-/// Writes a zip archive into memory, as a Unix system would, and hostile ones too: names are any bytes at all
-/// ("../up", "/absolute", the same twice), and no mode is refused.
+/// Writes a zip archive to memory, as a Unix system would, even a hostile one: names may be any bytes
+/// ("../up", "/absolute", the same twice), and modes are not checked.
 ///
-/// Throws std::length_error where the format without its 64-bit extension ends: 4 GiB for an entry or the
-/// archive, 65,535 entries, 65,535 bytes for a name.
+/// Throws std::length_error beyond the limits of the format without its 64-bit extension: 4 GiB for an entry
+/// or the archive, 65,535 entries, 65,535 bytes for a name.
 class ZipWriter {
  public:
   void add(std::string_view name, std::string_view data, const ZipOptions& options = {});
 
-  /// A file of `size` zero bytes, deflated to a thousandth of that without ever being in memory.
+  /// Adds a file of `size` zero bytes, deflated to a thousandth of that, which is never in memory as a whole.
   void addZeros(std::string_view name, std::uint64_t size, const ZipOptions& options = {});
 
   void addSymlink(std::string_view name, std::string_view target);
@@ -29,7 +29,7 @@ class ZipWriter {
   /// The name should end with a slash.
   void addFolder(std::string_view name, unsigned mode = 0755);
 
-  /// The archive; the writer is as new afterwards.
+  /// Returns the archive, and resets the writer.
   std::string finish();
 
  private:

@@ -10,7 +10,7 @@ struct search {
   caprion_subtitle* hit;
 };
 
-/* Runs on a thread of the library. What it receives is lent, so the hit that main() wants is copied. */
+/* Runs on a thread of the library. The list is valid only during the call, so the hit is copied. */
 static void choose(const caprion_subtitle_list* subtitles, const caprion_error* error, void* context) {
   struct search* search = context;
   if (error != NULL) fprintf(stderr, "%s\n", caprion_error_description(error));
@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
     return 1;
   }
 
-  /* The download returns when all is done. */
+  /* The download has called back when it returns. */
   int status = 1;
   caprion_helper_download_subtitle_file(caprion_helper_shared(), search.hit, print, &status, NULL);
   caprion_subtitle_free(search.hit);

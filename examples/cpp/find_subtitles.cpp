@@ -27,7 +27,7 @@ int main(int argc, char** argv) {
 
   for (const auto& hit : hits.get()) {
     if (!hit->zipDownloadLink()) continue;
-    // The download returns when all is done.
+    // The download has called back when it returns.
     int status = 1;
     helper.downloadSubtitleFile(*hit, [&](const auto& file, const auto& error) {
       if (error) {

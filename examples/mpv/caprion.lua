@@ -1,5 +1,4 @@
--- Fetches the subtitle of the file that is playing and shows it. README.md beside this file has the keys and the
--- options.
+-- Fetches the subtitle of the file that is playing, and shows it. README.md describes the keys and options.
 
 local options = require("mp.options")
 local utils = require("mp.utils")
@@ -9,15 +8,15 @@ local opts = {
   command = "caprion",
   force = false,
 }
-options.read_options(opts, "caprion", function() end)  -- with a function, opts follows later changes
+options.read_options(opts, "caprion", function() end)  -- given a function, mpv updates opts when the options change
 
--- errno values by which a folder turns down a new file: EPERM, EACCES, ENOSPC, EROFS and EDQUOT.
+-- errno values if a file can't be created in a folder: EPERM, EACCES, ENOSPC, EROFS and EDQUOT.
 local turned_down = { [1] = true, [13] = true, [28] = true, [30] = true, [122] = true }
 
-local running  -- the fetch that is under way: its video, its command, when it began, and the timer of its message
+local running  -- the current fetch: its video, its command, when it began, and the timer of its message
 
 local function show(text, seconds)
-  -- A description may be a server's whole answer, with anything in it.
+  -- A description may be a server's whole answer, with any characters.
   text = text:gsub("%c+", " ")
   if #text > 200 then text = text:sub(1, 200):gsub("[\194-\244][\128-\191]*$", "") .. "…" end
   mp.osd_message("Subtitle: " .. text, seconds or 4)
@@ -32,7 +31,7 @@ local function absolute(path)
   return (utils.join_path(mp.get_property("working-directory", ""), path):gsub("/%./", "/"))
 end
 
--- The path of the file that is playing; nil when it is none on this machine.
+-- The path of the file that is playing; nil if it isn't a file on this machine.
 local function local_file()
   local path = mp.get_property("path", "")
   local encoded = path:match("^file://(/.*)")
@@ -46,7 +45,7 @@ local function local_file()
   return info and info.is_file and path or nil
 end
 
--- A folder of the user's own for the subtitles of videos in `folder`, made if need be; nil when that fails.
+-- The user's cache folder for the subtitles of videos in `folder`, created if necessary; nil if that fails.
 local function substitute_for(folder)
   local cache = os.getenv("XDG_CACHE_HOME") or ""
   if cache:sub(1, 1) ~= "/" then cache = (os.getenv("HOME") or "") .. "/.cache" end
@@ -65,7 +64,7 @@ local function select_subtitle(file)
   return mp.commandv("sub-add", file, "select")
 end
 
--- What the command printed: the record that names the subtitle, if there is one, and the last error.
+-- The record with the subtitle's path, if any, and the last error in the command's output.
 local function outcome_of(lines)
   local found, failure
   for line in lines:gmatch("[^\n]+") do
@@ -108,7 +107,7 @@ local function finish(fetched, folder, result, reason)
   end
 end
 
--- Runs the command for a video; with a folder, the subtitle goes there and not beside the video.
+-- Runs the command for a video. The subtitle goes to the folder if one is given, else next to the video.
 function fetch(video, folder)
   local args = { mp.command_native({ "expand-path", opts.command }), "get", "--json", "--quiet", "-l", opts.language }
   if opts.force then table.insert(args, "--force") end
@@ -132,7 +131,7 @@ function fetch(video, folder)
   }, function(_, result, reason) finish(fetching, folder, result, reason) end)
 end
 
--- Ends the fetch that is under way, if there is one.
+-- Cancels the current fetch, if any.
 local function cancel()
   local fetched = running
   running = nil
@@ -150,4 +149,4 @@ local function get_subtitle()
 end
 
 mp.add_key_binding("Ctrl+d", "get-subtitle", get_subtitle)
-mp.register_event("shutdown", cancel)  -- or the player would wait for the command
+mp.register_event("shutdown", cancel)  -- else the player would wait for the command

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Finds a subtitle for each video in a folder, all at the same time, and places it beside the video."""
+"""Finds a subtitle for each video in a folder, all at the same time, and places it next to the video."""
 
 import asyncio
 import os

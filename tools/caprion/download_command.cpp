@@ -35,13 +35,13 @@ constexpr std::string_view downloadHelp = R"(usage: caprion download [RECORD.jso
 
 Downloads the subtitle of one record, unpacks it into the cache folder, and
 prints the path of the subtitle file. The record is one JSON object as
-'caprion search --json' prints it, from a file or from standard input; of
-several lines, the first counts:
+'caprion search --json' prints it, from a file or from standard input. Of
+several lines of records, the first is used:
 
   caprion search --json --file VIDEO | caprion download
 
-A failure on the way doesn't always end a download: there may be several, and a
-path behind them. The exit status is 3 even then.
+A failure doesn't always end a download: there may be several, followed by a
+path. The exit status is 3 even then.
 )";
 
 // Many times the size of a search's output. Rejects a video that is named by mistake.

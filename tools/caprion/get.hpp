@@ -20,7 +20,7 @@ namespace caprion::tool {
 struct GetOptions {
   std::vector<std::string_view> paths;
   std::vector<Language> languages;
-  /// Where the subtitles go; absent for beside the videos.
+  /// Where the subtitles go; absent for next to the videos.
   std::optional<std::string> folder;
   std::size_t videosAtATime = 6;
   bool force = false;

@@ -20,25 +20,25 @@ constexpr std::string_view getHelp =
     R"(usage: caprion get PATH... [-l LANG[,LANG...]]... [-o FOLDER] [--force] [-n]
                    [-j N] [--pick] [--keep-encoding] [--any]
 
-Finds a subtitle for each video, downloads it, and places it beside the video as
-STEM.LANG.FORMAT: movie.eng.srt for movie.mkv. PATH is a video, or a folder with
-all videos in it and below. Takes the best hit that suits the video's name, found
-by its content, else by its release name, else by its title.
+Finds a subtitle for each video, downloads it, and places it next to the video
+as STEM.LANG.FORMAT: movie.eng.srt for movie.mkv. PATH is a video, or a folder:
+all videos in it and its subfolders. Takes the best hit that suits the video's
+name, found by its content, else by its release name, else by its title.
 
-What is there already stays as it is, and isn't asked for again.
+Existing subtitles are kept, and not searched for again.
 
-  -l, --lang LANG    the languages, such as ger or pt-BR, with commas or several
-                     times; that of the locale when not given. See
+  -l, --lang LANG    the languages, such as ger or pt-BR, separated by commas or
+                     given several times; by default that of the locale. See
                      'caprion languages'.
   -o, --output FOLDER
-                     place the subtitles in this folder, which has to exist, and
-                     look there for those that are there already
-  --force            replace subtitles that are there already
-  -n, --dry-run      only tell what would be placed, and why
-  -j, --jobs N       so many videos at a time; 6 when not given
+                     place the subtitles in this folder, which must exist, and
+                     look for existing ones there
+  --force            replace existing subtitles
+  -n, --dry-run      only show what would be placed, and why
+  -j, --jobs N       the number of videos to handle at a time; 6 by default
   --pick             show the hits that suit, and ask which to take
-  --keep-encoding    leave all texts as they come; else they become UTF-8
-  --any              take named files for videos whatever they are called
+  --keep-encoding    don't convert texts to UTF-8
+  --any              treat named files as videos, whatever their extension
 )";
 
 // More would only wait: the library has at most six connections to a host.
@@ -78,7 +78,7 @@ ExitStatus runGet(const Arguments& arguments, Output& output) { return get(optio
 
 }  // namespace
 
-constexpr Command getCommand{"get", "find, download and place subtitles beside video files", getHelp,
+constexpr Command getCommand{"get", "find, download and place subtitles next to video files", getHelp,
                              getOptions, runGet};
 
 }  // namespace caprion::tool

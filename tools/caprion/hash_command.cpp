@@ -11,8 +11,9 @@ namespace {
 
 constexpr std::string_view hashHelp = R"(usage: caprion hash VIDEO...
 
-Prints the movie hash and the size in bytes of each file: what the service knows
-a video by. A file shorter than 65,536 bytes has no hash; it shows as "-" and 0.
+Prints the movie hash and the size in bytes of each file, by which the service
+identifies videos. For a file shorter than 65,536 bytes, which has no hash, it
+prints "-" and 0.
 )";
 
 ExitStatus runHash(const Arguments& arguments, Output& output) {

@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::string_view languagesHelp = R"(usage: caprion languages
 
-Prints the languages that the service has subtitles in: its own identifier, the
-codes by which they are known too, and the name. --lang takes any of them.
+Prints the languages in which the service has subtitles: its own identifier, the
+other codes and the name of each. --lang takes the identifier or any code.
 )";
 
 ExitStatus runLanguages(const Arguments& arguments, Output& output) {
@@ -47,6 +47,6 @@ ExitStatus runLanguages(const Arguments& arguments, Output& output) {
 }  // namespace
 
 constexpr Command languagesCommand{
-    "languages", "list the languages that there are subtitles in", languagesHelp, {}, runLanguages};
+    "languages", "list the languages in which there are subtitles", languagesHelp, {}, runLanguages};
 
 }  // namespace caprion::tool

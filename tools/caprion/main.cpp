@@ -24,12 +24,12 @@ constexpr const Command* commands[] = {&getCommand,  &searchCommand, &downloadCo
                                        &hashCommand, &parseCommand,  &languagesCommand};
 
 constexpr std::string_view commonHelp = R"(
-  --json             one JSON object a line on standard output, failures too
-  -q, --quiet        nothing on standard error but what is wrong with the usage
-  --verbose          more about failures, in the network's own words
-  -h, --help         this text
-  -V, --version      the version
-  --                 what follows is no option
+  --json             print one JSON object per line, for failures too
+  -q, --quiet        print nothing on standard error except usage errors
+  --verbose          with a failure, also print the network's own message
+  -h, --help         print this text
+  -V, --version      print the version
+  --                 end the options
 
 Exit status: 0 done or found, 1 nothing found, 2 wrong usage, 3 something failed.
 )";

@@ -18,13 +18,13 @@ namespace {
 constexpr std::string_view parseHelp = R"(usage: caprion parse NAME...
        caprion parse -
 
-Prints what the names of video files tell: title, year, season, episode and
-resolution, and the text to search the service by. The files needn't exist; of a
-path, its last component counts, with or without a slash behind it.
+Prints the parts of the names of video files: title, year, season, episode and
+resolution, and the text to search the service by. The files needn't exist. Only
+the last component of a path counts, with or without a slash after it.
 
-With "-" alone, the names are the lines of standard input, each byte of them but
-the line's end. Every line gets its line of output, an empty one too, which names
-an empty title.
+With "-" alone, the names are the lines of standard input, without the line
+feeds. Every line gets its line of output, even an empty one, whose title is
+empty.
 )";
 
 VideoFileComponents componentsOf(std::string_view name) {
@@ -88,6 +88,6 @@ ExitStatus runParse(const Arguments& arguments, Output& output) {
 
 }  // namespace
 
-constexpr Command parseCommand{"parse", "print what the names of video files tell", parseHelp, {}, runParse};
+constexpr Command parseCommand{"parse", "split the names of video files into parts", parseHelp, {}, runParse};
 
 }  // namespace caprion::tool

@@ -25,22 +25,20 @@ constexpr std::string_view searchHelp =
        caprion search --text TEXT [-l LANG[,LANG...]] [--download N]
        caprion search --where KEY=VALUE [--where KEY=VALUE ...] [--download N]
 
-Searches for subtitles and prints what was found, with a number for each.
+Searches for subtitles and prints a numbered table of the hits.
 
-  --file VIDEO       those of a video file, by its content; those that suit the
-                     file's name come first, with a * behind the number, and the
-                     best of them before the others
-  --text TEXT        those that match a text, such as a title
-  --where KEY=VALUE  those that meet a criterion of the service; several are
-                     sent in the given order. KEY is episode, imdbid,
-                     moviebytesize, moviehash, query, season, sublanguageid
-                     or tag.
-  -l, --lang LANG    the languages, such as ger or pt-BR, or all; that of the
-                     locale when not given. See 'caprion languages'. Without
-                     effect on --where, which sends its own criteria alone:
-                     use --where sublanguageid=LANG there.
-  --download N       download the one with this number, and print the path of
-                     the subtitle file
+  --file VIDEO       subtitles of a video file, by its content; those that suit
+                     the file's name come first, best first, with a * after the
+                     number
+  --text TEXT        subtitles that match a text, such as a title
+  --where KEY=VALUE  subtitles that meet a criterion of the service; several
+                     criteria are sent in the given order. KEY is episode,
+                     imdbid, moviebytesize, moviehash, query, season,
+                     sublanguageid or tag.
+  -l, --lang LANG    the languages, such as ger or pt-BR, or all; by default
+                     that of the locale. See 'caprion languages'. Has no effect
+                     on --where; use --where sublanguageid=LANG there.
+  --download N       download the subtitle with this number, and print its path
 )";
 
 /// The parsed options. Exactly one of the first three is set.
