@@ -1,7 +1,9 @@
 #include "connection.hpp"
 
+#include <linux/sockios.h>
 #include <openssl/err.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -100,6 +102,13 @@ void Connection::write(std::string_view bytes) {
       if (sent < 0 && errno != EAGAIN && errno != EINTR) throw Gone{};
     }
     if (sent > 0) bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+}
+
+void Connection::awaitDelivery() {
+  pollfd stopped{.fd = stop_, .events = POLLIN, .revents = 0};
+  for (int unacknowledged = 1; ::ioctl(socket_, SIOCOUTQ, &unacknowledged) == 0 && unacknowledged > 0;) {
+    if (::poll(&stopped, 1, 1) > 0) throw Gone{};
   }
 }
 

@@ -38,6 +38,9 @@ class Connection {
 
   void write(std::string_view bytes);
 
+  /// Waits until the client's system has received everything that was written.
+  void awaitDelivery();
+
   /// Waits. Throws Gone if the client doesn't stay that long.
   void pause(std::chrono::milliseconds time);
 

@@ -20,6 +20,7 @@
 #include <iterator>
 #include <list>
 #include <mutex>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -189,9 +190,10 @@ struct StandIn::Impl {
           const Answer answer = answerTo(request);
           if (!sendAnswer(connection, answer, *incoming)) break;
           if (answer.fault != Answer::Fault::apart) connection.write(answer.stray);
+          if (!answer.stray.empty()) connection.awaitDelivery();
           {
             const std::lock_guard lock(mutex);
-            ++answers;
+            answered.insert(request.target);
           }
           arrived.notify_all();
         }
@@ -219,11 +221,11 @@ struct StandIn::Impl {
     }
   }
 
-  std::mutex mutex;  // of the handler, the requests and the answers
+  std::mutex mutex;  // of the handler, the requests and the answered targets
   std::condition_variable arrived;
   Handler handler;
   std::vector<Request> requests;
-  std::size_t answers = 0;
+  std::set<std::string, std::less<>> answered;  // targets
   std::atomic<std::size_t> connections = 0;
 
   const Catalogue catalogue;
@@ -260,14 +262,9 @@ bool StandIn::waitForRequests(std::size_t count, std::chrono::milliseconds limit
   return impl_->arrived.wait_for(lock, limit, [&] { return impl_->requests.size() >= count; });
 }
 
-std::size_t StandIn::answers() const {
-  const std::lock_guard lock(impl_->mutex);
-  return impl_->answers;
-}
-
-bool StandIn::waitForAnswers(std::size_t count, std::chrono::milliseconds limit) const {
+bool StandIn::waitForAnswer(std::string_view target, std::chrono::milliseconds limit) const {
   std::unique_lock lock(impl_->mutex);
-  return impl_->arrived.wait_for(lock, limit, [&] { return impl_->answers >= count; });
+  return impl_->arrived.wait_for(lock, limit, [&] { return impl_->answered.contains(target); });
 }
 
 std::size_t StandIn::connections() const { return impl_->connections; }

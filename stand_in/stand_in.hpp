@@ -96,9 +96,10 @@ class StandIn {
   /// Waits until there have been at least `count` requests; false if they don't come in time.
   bool waitForRequests(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
 
-  /// How many answers have been sent completely, and the same wait for them.
-  std::size_t answers() const;
-  bool waitForAnswers(std::size_t count, std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
+  /// Waits until an answer to a request for this target has been sent and, with its stray bytes, received by
+  /// the client's system; false if that takes too long.
+  bool waitForAnswer(std::string_view target,
+                     std::chrono::milliseconds limit = std::chrono::seconds(20)) const;
 
   /// Connections accepted so far.
   std::size_t connections() const;
