@@ -3,6 +3,7 @@
 #include <pthread.h>
 
 #include <thread>
+#include <utility>
 
 namespace caprion {
 
@@ -11,7 +12,8 @@ namespace {
 constexpr std::chrono::seconds driverTimeout{1};
 constexpr std::chrono::microseconds pause{100};
 
-std::atomic<Mutex*> firstMutex = nullptr;
+std::mutex registration;      // guards firstMutex; held during a fork
+Mutex* firstMutex = nullptr;  // the mutexes that have ever been locked, the latest first
 std::atomic<int> waitingForks = 0;
 std::mutex oneFork;  // serializes forks
 
@@ -42,17 +44,17 @@ void Mutex::yieldToFork() noexcept {
 }
 
 void Mutex::registerForFork() noexcept {
-  if (isRegistered_.exchange(true)) return;
-  next_ = firstMutex.load();
-  while (!firstMutex.compare_exchange_weak(next_, this)) continue;
+  const std::lock_guard lock(registration);
+  if (isRegistered_) return;
+  next_ = std::exchange(firstMutex, this);
+  isRegistered_ = true;
 }
 
-void Mutex::lockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
-  ++waitingForks;
-  oneFork.lock();
+/// Locks all registered mutexes, but maybe not the driver's.
+void Mutex::lockRegistered(Mutex* first) noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
   for (const MutexLevel level :
        {MutexLevel::driving, MutexLevel::intake, MutexLevel::threads, MutexLevel::leaf}) {
-    for (Mutex* mutex = firstMutex; mutex != nullptr; mutex = mutex->next_) {
+    for (Mutex* mutex = first; mutex != nullptr; mutex = mutex->next_) {
       if (mutex->level_ != level) continue;
       bool isHeld = true;
       if (level == MutexLevel::driving) {
@@ -65,12 +67,29 @@ void Mutex::lockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) 
   }
 }
 
-void Mutex::unlockAll() noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
-  for (Mutex* mutex = firstMutex; mutex != nullptr; mutex = mutex->next_) {
-    if (!mutex->isHeldByFork_) continue;
-    mutex->isHeldByFork_ = false;
-    mutex->unlock();
+void Mutex::unlockRegistered(Mutex* first) noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
+  for (Mutex* mutex = first; mutex != nullptr; mutex = mutex->next_) {
+    if (std::exchange(mutex->isHeldByFork_, false)) mutex->unlock();
   }
+}
+
+void Mutex::lockAll() noexcept {
+  ++waitingForks;
+  oneFork.lock();
+  registration.lock();
+  for (;;) {
+    Mutex* const first = firstMutex;
+    registration.unlock();  // a thread may hold a mutex while it waits to register another
+    lockRegistered(first);
+    registration.lock();
+    if (firstMutex == first) return;
+    unlockRegistered(first);  // a new one may be of an earlier level
+  }
+}
+
+void Mutex::unlockAll() noexcept {
+  unlockRegistered(firstMutex);
+  registration.unlock();
   oneFork.unlock();
   --waitingForks;
 }

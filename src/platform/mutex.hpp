@@ -44,6 +44,8 @@ class CAPRION_THREAD_SAFETY(capability("mutex")) Mutex {
   friend class Condition;
 
   void registerForFork() noexcept;
+  static void lockRegistered(Mutex* first) noexcept;
+  static void unlockRegistered(Mutex* first) noexcept;
   static void lockAll() noexcept;
   static void unlockAll() noexcept;
   static void unlockAllInChild() noexcept;
