@@ -46,6 +46,8 @@ TEST(Ranking, SuitableHitsComeBestFirst) {
       {"a movie for a name with an episode", "Show.S01E02.mkv", "moviehash|Show|;x|Show|", ""},
       {"a movie for a whole season", "Show.S01.mkv",
        "moviehash|Show|;moviehash|Show||2|1;x|Show||1|1;moviehash|Show||0|0|S02.srt", ""},
+      {"an older series for a whole season", "Show.2005.S01.mkv",
+       "moviehash|Show|1990|1|3;moviehash|Show|2005|1|3", "1"},
       {"an episode for a name without one", "Show - 012.mkv",
        "tag|Show||1|12;x|Show - 012||1|12;moviehash|Show||1|12", "2"},
       {"an episode for a name with a year", "Show.2012.mkv", "moviehash|Show|2012|1|12", ""},

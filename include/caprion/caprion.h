@@ -27,8 +27,8 @@
 /// thread of the report, for a download on the calling thread before the call returns. Background threads
 /// have all signals blocked except those of faults, such as SIGSEGV. Callbacks may block there, start further
 /// operations or exit the process; they must not throw or longjmp. A search that is running when the process
-/// exits calls neither callback. (If the system can't start a single thread, the completion receives that
-/// error during the call.)
+/// exits calls neither callback. (If the operation can't be started for lack of memory
+/// or threads, the completion receives that error during the call.)
 ///
 /// Errors. Operations report failures as a caprion_error. There is no "last error", and errno has no meaning
 /// after a call. No C++ exception leaves a function. (If there isn't even enough memory for an error, the
@@ -187,7 +187,7 @@ CAPRION_EXPORT caprion_subtitle* caprion_subtitle_copy(const caprion_subtitle* s
 /// Frees one reference to a record.
 CAPRION_EXPORT void caprion_subtitle_free(caprion_subtitle* subtitle);
 
-// The fields, as the service wrote them: any of them may be empty, and years and numbers are strings too.
+// The fields, as the service wrote them: any string may be empty, and years and numbers are strings too.
 // Borrowed from the record. Only the two links may be NULL.
 
 /// The service's identifier of the subtitle.
@@ -233,12 +233,13 @@ CAPRION_EXPORT char* caprion_subtitle_imdb_id_copy(const caprion_subtitle* subti
 CAPRION_EXPORT char* caprion_subtitle_detail_string_copy(const caprion_subtitle* subtitle);
 
 /// Encodes a record as a JSON object with the service's keys, without the links that are NULL. On failure
-/// returns NULL and stores the reason in `*error`, which the caller frees.
+/// returns NULL and stores the reason in `*error`, which the caller frees; NULL if memory runs out for it
+/// too.
 CAPRION_EXPORT char* caprion_subtitle_json_copy(const caprion_subtitle* subtitle, caprion_error** error);
 
 /// Decodes a record from a JSON object with the service's keys, as caprion_subtitle_json_copy writes it. On
-/// failure returns NULL and stores the reason in `*error`, which the caller frees; it is usually an error of
-/// CAPRION_DECODING_ERROR_DOMAIN, which names the first key at fault.
+/// failure returns NULL and stores the reason in `*error`, which the caller frees: usually an error of
+/// CAPRION_DECODING_ERROR_DOMAIN, which names the first key at fault; NULL if memory runs out for it too.
 CAPRION_EXPORT caprion_subtitle* caprion_subtitle_new_from_json(const char* json, caprion_error** error);
 
 /// Frees a string that a `_copy` returned.
@@ -393,7 +394,8 @@ CAPRION_EXPORT caprion_release_name* caprion_release_name_new(const char* path);
 /// Frees a release name.
 CAPRION_EXPORT void caprion_release_name_free(caprion_release_name* name);
 
-/// The words before the first marker; empty if the name begins with one. Borrowed from the release name.
+/// The words before the first marker; empty if the name begins with a season or an episode. Borrowed from the
+/// release name.
 CAPRION_EXPORT const char* caprion_release_name_title(const caprion_release_name* name);
 
 /// Whether the name contains the year of a movie, or the year in which a series began. Stores it in
@@ -430,7 +432,8 @@ CAPRION_EXPORT const char* caprion_language_identifier(const caprion_language* l
 CAPRION_EXPORT const char* caprion_language_iso6391(const caprion_language* language);
 /// The ISO 639-2/T code: "eng", "deu".
 CAPRION_EXPORT const char* caprion_language_iso6392(const caprion_language* language);
-/// The BCP 47 tag, with a region if the language has one: "pt-BR". Players recognise it in file names.
+/// The BCP 47 tag, with a region if the service distinguishes one: "pt-BR". Players recognise it in file
+/// names.
 CAPRION_EXPORT const char* caprion_language_tag(const caprion_language* language);
 /// The name in English: "Portuguese (Brazil)".
 CAPRION_EXPORT const char* caprion_language_name(const caprion_language* language);

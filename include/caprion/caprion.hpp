@@ -24,10 +24,11 @@ namespace CAPRION_NAMESPACE {
 /// The client of the subtitle service. There is only one, shared(). Any thread may call any member at any
 /// time.
 ///
-/// No thread is started before the first search or download. Callbacks run on background threads of the
-/// library, which have all signals blocked except those of faults, such as SIGSEGV. They may block, start
-/// further operations or exit the process; they must not throw. A callback may be empty. (If the system can't
-/// start a single thread, the callback receives that error during the call.)
+/// No thread is started before the first search or download. Callbacks of searches run on
+/// background threads of the library, which have all signals blocked except those of faults, such as SIGSEGV.
+/// Callbacks may block, start further operations or exit the process; they must not throw. A callback may be
+/// empty. (If a search can't be started for lack of memory or threads, its callback receives that error
+/// during the call.)
 ///
 /// A search that is running when the process exits reports nothing; one that is started later fails. In a
 /// child of fork() without exec, all network operations fail if the parent has used the network before.
@@ -44,7 +45,7 @@ class CAPRION_EXPORT Caprion {
   /// Searches by the criteria, which are sent in this order, and returns at once. `result` is called exactly
   /// once, later, on a background thread, with the hits or an error, usually of the transport
   /// (NSURLErrorDomain). If the answer isn't a JSON array, whatever its HTTP status, the error is one of
-  /// AnswerErrorDomain, and the answer is also written to standard output.
+  /// AnswerErrorDomain, and the answer, if it is UTF-8, is also written to standard output.
   void query(const std::vector<Arg>& args, QueryCompletion result) noexcept;
 
   /// Cancels the search started last, if it is still running; it then reports the error -999 of

@@ -63,8 +63,8 @@ class CAPRION_EXPORT CaprionHelper {
         "findSubtitles takes a video file, as URL::fileURLWithPath(path), or words, as Matching(words)");
   }
 
-  /// Downloads the subtitle file of a record and reports its URL. Blocks and reports as described at
-  /// Downloader::download.
+  /// Downloads the subtitle file of a record and reports its URL, as Caprion::download does: a newer download
+  /// by either of them replaces the running one. Blocks and reports as described at Downloader::download.
   void downloadSubtitleFile(const Subtitle& subtitle, const DownloadCompletion& completion) noexcept;
 
  private:

@@ -38,7 +38,7 @@ class CAPRION_EXPORT Downloader {
   /// from then on. And each error while walking the unpacked files is an additional report before the last.
   ///
   /// Downloads of the same subtitle, by any objects and processes of the user, use the folder one at a time.
-  /// The others wait for up to 60 seconds, then fail with ETIMEDOUT of NSPOSIXErrorDomain.
+  /// Each waits for its turn, and fails with ETIMEDOUT of NSPOSIXErrorDomain after 60 seconds.
   void download(const Subtitle& subtitle, const Completion& completion) noexcept;
 
   /// Cancels the running download, if there is one: its call returns at once, whatever it was waiting for,

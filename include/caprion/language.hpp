@@ -17,8 +17,8 @@ struct CAPRION_EXPORT Language {
   std::string_view iso6391;
   /// The ISO 639-2/T code: "eng", "deu". Empty if another language of the service has it.
   std::string_view iso6392;
-  /// The BCP 47 tag: with a region if the language has one ("pt-BR"), else ISO 639-1, else ISO 639-2/T.
-  /// Players recognise it in the name of a subtitle file.
+  /// The BCP 47 tag: with a region if the service distinguishes one ("pt-BR"), else ISO 639-1, else ISO
+  /// 639-2/T. Players recognise it in the name of a subtitle file.
   std::string_view tag;
   /// The name in English: "Portuguese (Brazil)".
   std::string_view name;

@@ -15,7 +15,8 @@ namespace CAPRION_NAMESPACE {
 /// the title ends at the first marker of any kind.
 struct CAPRION_EXPORT ReleaseName {
   /// The words before the first marker, with spaces for periods, underscores and brackets, and without a
-  /// leading group in brackets. Empty if the name begins with a marker.
+  /// leading group in brackets. Empty if the name begins with a season or an
+  /// episode; any other marker counts only after the first word.
   std::string title;
   /// The year of a movie, or the year in which a series began: a number from 1900 to 2099 that is neither the
   /// first word nor part of a date. If there are several, the one in brackets counts, else the last before

@@ -31,8 +31,8 @@ class CAPRION_EXPORT Subtitle {
  public:
   /// Decodes one record from a JSON object with the service's keys. All keys but the two links are required,
   /// with strings as values; other keys are ignored. Fails with an error of DecodingErrorDomain, which names
-  /// the first key at fault, or with one of NSPOSIXErrorDomain: ENOMEM, or EOVERFLOW for more than 4 GiB of
-  /// strings.
+  /// the first key at fault, or with one of NSPOSIXErrorDomain: ENOMEM, or EOVERFLOW for 4 GiB of strings or
+  /// more.
   static Result<std::shared_ptr<const Subtitle>> decode(std::string_view json) noexcept;
 
   /// The service's identifier of the subtitle, which also names the folder of a download.

@@ -125,7 +125,7 @@ class Video {
     if (name_.season && !isUnknown(season) && season != name_.season) return false;
     if (!isUnknown(episode) && !isEpisode(episode)) return false;
     if (isNumberUnknown(hit) && !isAllowedByFile(hit)) return false;
-    if (name_.episodes.empty()) return evidence == Evidence::content && !year;
+    if (name_.episodes.empty() && (evidence != Evidence::content || (year && !name_.season))) return false;
     // A year in the name tells the series from an older one of the same title, and no episode predates its
     // series.
     return !year || movieYearOf(hit) == 0 || movieYearOf(hit) >= *year - 1;

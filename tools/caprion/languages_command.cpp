@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::string_view languagesHelp = R"(usage: caprion languages
 
-Prints the languages in which the service has subtitles: its own identifier, the
-other codes and the name of each. --lang takes the identifier or any code.
+Prints the languages in which the service has subtitles, each with the service's
+identifier, its other codes and its name. --lang takes the identifier or any code.
 )";
 
 ExitStatus runLanguages(const Arguments& arguments, Output& output) {

@@ -25,7 +25,7 @@ constexpr const Command* commands[] = {&getCommand,  &searchCommand, &downloadCo
 
 constexpr std::string_view commonHelp = R"(
   --json             print one JSON object per line, for failures too
-  -q, --quiet        print nothing on standard error except usage errors
+  -q, --quiet        print nothing on standard error except usage errors and questions
   --verbose          with a failure, also print the network's own message
   -h, --help         print this text
   -V, --version      print the version

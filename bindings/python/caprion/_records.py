@@ -24,7 +24,7 @@ class MovieKind(enum.Enum):
 class Subtitle:
     """One hit of a search: a subtitle file that the service offers.
 
-    The fields are as the service wrote them: any of them may be empty, and years and numbers are strings too.
+    The fields are as the service wrote them: any string may be empty, and years and numbers are strings too.
     """
 
     subtitle_id: str  #: the service's identifier of the subtitle
@@ -149,7 +149,7 @@ class Language:
     identifier: str  #: the service's identifier, which searches take: "eng", "pob"
     iso6391: str  #: the ISO 639-1 code: "en"
     iso6392: str  #: the ISO 639-2/T code: "eng", "deu"
-    tag: str  #: the BCP 47 tag, with a region if the language has one: "pt-BR"
+    tag: str  #: the BCP 47 tag, with a region if the service distinguishes one: "pt-BR"
     name: str  #: the name in English: "Portuguese (Brazil)"
 
 
