@@ -50,7 +50,7 @@ std::optional<Error> Exchanges::open() {
 
 void Exchanges::close() CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
   isClosed_ = true;
-  if (!driving.lockWithin(closeTimeout)) return;
+  if (!driving.lockUntil(std::chrono::steady_clock::now() + closeTimeout)) return;
   // Removes the temporary files of unfinished downloads.
   for (auto& [name, host] : hosts_) {
     for (const Exchange& exchange : host.running) {

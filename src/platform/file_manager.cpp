@@ -32,7 +32,7 @@ std::string environment(const char* name) {
   return value != nullptr ? value : "";
 }
 
-/// The user's cache folder by the XDG base directory specification.
+/// The user's cache folder, as freedesktop.org's XDG base directories define it.
 std::string cacheDirectory() {
   if (std::string folder = environment("XDG_CACHE_HOME"); folder.starts_with('/')) return folder;
   if (const std::string home = environment("HOME"); home.starts_with('/')) return home + "/.cache";

@@ -29,9 +29,8 @@ void Mutex::lock() noexcept {
 
 void Mutex::unlock() noexcept { mutex_.unlock(); }
 
-bool Mutex::lockWithin(std::chrono::milliseconds longest) noexcept {
+bool Mutex::lockUntil(std::chrono::steady_clock::time_point end) noexcept {
   if (!isRegistered_.load(std::memory_order_relaxed)) registerForFork();
-  const auto end = std::chrono::steady_clock::now() + longest;
   while (!mutex_.try_lock()) {
     if (std::chrono::steady_clock::now() >= end) return false;
     std::this_thread::sleep_for(pause);
@@ -50,15 +49,16 @@ void Mutex::registerForFork() noexcept {
   isRegistered_ = true;
 }
 
-/// Locks all registered mutexes, but maybe not the driver's.
-void Mutex::lockRegistered(Mutex* first) noexcept CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
+/// Locks all registered mutexes, but the driver's only if that is possible until `end`.
+void Mutex::lockRegistered(Mutex* first, std::chrono::steady_clock::time_point end) noexcept
+    CAPRION_THREAD_SAFETY(no_thread_safety_analysis) {
   for (const MutexLevel level :
        {MutexLevel::driving, MutexLevel::intake, MutexLevel::threads, MutexLevel::leaf}) {
     for (Mutex* mutex = first; mutex != nullptr; mutex = mutex->next_) {
       if (mutex->level_ != level) continue;
       bool isHeld = true;
       if (level == MutexLevel::driving) {
-        isHeld = mutex->lockWithin(driverTimeout);
+        isHeld = mutex->lockUntil(end);
       } else {
         mutex->lock();  // only ever held briefly
       }
@@ -76,11 +76,12 @@ void Mutex::unlockRegistered(Mutex* first) noexcept CAPRION_THREAD_SAFETY(no_thr
 void Mutex::lockAll() noexcept {
   ++waitingForks;
   oneFork.lock();
+  const auto end = std::chrono::steady_clock::now() + driverTimeout;
   registration.lock();
   for (;;) {
     Mutex* const first = firstMutex;
     registration.unlock();  // a thread may hold a mutex while it waits to register another
-    lockRegistered(first);
+    lockRegistered(first, end);
     registration.lock();
     if (firstMutex == first) return;
     unlockRegistered(first);  // a new one may be of an earlier level

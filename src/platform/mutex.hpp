@@ -32,8 +32,8 @@ class CAPRION_THREAD_SAFETY(capability("mutex")) Mutex {
   void lock() noexcept CAPRION_THREAD_SAFETY(acquire_capability());
   void unlock() noexcept CAPRION_THREAD_SAFETY(release_capability());
 
-  /// Polls for at most `longest`; false if that wasn't enough.
-  bool lockWithin(std::chrono::milliseconds longest) noexcept
+  /// Polls until `end`; false if that wasn't enough.
+  bool lockUntil(std::chrono::steady_clock::time_point end) noexcept
       CAPRION_THREAD_SAFETY(try_acquire_capability(true));
 
   /// Waits while a fork is pending. For a thread that would otherwise relock a mutex right after unlocking
@@ -44,7 +44,7 @@ class CAPRION_THREAD_SAFETY(capability("mutex")) Mutex {
   friend class Condition;
 
   void registerForFork() noexcept;
-  static void lockRegistered(Mutex* first) noexcept;
+  static void lockRegistered(Mutex* first, std::chrono::steady_clock::time_point end) noexcept;
   static void unlockRegistered(Mutex* first) noexcept;
   static void lockAll() noexcept;
   static void unlockAll() noexcept;
