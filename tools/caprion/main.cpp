@@ -25,13 +25,13 @@ constexpr const Command* commands[] = {&getCommand,  &searchCommand, &downloadCo
 
 constexpr std::string_view commonHelp = R"(
   --json             print one JSON object per line, for failures too
-  -q, --quiet        print nothing on standard error except usage errors and questions
+  -q, --quiet        print only usage errors and questions on standard error
   --verbose          with a failure, also print the network's own message
   -h, --help         print this text
   -V, --version      print the version
   --                 end the options
 
-Exit status: 0 done or found, 1 nothing found, 2 wrong usage, 3 something failed.
+Exit status: 0 done or found, 1 nothing found, 2 wrong usage, 3 a failure.
 )";
 
 std::string generalHelp() {
