@@ -13,7 +13,7 @@ namespace {
 constexpr std::string_view languagesHelp = R"(usage: caprion languages
 
 Prints the languages in which the service has subtitles, each with the service's
-identifier, its other codes and its name. --lang takes the identifier or any code.
+identifier, its other codes and its name. --lang takes any of the codes.
 )";
 
 ExitStatus runLanguages(const Arguments& arguments, Output& output) {
